@@ -1,0 +1,3 @@
+#include "common/log.h"
+
+FILE* g_lumoDebug = nullptr;

@@ -1,0 +1,117 @@
+// The whole board: every model, wired, and the application that runs on it. One board at a time in a process.
+//
+//   Board board{BoardOptions{}};
+//   board.Boot();
+//   board.button.Press(100ms);
+//   board.RunUntilShotEnds();
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "twin/devices/clock_chip/clock_chip.h"
+#include "twin/devices/co_processor/co_processor.h"
+#include "twin/devices/fpga/fpga_array.h"
+#include "twin/devices/gpio/gpio.h"
+#include "twin/devices/gpio/pin_registers.h"
+#include "twin/devices/media/media_pipeline.h"
+#include "twin/devices/panel/panel.h"
+#include "twin/devices/usb_disk/usb_disk.h"
+#include "twin/faults/faults.h"
+#include "twin/kernel/kernel.h"
+#include "twin/light/picture_source.h"
+#include "twin/register_space.h"
+#include "twin/seam/descriptors.h"
+#include "twin/seam/heap.h"
+#include "twin/seam/paths.h"
+#include "twin/seam/stdio.h"
+
+namespace twin {
+
+enum class Pictures { Marked, Rendered };
+
+struct BoardOptions {
+  std::filesystem::path root;        // the board's file systems; empty: a fresh directory, removed with the board
+  Pictures pictures = Pictures::Marked;
+  std::filesystem::path scene;       // equirectangular JPEG for Rendered; empty: the procedural world
+  double light = 1.0;                // factor on the world's light, both picture kinds
+  uint64_t seed = 1;
+  Pace pace = Pace::Free;
+  uint64_t diskKBs = 62'500'000;     // capacity
+  bool coProcessor = true;           // false: the device form without one
+};
+
+class Board {
+ public:
+  explicit Board(BoardOptions options);
+  ~Board();
+  static Board& Current();           // the one that exists
+
+  // --- a person and nature ---
+  void PowerOn();                    // starts the application, as the boot script does; also after a power-off
+  void PowerOff();                   // the power goes at this instant; what was not written is lost
+  bool Powered() const { return powered_; }
+  // PowerOn, then run until the control thread has signalled that it is up (or the application has ended).
+  void Boot();
+
+  void Run(Duration length) { kernel.Run(length); }
+  bool RunUntil(const std::function<bool()>& done, Duration limit) { return kernel.RunUntil(done, limit); }
+  // Until the trigger's line shows that a shot has begun, then until it shows that the shot is over.
+  // False if either takes longer than `limit`.
+  bool RunUntilShotEnds(Duration limit = 10min);
+  Time Now() const { return kernel.Now(); }
+  Duration Uptime() const { return kernel.Now() - poweredAt_; }
+
+  // --- the application as seen from outside ---
+  bool Exited() const { return exited_; }
+  int ExitStatus() const { return exitStatus_; }
+  const std::string& Log() const { return log_; }      // debug stream and console output since the board was built
+  size_t LogCount(const std::string& text) const;      // how often `text` stands in it
+  void OnLogLine(std::function<void(Time, const std::string&)> listener) { logListener_ = std::move(listener); }
+  // What no model knew: registers, commands, paths outside the board. Must be empty at the end of a test.
+  std::vector<std::string> Complaints() const;
+
+  // --- for doors and models ---
+  void ApplicationExits(int status);                   // from a fiber: ends the application, not the host
+  void WriteLog(const char* data, size_t size);
+  void Complain(std::string what);
+  Time poweredAt() const { return poweredAt_; }
+
+  const BoardOptions options;
+  Kernel kernel;
+  Faults faults;
+  RegisterSpace registers;
+  std::unique_ptr<PictureSource> pictures;
+  Paths paths;
+  Heap heap;
+  Descriptors descriptors;
+  GpioBanks gpio;
+  PinRegisters pinRegisters;
+  Panel panel;                                         // LED 0, buzzer, as a person perceives them
+  CoProcessor coProcessor;
+  Button button;
+  ClockChip clockChip;
+  UsbDisk disk;
+  Stdio stdio;
+  FpgaArray array;
+  MediaPipeline media;
+
+ private:
+  void Wire();
+  void DeliverLog();
+
+  bool powered_ = false;
+  bool exited_ = false;
+  int exitStatus_ = 0;
+  Time poweredAt_{0};
+  std::string log_;
+  size_t delivered_ = 0;
+  std::function<void(Time, const std::string&)> logListener_;
+  std::vector<std::string> complaints_;
+  FaultPoint powerCut_;
+};
+
+}  // namespace twin

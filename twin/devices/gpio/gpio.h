@@ -1,0 +1,63 @@
+// The processor's GPIO banks 0 to 15, and the wires on their pins.
+//
+// Bus face: bank n at 0x12140000 + n x 0x1000. An access at offset (mask << 2) reads or writes the data bits in mask;
+// offset 0x400 is the direction, a set bit is an output. Modelled: data, direction, levels, edges. Not modelled:
+// interrupts, pin multiplexing, pad strength (those registers are claimed and keep what was written).
+// World face: Pin. Fault face: "gpio.stuck" with detail bank x 8 + pin, effect Value 0 or 1: the wire stays there.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "twin/faults/faults.h"
+#include "twin/register_space.h"
+
+namespace twin {
+
+// One wire. The processor drives it while its direction bit is set, else what is connected drives it, else it floats
+// at its pull.
+class Pin {
+ public:
+  bool Level() const { return level_; }             // as anyone on the wire sees it
+  bool DrivenByProcessor() const { return output_; }
+  void Drive(bool level);                           // from outside
+  void Release(bool pull);                          // outside lets go: the wire floats at `pull`
+  // `listener` hears every change of the wire's level, at the moment it happens. For the life of the pin.
+  void OnChange(std::function<void(bool level)> listener) { listeners_.push_back(std::move(listener)); }
+
+ private:
+  friend class GpioBanks;
+  void Settle();
+
+  bool level_ = false;
+  bool output_ = false;     // direction bit
+  bool data_ = false;       // output latch
+  bool outside_ = false;    // level from outside, or the pull
+  int stuck_ = -1;          // fault: 0 or 1
+  std::vector<std::function<void(bool)>> listeners_;
+};
+
+class GpioBanks final : public RegisterDevice {
+ public:
+  static constexpr uint32_t kBase = 0x12140000;
+  static constexpr uint32_t kBankStride = 0x1000;
+  static constexpr int kBanks = 16;
+
+  explicit GpioBanks(Faults& faults);
+
+  uint32_t ReadRegister(uint32_t address) override;
+  void WriteRegister(uint32_t address, uint32_t value) override;
+
+  Pin& At(int bank, int pin) { return pins_[static_cast<size_t>(bank * 8 + pin)]; }
+
+  // Power-on reset: all pins inputs, latches 0.
+  void Reset();
+
+ private:
+  std::array<Pin, kBanks * 8> pins_;
+  FaultPoint stuck_;
+};
+
+}  // namespace twin

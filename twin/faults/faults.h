@@ -1,0 +1,106 @@
+// What can break on the board, as data. Models and doors declare fault points; rules name a point and say when it
+// breaks, how, and how often. The same rules serve tests, the console and campaigns.
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "twin/kernel/kernel.h"
+
+namespace twin {
+
+// How an operation breaks. Which kinds a point understands stands with the point's owner; it ignores others.
+struct Effect {
+  enum class Kind {
+    Fail,      // the call fails with errno `value`
+    Value,     // a wrong answer: `value`
+    Silence,   // no answer, nothing happens
+    Delay,     // it takes `delay` longer
+    PowerCut,  // the board loses its power in the middle of it (done by the engine, after the point's own part)
+  };
+  Kind kind = Kind::Fail;
+  int64_t value = EIO;
+  Duration delay{0};
+};
+
+struct FaultRule {
+  std::string point;                          // "spi.message", "disk.write", ...
+  std::optional<int64_t> detail;              // only operations with this detail (a layer, a channel, a register)
+  uint64_t nth = 1;                           // first the n-th operation that matches, counted from the rule's birth
+  std::optional<Time> after;                  // not before this board time
+  double probability = 1.0;                   // of each operation from the n-th on
+  std::function<bool()> condition;            // while this holds (null: always)
+  uint64_t times = 1;                         // so often; kAlways for ever
+  Effect effect;
+
+  static constexpr uint64_t kAlways = UINT64_MAX;
+};
+
+class Faults;
+
+// One thing that can break. Cheap to ask while no rule names it. Lives as long as the Faults that it is given.
+class FaultPoint {
+ public:
+  // `what` is a line for the console's help. Points must have different names.
+  FaultPoint(Faults& faults, std::string name, std::string what);
+  ~FaultPoint();
+  FaultPoint(const FaultPoint&) = delete;
+  FaultPoint& operator=(const FaultPoint&) = delete;
+
+  // Called at each operation. The effect to apply now, if a rule fires.
+  std::optional<Effect> Ask(int64_t detail = 0) {
+    if (!armed_) return std::nullopt;
+    return AskRules(detail);
+  }
+  const std::string& Name() const { return name_; }
+  const std::string& What() const { return what_; }
+
+ private:
+  friend class Faults;
+  std::optional<Effect> AskRules(int64_t detail);
+
+  Faults& faults_;
+  std::string name_, what_;
+  bool armed_ = false;
+};
+
+class Faults {
+ public:
+  explicit Faults(Kernel& kernel) : kernel_(kernel) {}
+
+  // Throws std::invalid_argument if no point has the rule's name.
+  void Add(FaultRule rule);
+  // "spi.message fail=EIO nth=5 times=1 detail=2 after=3s p=0.1", "disk.write powercut nth=12",
+  // "layer.conf silence times=always", "stc.reply value=0x1234", "frame.send delay=200ms".
+  // Throws std::invalid_argument with a message for a person.
+  void Add(std::string_view text);
+  void Clear();
+
+  // How often a rule has fired since Clear, for tests that must know that their fault happened.
+  uint64_t Fired() const { return fired_; }
+  const std::vector<FaultPoint*>& Points() const { return points_; }
+  // Called when a rule's effect is PowerCut, from within the operation.
+  void SetPowerCut(std::function<void()> cut) { powerCut_ = std::move(cut); }
+  void PowerCut() { if (powerCut_) powerCut_(); }
+
+ private:
+  friend class FaultPoint;
+  struct ActiveRule {
+    FaultRule rule;
+    uint64_t seen = 0, fired = 0;
+  };
+  void Arm();
+
+  Kernel& kernel_;
+  std::vector<FaultPoint*> points_;
+  std::vector<ActiveRule> rules_;
+  uint64_t fired_ = 0;
+  std::function<void()> powerCut_;
+};
+
+}  // namespace twin

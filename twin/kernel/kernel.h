@@ -1,0 +1,136 @@
+// The board's time. One host thread runs everything: each application thread is a fiber, each wait an event.
+//
+// Time moves only in doors, the calls that leave the application: a sleep moves it by its length, a register access
+// or a disk write by what it would cost on the board. Between two doors no time passes.
+//
+// Two contexts. A *fiber* runs application code and may Spend, Wait and be killed. The *scheduler* runs Run, RunUntil
+// and the actions given to At; actions must not wait.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace twin {
+
+using namespace std::chrono_literals;
+
+using Duration = std::chrono::nanoseconds;
+using Time = std::chrono::nanoseconds;  // since the board was built; goes on while its power is off
+
+struct Fiber;
+
+enum class Pace {
+  Free,  // time jumps from event to event: tests
+  Real,  // the host's clock is waited for: a person looks
+};
+
+class Kernel {
+ public:
+  using EventId = uint64_t;
+
+  explicit Kernel(uint64_t seed = 0, Pace pace = Pace::Free);
+  ~Kernel();
+  Kernel(const Kernel&) = delete;
+  Kernel& operator=(const Kernel&) = delete;
+
+  Time Now() const { return now_; }
+
+  // Calls `action` in the scheduler at `when`, or at once if that has passed. Equal times run in order of request,
+  // unless Explore has been called. Cancelling an event that has run is harmless.
+  EventId At(Time when, std::function<void()> action);
+  EventId After(Duration delay, std::function<void()> action) { return At(now_ + delay, std::move(action)); }
+  void Cancel(EventId id);
+
+  // Starts a fiber at the present time. The kernel owns it until its body returns or KillFibers.
+  Fiber* Spawn(std::string name, std::function<void()> body);
+  bool Finished(const Fiber* fiber) const;  // true also for a fiber that no longer exists
+
+  // For fibers: lets `cost` of board time pass. Others run meanwhile if they have something to do by then.
+  void Spend(Duration cost) {
+    const Time target = now_ + cost;
+    doorCalls_++;
+    if (target < horizon_ && !exploring_) {
+      now_ = target;
+    } else {
+      SpendSlowly(target);
+    }
+  }
+  bool InFiber() const { return current_ != nullptr; }
+
+  // Ends every fiber where it stands, without unwinding: the power is gone. From a fiber, this does not return.
+  void KillFibers();
+  // Ends the calling fiber where it stands. Does not return.
+  [[noreturn]] void EndFiber();
+
+  // Runs the board; for the host side only, never from a fiber or an action.
+  void Run(Duration length);
+  // Runs until `done` holds, looked at after each event and at least once a millisecond of board time, or until
+  // `limit` has passed. Returns whether `done` held.
+  bool RunUntil(const std::function<bool()>& done, Duration limit);
+  // Makes Run and RunUntil return after the present event.
+  void Interrupt() { interrupted_ = true; }
+
+  // From now on, equal-time events run in an order drawn from the seed, and any door may let others run first.
+  void Explore() { exploring_ = true; }
+
+  // In real pace: called instead of sleeping, with how long the board has nothing to do (at most 20 ms).
+  // It should return early when a socket or a terminal has something to say.
+  void SetIdle(std::function<void(Duration)> idle) { idle_ = std::move(idle); }
+
+  uint64_t Random();  // from the seed; the only source of chance on the board
+  uint64_t Switches() const { return switches_; }
+
+ private:
+  friend class WaitQueue;
+  struct Event;
+  struct Watchdog;
+
+  void SpendSlowly(Time target);
+  void SwitchOut();  // current fiber gives the host thread back until it is resumed
+  uint64_t WakeAt(Time when, Fiber* fiber);
+  void Resume(Fiber* fiber);
+  bool RunNext(Time limit);
+  void UpdateHorizon(Time limit);
+  void WaitForHost(Time until);
+
+  Time now_{0};
+  Time horizon_{0};  // first moment at which something else is due; a Spend that ends before it needs no switch
+  Time limit_{0};
+  bool exploring_ = false;
+  bool interrupted_ = false;
+  uint64_t doorCalls_ = 0;
+  uint64_t switches_ = 0;
+  uint64_t order_ = 0;
+  uint64_t random_;
+  Fiber* current_ = nullptr;
+  Pace pace_;
+  std::function<void(Duration)> idle_;
+  std::vector<std::unique_ptr<Fiber>> fibers_;
+  std::unique_ptr<struct EventQueue> events_;
+  std::unique_ptr<Watchdog> watchdog_;
+  std::chrono::steady_clock::time_point hostStart_;
+  Time boardStart_{0};
+};
+
+// Fibers that wait for one thing.
+class WaitQueue {
+ public:
+  explicit WaitQueue(Kernel& kernel) : kernel_(kernel) {}
+  // For fibers: until Notify, or until `limit` of board time has passed. Returns true if notified.
+  bool Wait(Duration limit);
+  void Wait();  // without limit
+  // Wakes all that wait, at the present time. From anywhere.
+  void Notify();
+
+ private:
+  friend class Kernel;
+  Kernel& kernel_;
+  std::vector<Fiber*> waiting_;
+};
+
+}  // namespace twin

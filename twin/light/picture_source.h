@@ -1,0 +1,52 @@
+// The seam between the chips that move frames and the light that is in them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace twin {
+
+// One frame as a layer stores it and the video chain carries it: not pixels, but all that the pixels follow from.
+struct StoredFrame {
+  int camera = 0;        // 0 to 24, image number
+  int bracket = 0;       // 0 to 5
+  uint32_t shot = 0;     // counts exposures of the array since the board was built, from 1
+  double seconds = 0;    // exposure time that the sensor was really set to
+  double gain = 1;       // 1 is unity, ISO 100
+  bool mirror = false;   // the sensor's own orientation registers
+  bool flip = false;
+};
+
+enum class PictureSize { Full, Half };  // 3264 x 2448, 1632 x 1224
+constexpr int WidthOf(PictureSize size) { return size == PictureSize::Full ? 3264 : 1632; }
+constexpr int HeightOf(PictureSize size) { return size == PictureSize::Full ? 2448 : 1224; }
+
+using Jpeg = std::shared_ptr<const std::vector<uint8_t>>;
+
+// Where the sensors' light comes from. The board has one; it outlives every chip.
+class PictureSource {
+ public:
+  virtual ~PictureSource() = default;
+
+  // Mean of a camera's clipped linear signal, 0 to 1 (1: every pixel saturated), for an exposure of `exposure` =
+  // seconds x gain. Rises with exposure, saturates per pixel.
+  virtual double MeanSignal(int camera, double exposure) = 0;
+
+  // The frame as the JPEG encoder would make it: 4:2:0, the exact size, `quality` 1 to 100. The same arguments give
+  // the same bytes. May take host time; takes no board time.
+  virtual Jpeg Encode(const StoredFrame& frame, PictureSize size, int quality) = 0;
+
+  // A hint that these frames will be asked for soon, in this order, at both sizes. May be ignored.
+  virtual void Prefetch(const std::vector<StoredFrame>& /*frames*/) {}
+};
+
+// What receives the array's video stream.
+class VideoInput {
+ public:
+  virtual ~VideoInput() = default;
+  // A whole frame has come in on the lanes. Called in the scheduler, at the moment of its last line.
+  virtual void FrameArrives(const StoredFrame& frame) = 0;
+};
+
+}  // namespace twin
