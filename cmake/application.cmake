@@ -1,0 +1,32 @@
+# The application, once as it goes on the device, and once with its calls to the outside led through the doors.
+
+file(GLOB_RECURSE LUMORA_SOURCES CONFIGURE_DEPENDS
+  ${CMAKE_SOURCE_DIR}/common/*.cpp ${CMAKE_SOURCE_DIR}/sensor/*.cpp ${CMAKE_SOURCE_DIR}/venc/*.cpp)
+
+# What touches registers or burns processor cycles: the device's own, supplied by the twin when it stands in.
+set(LUMORA_HARDWARE_SOURCES
+  ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/array/registers.cpp
+  ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/device/stc_delay.cpp)
+list(REMOVE_ITEM LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/main.cpp ${LUMORA_HARDWARE_SOURCES})
+list(APPEND LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/blobs.S)
+
+add_library(lumora_app STATIC ${LUMORA_SOURCES})
+target_link_libraries(lumora_app PRIVATE lumora_flags PkgConfig::TURBOJPEG)
+# No fortified calls: each call keeps the name that stands in the list of doors. Position-dependent data sections
+# keep their plain names, which is how the twin finds the application's variables.
+target_compile_options(lumora_app PRIVATE -U_FORTIFY_SOURCE -fno-common)
+set_source_files_properties(${CMAKE_SOURCE_DIR}/venc/blobs.S PROPERTIES
+  COMPILE_OPTIONS "-I${LUMORA_BLOB_DIR}" OBJECT_DEPENDS "${LUMORA_BLOB_FILES}")
+add_dependencies(lumora_app lumora_blob_files)
+
+set(LUMORA_ON_TWIN ${CMAKE_BINARY_DIR}/liblumora_on_twin.a)
+add_custom_command(OUTPUT ${LUMORA_ON_TWIN}
+  COMMAND ${CMAKE_OBJCOPY} --redefine-syms=${CMAKE_SOURCE_DIR}/twin/seam/doors.txt
+          --rename-section .data=lumora_data --rename-section .bss=lumora_bss
+          $<TARGET_FILE:lumora_app> ${LUMORA_ON_TWIN}
+  DEPENDS lumora_app ${CMAKE_SOURCE_DIR}/twin/seam/doors.txt
+  COMMENT "Leading the application through the doors" VERBATIM)
+add_custom_target(lumora_on_twin_file DEPENDS ${LUMORA_ON_TWIN})
+add_library(lumora_on_twin STATIC IMPORTED GLOBAL)
+set_target_properties(lumora_on_twin PROPERTIES IMPORTED_LOCATION ${LUMORA_ON_TWIN})
+add_dependencies(lumora_on_twin lumora_on_twin_file)

@@ -1,0 +1,19 @@
+/* What others make and the program only carries: loaded at start-up or written out as it is. */
+
+  .section .rodata
+  .balign 16
+  .global confData          /* FPGA bitstream, 1396280 bytes */
+confData:
+  .incbin "fpga_bitstream.bin"
+
+  .section .data            /* sensor tables: words of address << 8 | value; table B is changed by lens type */
+  .balign 16
+  .global reg20TableA       /* 238 words */
+reg20TableA:
+  .incbin "reg20_table_a.bin"
+  .balign 16
+  .global reg20TableB       /* 101 words */
+reg20TableB:
+  .incbin "reg20_table_b.bin"
+
+  .section .note.GNU-stack, "", %progbits

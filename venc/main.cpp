@@ -1,0 +1,3 @@
+#include "venc/lumora.h"
+
+int main() { return LumoMain(); }
