@@ -54,29 +54,29 @@ struct TagControlSignals {
   Shared<unsigned int> batVoltageTime;         // ms, LumoGetTime of the last sample
   Shared<int> plusVertexX;                     // tilt offset, 1e-08 radian
   Shared<int> plusVertexY;
-  Shared<int> deviceId;                // model number
-  Shared<unsigned int> serialNo;       // one stable number per device
-  Shared<unsigned int> remoteCapCmd;   // packed capture request, 0 empty, see PackRemoteCapCmd
-  Shared<unsigned int> actionTime;     // ms, LumoGetTime of the last user action
-  Shared<int> manualExpsUs;            // us
-  Shared<int> manualIso;               // 100-1600
-  Shared<int> vertexReady;             // motion sensor: -1 failed, 0 settling, 1 ready
-  int vertexX;                         // tilt of the last shot, 1e-08 radian; snap thread only
+  Shared<int> deviceId;               // model number
+  Shared<unsigned int> serialNo;      // one stable number per device
+  Shared<unsigned int> remoteCapCmd;  // packed capture request, 0 empty, see PackRemoteCapCmd
+  Shared<unsigned int> actionTime;    // ms, LumoGetTime of the last user action
+  Shared<int> manualExpsUs;           // us
+  Shared<int> manualIso;              // 100-1600
+  Shared<int> vertexReady;            // motion sensor: -1 failed, 0 settling, 1 ready
+  int vertexX;                        // tilt of the last shot, 1e-08 radian; snap thread only
   int vertexY;
   Shared<int> longitude;
   Shared<int> latitude;
   Shared<int> compassValue;
-  Shared<int> lastExposure;            // us, middle exposure of the last shot
-  Shared<int> lastIso;                 // ISO of the same exposure
-  Shared<int> serialFd;                // -1: no remote
-  Shared<int> sessionNum;              // sessions in sessionList
+  Shared<int> lastExposure;  // us, middle exposure of the last shot
+  Shared<int> lastIso;       // ISO of the same exposure
+  Shared<int> serialFd;      // -1: no remote
+  Shared<int> sessionNum;    // sessions in sessionList
   std::array<Shared<int>, 64> sessionList;
-  char fileList[65536];                // 16 bytes of head room, then base names, each with CR LF
-  Shared<int> errFileNum;              // slots used in errFileList, at most 512
-  char errFileList[16384];             // 512 slots of 32 bytes
+  char fileList[65536];     // 16 bytes of head room, then base names, each with CR LF
+  Shared<int> errFileNum;   // slots used in errFileList, at most 512
+  char errFileList[16384];  // 512 slots of 32 bytes
   Shared<int> prefixLen;
-  char prefix[12];                     // at most 11 characters
-  char oriInfo[11];                    // "%02d%02d%02d %c %c": time of the last shot, tripod, position
+  char prefix[12];                         // at most 11 characters
+  char oriInfo[11];                        // "%02d%02d%02d %c %c": time of the last shot, tripod, position
   std::array<Shared<int8_t>, 25> camTemp;  // degrees Celsius per camera, 0x7F no reading yet
 };
 using ControlSignals = TagControlSignals;
@@ -96,11 +96,11 @@ static_assert(offsetof(ControlSignals, batVoltageVal) == 34, "the one-byte field
 // Values of `needCapture` and `needSave` that both stages share. Codes below 0x10 name a failed step; the table of
 // each stage stands with the function that writes them (capture_start.h, capture_end.h, snap_process.h).
 enum ShotStatus : BYTE {
-  kShotIdle = 0,          // idle, or the stage ended well
-  kShotDiskFull = 0x10,   // refused: not enough room
-  kShotFailed = 0x11,     // final state of any failure
-  kShotAccepted = 0xFE,   // delay running
-  kShotRunning = 0xFF,    // the snap thread owns the shot
+  kShotIdle = 0,         // idle, or the stage ended well
+  kShotDiskFull = 0x10,  // refused: not enough room
+  kShotFailed = 0x11,    // final state of any failure
+  kShotAccepted = 0xFE,  // delay running
+  kShotRunning = 0xFF,   // the snap thread owns the shot
 };
 
 // Request fields that are raised by 0xFF.

@@ -9,5 +9,4 @@ extern FILE* g_lumoDebug;
 
 // Writes one diagnostic with "function:line: " in front. `text` is a string literal that ends in a line feed.
 // Any thread; lines of two threads may interleave, as the stream has no lock of ours.
-#define LumoLog(text, ...) \
-  fprintf(g_lumoDebug, "%s:%d: " text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define LumoLog(text, ...) fprintf(g_lumoDebug, "%s:%d: " text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)

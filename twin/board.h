@@ -34,25 +34,25 @@ namespace twin {
 enum class Pictures { Marked, Rendered };
 
 struct BoardOptions {
-  std::filesystem::path root;        // the board's file systems; empty: a fresh directory, removed with the board
+  std::filesystem::path root;  // the board's file systems; empty: a fresh directory, removed with the board
   Pictures pictures = Pictures::Marked;
-  std::filesystem::path scene;       // equirectangular JPEG for Rendered; empty: the procedural world
-  double light = 1.0;                // factor on the world's light, both picture kinds
+  std::filesystem::path scene;  // equirectangular JPEG for Rendered; empty: the procedural world
+  double light = 1.0;           // factor on the world's light, both picture kinds
   uint64_t seed = 1;
   Pace pace = Pace::Free;
-  uint64_t diskKBs = 62'500'000;     // capacity
-  bool coProcessor = true;           // false: the device form without one
+  uint64_t diskKBs = 62'500'000;  // capacity
+  bool coProcessor = true;        // false: the device form without one
 };
 
 class Board {
  public:
   explicit Board(BoardOptions options);
   ~Board();
-  static Board& Current();           // the one that exists
+  static Board& Current();  // the one that exists
 
   // --- a person and nature ---
-  void PowerOn();                    // starts the application, as the boot script does; also after a power-off
-  void PowerOff();                   // the power goes at this instant; what was not written is lost
+  void PowerOn();   // starts the application, as the boot script does; also after a power-off
+  void PowerOff();  // the power goes at this instant; what was not written is lost
   bool Powered() const { return powered_; }
   // PowerOn, then run until the control thread has signalled that it is up (or the application has ended).
   void Boot();
@@ -68,14 +68,14 @@ class Board {
   // --- the application as seen from outside ---
   bool Exited() const { return exited_; }
   int ExitStatus() const { return exitStatus_; }
-  const std::string& Log() const { return log_; }      // debug stream and console output since the board was built
-  size_t LogCount(const std::string& text) const;      // how often `text` stands in it
+  const std::string& Log() const { return log_; }  // debug stream and console output since the board was built
+  size_t LogCount(const std::string& text) const;  // how often `text` stands in it
   void OnLogLine(std::function<void(Time, const std::string&)> listener) { logListener_ = std::move(listener); }
   // What no model knew: registers, commands, paths outside the board. Must be empty at the end of a test.
   std::vector<std::string> Complaints() const;
 
   // --- for doors and models ---
-  void ApplicationExits(int status);                   // from a fiber: ends the application, not the host
+  void ApplicationExits(int status);  // from a fiber: ends the application, not the host
   void WriteLog(const char* data, size_t size);
   void Complain(std::string what);
   Time poweredAt() const { return poweredAt_; }
@@ -90,7 +90,7 @@ class Board {
   Descriptors descriptors;
   GpioBanks gpio;
   PinRegisters pinRegisters;
-  Panel panel;                                         // LED 0, buzzer, as a person perceives them
+  Panel panel;  // LED 0, buzzer, as a person perceives them
   CoProcessor coProcessor;
   Button button;
   ClockChip clockChip;

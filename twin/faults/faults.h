@@ -29,13 +29,13 @@ struct Effect {
 };
 
 struct FaultRule {
-  std::string point;                          // "spi.message", "disk.write", ...
-  std::optional<int64_t> detail;              // only operations with this detail (a layer, a channel, a register)
-  uint64_t nth = 1;                           // first the n-th operation that matches, counted from the rule's birth
-  std::optional<Time> after;                  // not before this board time
-  double probability = 1.0;                   // of each operation from the n-th on
-  std::function<bool()> condition;            // while this holds (null: always)
-  uint64_t times = 1;                         // so often; kAlways for ever
+  std::string point;                // "spi.message", "disk.write", ...
+  std::optional<int64_t> detail;    // only operations with this detail (a layer, a channel, a register)
+  uint64_t nth = 1;                 // first the n-th operation that matches, counted from the rule's birth
+  std::optional<Time> after;        // not before this board time
+  double probability = 1.0;         // of each operation from the n-th on
+  std::function<bool()> condition;  // while this holds (null: always)
+  uint64_t times = 1;               // so often; kAlways for ever
   Effect effect;
 
   static constexpr uint64_t kAlways = UINT64_MAX;
@@ -86,7 +86,9 @@ class Faults {
   const std::vector<FaultPoint*>& Points() const { return points_; }
   // Called when a rule's effect is PowerCut, from within the operation.
   void SetPowerCut(std::function<void()> cut) { powerCut_ = std::move(cut); }
-  void PowerCut() { if (powerCut_) powerCut_(); }
+  void PowerCut() {
+    if (powerCut_) powerCut_();
+  }
 
  private:
   friend class FaultPoint;

@@ -7,6 +7,7 @@
 // and the actions given to At; actions must not wait.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -23,6 +24,9 @@ using Duration = std::chrono::nanoseconds;
 using Time = std::chrono::nanoseconds;  // since the board was built; goes on while its power is off
 
 struct Fiber;
+
+// Thrown through a fiber's stack to end it. Never catch it.
+struct FiberKilled {};
 
 enum class Pace {
   Free,  // time jumps from event to event: tests
@@ -53,8 +57,8 @@ class Kernel {
   // For fibers: lets `cost` of board time pass. Others run meanwhile if they have something to do by then.
   void Spend(Duration cost) {
     const Time target = now_ + cost;
-    doorCalls_++;
-    if (target < horizon_ && !exploring_) {
+    doorCalls_.store(doorCalls_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    if (target < horizon_ && current_ != nullptr && !exploring_) {
       now_ = target;
     } else {
       SpendSlowly(target);
@@ -62,10 +66,14 @@ class Kernel {
   }
   bool InFiber() const { return current_ != nullptr; }
 
-  // Ends every fiber where it stands, without unwinding: the power is gone. From a fiber, this does not return.
+  // Ends every fiber where it stands: the power is gone. Their stacks are unwound, so that the host loses no memory;
+  // doors that are reached while unwinding do nothing (see Dying). From a fiber, this does not return: it throws
+  // FiberKilled, which only the kernel catches.
   void KillFibers();
   // Ends the calling fiber where it stands. Does not return.
   [[noreturn]] void EndFiber();
+  // True while the calling fiber is being unwound.
+  bool Dying() const;
 
   // Runs the board; for the host side only, never from a fiber or an action.
   void Run(Duration length);
@@ -87,23 +95,25 @@ class Kernel {
 
  private:
   friend class WaitQueue;
-  struct Event;
+  struct Events;
   struct Watchdog;
 
   void SpendSlowly(Time target);
-  void SwitchOut();  // current fiber gives the host thread back until it is resumed
-  uint64_t WakeAt(Time when, Fiber* fiber);
+  void SwitchOut();  // the current fiber gives the host thread back until it is resumed
+  void WakeAt(Time when, Fiber* fiber);
   void Resume(Fiber* fiber);
-  bool RunNext(Time limit);
-  void UpdateHorizon(Time limit);
-  void WaitForHost(Time until);
+  bool RunNext();
+  void UpdateHorizon();
+  bool WaitForHost(Time until);
+  void Reap();
 
   Time now_{0};
   Time horizon_{0};  // first moment at which something else is due; a Spend that ends before it needs no switch
-  Time limit_{0};
+  Time limit_{0};    // where the present Run ends
+  Time slice_{0};    // where RunUntil wants to look at its condition again
   bool exploring_ = false;
   bool interrupted_ = false;
-  uint64_t doorCalls_ = 0;
+  std::atomic<uint64_t> doorCalls_{0};  // written by the board's thread, read by the watchdog
   uint64_t switches_ = 0;
   uint64_t order_ = 0;
   uint64_t random_;
@@ -111,10 +121,10 @@ class Kernel {
   Pace pace_;
   std::function<void(Duration)> idle_;
   std::vector<std::unique_ptr<Fiber>> fibers_;
-  std::unique_ptr<struct EventQueue> events_;
+  std::unique_ptr<Events> events_;
   std::unique_ptr<Watchdog> watchdog_;
-  std::chrono::steady_clock::time_point hostStart_;
-  Time boardStart_{0};
+  std::chrono::steady_clock::time_point hostAnchor_;  // real pace: the host's time ...
+  Time boardAnchor_{0};                               // ... at this time of the board
 };
 
 // Fibers that wait for one thing.
@@ -124,6 +134,8 @@ class WaitQueue {
   // For fibers: until Notify, or until `limit` of board time has passed. Returns true if notified.
   bool Wait(Duration limit);
   void Wait();  // without limit
+  // The same on several queues at once; true if one of them was notified.
+  static bool WaitAny(Kernel& kernel, const std::vector<WaitQueue*>& queues, Duration limit);
   // Wakes all that wait, at the present time. From anywhere.
   void Notify();
 

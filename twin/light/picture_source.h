@@ -9,12 +9,12 @@ namespace twin {
 
 // One frame as a layer stores it and the video chain carries it: not pixels, but all that the pixels follow from.
 struct StoredFrame {
-  int camera = 0;        // 0 to 24, image number
-  int bracket = 0;       // 0 to 5
-  uint32_t shot = 0;     // counts exposures of the array since the board was built, from 1
-  double seconds = 0;    // exposure time that the sensor was really set to
-  double gain = 1;       // 1 is unity, ISO 100
-  bool mirror = false;   // the sensor's own orientation registers
+  int camera = 0;       // 0 to 24, image number
+  int bracket = 0;      // 0 to 5
+  uint32_t shot = 0;    // counts exposures of the array since the board was built, from 1
+  double seconds = 0;   // exposure time that the sensor was really set to
+  double gain = 1;      // 1 is unity, ISO 100
+  bool mirror = false;  // the sensor's own orientation registers
   bool flip = false;
 };
 

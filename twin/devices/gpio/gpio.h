@@ -20,10 +20,10 @@ namespace twin {
 // at its pull.
 class Pin {
  public:
-  bool Level() const { return level_; }             // as anyone on the wire sees it
+  bool Level() const { return level_; }  // as anyone on the wire sees it
   bool DrivenByProcessor() const { return output_; }
-  void Drive(bool level);                           // from outside
-  void Release(bool pull);                          // outside lets go: the wire floats at `pull`
+  void Drive(bool level);   // from outside
+  void Release(bool pull);  // outside lets go: the wire floats at `pull`
   // `listener` hears every change of the wire's level, at the moment it happens. For the life of the pin.
   void OnChange(std::function<void(bool level)> listener) { listeners_.push_back(std::move(listener)); }
 
@@ -32,10 +32,10 @@ class Pin {
   void Settle();
 
   bool level_ = false;
-  bool output_ = false;     // direction bit
-  bool data_ = false;       // output latch
-  bool outside_ = false;    // level from outside, or the pull
-  int stuck_ = -1;          // fault: 0 or 1
+  bool output_ = false;   // direction bit
+  bool data_ = false;     // output latch
+  bool outside_ = false;  // level from outside, or the pull
+  int stuck_ = -1;        // fault: 0 or 1
   std::vector<std::function<void(bool)>> listeners_;
 };
 
