@@ -2,13 +2,15 @@
 //
 // Bus face: bank n at 0x12140000 + n x 0x1000. An access at offset (mask << 2) reads or writes the data bits in mask;
 // offset 0x400 is the direction, a set bit is an output. Modelled: data, direction, levels, edges. Not modelled:
-// interrupts, pin multiplexing, pad strength (those registers are claimed and keep what was written).
-// World face: Pin. Fault face: "gpio.stuck" with detail bank x 8 + pin, effect Value 0 or 1: the wire stays there.
+// interrupts (their registers keep what was written). Pin functions and pads: pin_registers.h.
+// World face: Pin. Fault face: "gpio.stuck" with detail bank x 8 + pin, effect Value 0 or 1: the wire stays there while
+// each access that uses the pin finds the rule.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <unordered_map>
 #include <vector>
 
 #include "twin/faults/faults.h"
@@ -56,7 +58,10 @@ class GpioBanks final : public RegisterDevice {
   void Reset();
 
  private:
+  void Use(size_t index);
+
   std::array<Pin, kBanks * 8> pins_;
+  std::unordered_map<uint32_t, uint32_t> interruptRegisters_;
   FaultPoint stuck_;
 };
 

@@ -1,0 +1,39 @@
+// Pin function and pad control registers of the processor.
+//
+// Bus face: function of each pin from 0x12040000, pad control from 0x12040800, one word a pin. They keep what was
+// written. Not modelled: what a function disconnects and what a pad's strength does to the wire; a model that needs a
+// pin in its right function asks Get.
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+#include "twin/register_space.h"
+
+namespace twin {
+
+class PinRegisters final : public RegisterDevice {
+ public:
+  static constexpr uint32_t kFunctionBase = 0x12040000;
+  static constexpr uint32_t kPadBase = 0x12040800;
+  static constexpr uint32_t kSize = 0x200;  // of each of the two
+
+  // Claims both ranges.
+  void ConnectTo(RegisterSpace& space);
+
+  uint32_t ReadRegister(uint32_t address) override { return Get(address); }
+  void WriteRegister(uint32_t address, uint32_t value) override { values_[address] = value; }
+
+  // What stands there now; 0, the reset value, if nothing was written since Reset.
+  uint32_t Get(uint32_t address) const;
+  // All that was written, by address.
+  const std::map<uint32_t, uint32_t>& Written() const { return values_; }
+
+  // Power-on reset.
+  void Reset() { values_.clear(); }
+
+ private:
+  std::map<uint32_t, uint32_t> values_;
+};
+
+}  // namespace twin
