@@ -1,0 +1,118 @@
+// The USB disk: one FAT volume whose files are the host files under one directory.
+//
+// Bus face: the file calls ask before they act, and tell what they did; the files themselves stay on the host. All
+// paths here are relative to the volume's root ("DCIM/a.tmp"). World face: plug, pull, full, read-only, slow.
+// Modelled: capacity in clusters, mount state, errors of a full, pulled or read-only disk, board time of reads and
+// writes, writes that are torn, forgotten or cut off. Not modelled: the host's page cache (a write that returned is on
+// the disk), limits of the root directory, case folding of names.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "twin/faults/faults.h"
+#include "twin/kernel/kernel.h"
+
+namespace twin {
+
+class UsbDisk {
+ public:
+  // `directory` is made if it does not exist; what is in it is the disk's content. Plugged, and not mounted.
+  UsbDisk(Kernel& kernel, Faults& faults, std::filesystem::path directory, uint64_t capacityKBs);
+
+  // --- bus: what the doors ask ---
+  // What becomes of an operation. `error` is an errno value, 0 if it may go on. `forgotten`: report success and do
+  // nothing. `takes` is the board time to Spend, whatever the outcome.
+  struct Verdict {
+    int error = 0;
+    bool forgotten = false;
+    Duration takes{0};
+  };
+  // `writing`: anything but reading. `creates`: the file does not exist and would come into being.
+  Verdict BeforeOpen(const std::string& path, bool writing, bool creates);
+  Verdict BeforeRead(const std::string& path, uint64_t size);
+  Verdict BeforeRename(const std::string& from, const std::string& to);
+  Verdict BeforeRemove(const std::string& path);  // a file or an empty directory
+  Verdict BeforeMakeDirectory(const std::string& path);
+  Verdict BeforeList(const std::string& path);  // opendir
+  Verdict BeforeSync();                         // fsync, sync
+  Verdict BeforeStatfs();
+
+  struct WriteVerdict {
+    int error = 0;          // nothing is written, the call fails
+    uint64_t stored = 0;    // the first so many bytes reach the disk
+    uint64_t reported = 0;  // so many bytes the caller is told; less than asked if the disk became full on the way
+    bool powerCut = false;  // after storing: CutPower, which does not return in a fiber
+    Duration takes{0};      // board time to Spend, before a power cut too
+  };
+  WriteVerdict BeforeWrite(const std::string& path, uint64_t offset, uint64_t size);
+  void CutPower() { faults_.PowerCut(); }
+
+  // What was done, so that the free space stays right without a look at the host's files.
+  void SizeChanged(const std::string& path, uint64_t bytes);  // created, written, truncated
+  void Renamed(const std::string& from, const std::string& to);
+  void Removed(const std::string& path);
+  void DirectoryMade(const std::string& path);
+
+  // `mount` and `umount` of the device: 0 or an errno value. Unmounting a pulled disk works.
+  int Mount();
+  int Unmount();
+  bool Mounted() const { return mounted_; }
+  // `mkdosfs`: everything on the disk is gone. Wants a disk that is plugged and not mounted: 0, ENODEV, EBUSY, EROFS.
+  int Format(uint64_t clusterKBs = 32);
+
+  // For statfs, and for a person. Whole clusters.
+  uint64_t ClusterKBs() const { return clusterKBs_; }
+  uint64_t TotalClusters() const { return capacityKBs_ / clusterKBs_; }
+  uint64_t FreeClusters() const;
+  uint64_t TotalKBs() const { return TotalClusters() * clusterKBs_; }
+  uint64_t FreeKBs() const { return FreeClusters() * clusterKBs_; }
+
+  // --- world ---
+  void Plug();  // the same disk again; counts what is on it
+  void Pull();  // a mount that stands becomes stale: EIO until it is unmounted
+  bool Plugged() const { return plugged_; }
+  void SetReadOnly(bool readOnly) { readOnly_ = readOnly; }  // the switch on the stick's side
+  bool ReadOnly() const { return readOnly_; }
+  void FillTo(uint64_t freeKBs);  // other people's files leave so much free, rounded down to whole clusters
+  void SetWriteSpeed(uint64_t bytesPerSecond);  // above 0; 25 MB/s at first
+  const std::filesystem::path& Directory() const { return directory_; }
+  // Finished shot files ("*.ori" in DCIM), sorted by name.
+  std::vector<std::filesystem::path> Shots() const;
+  // The one finished shot file; throws std::runtime_error if there is none or more than one.
+  std::filesystem::path OnlyShot() const;
+  uint64_t Writes() const { return writes_; }  // BeforeWrite calls so far
+
+  // --- faults ---
+  // "disk.open", "disk.read", "disk.rename", "disk.remove", "disk.mkdir", "disk.sync", "disk.statfs": Fail; Silence
+  // (success is reported, nothing happens; not for open, read, statfs); Delay; PowerCut, after the operation.
+  // "disk.write": Fail; Silence (the write is forgotten); Value v (torn: v bytes are stored, all are reported);
+  // Delay; PowerCut with value v (v bytes are stored, or half of them if v is negative, then the power goes).
+
+ private:
+  bool Alive() const { return plugged_ && mounted_ && !stale_; }
+  Verdict Judge(FaultPoint& point, bool writing);
+  uint64_t Clusters(uint64_t bytes) const;
+  void Count();
+
+  Kernel& kernel_;
+  Faults& faults_;
+  std::filesystem::path directory_;
+  uint64_t capacityKBs_;
+  uint64_t clusterKBs_ = 32;
+  uint64_t usedClusters_ = 0;                        // by files and directories that are there
+  uint64_t foreignClusters_ = 0;                     // by FillTo
+  std::unordered_map<std::string, uint64_t> sizes_;  // bytes by path; a directory counts as one cluster
+  uint64_t bytesPerSecond_ = 25'000'000;
+  uint64_t writes_ = 0;
+  bool plugged_ = true;
+  bool mounted_ = false;
+  bool stale_ = false;
+  bool readOnly_ = false;
+  FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, sync_, statfs_;
+};
+
+}  // namespace twin
