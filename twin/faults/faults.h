@@ -21,7 +21,8 @@ struct Effect {
     Value,     // a wrong answer: `value`
     Silence,   // no answer, nothing happens
     Delay,     // it takes `delay` longer
-    PowerCut,  // the board loses its power in the middle of it (done by the engine, after the point's own part)
+    PowerCut,  // the board loses its power: a point that has a part of its own to do first (a torn write) does it and
+               // calls Faults::PowerCut; for any other the engine cuts at the same board time, the operation done
   };
   Kind kind = Kind::Fail;
   int64_t value = EIO;
@@ -29,14 +30,15 @@ struct Effect {
 };
 
 struct FaultRule {
-  std::string point;                // "spi.message", "disk.write", ...
-  std::optional<int64_t> detail;    // only operations with this detail (a layer, a channel, a register)
-  uint64_t nth = 1;                 // first the n-th operation that matches, counted from the rule's birth
-  std::optional<Time> after;        // not before this board time
-  double probability = 1.0;         // of each operation from the n-th on
-  std::function<bool()> condition;  // while this holds (null: always)
-  uint64_t times = 1;               // so often; kAlways for ever
-  Effect effect;
+  std::string point = {};                // "spi.message", "disk.write", ...
+  std::optional<int64_t> detail = {};    // only operations with this detail (a layer, a channel, a register)
+  uint64_t nth = 1;                      // first the n-th operation that meets all other conditions
+  std::optional<Time> after = {};        // not before this board time
+  std::optional<Time> until = {};        // not from this board time on
+  double probability = 1.0;              // of each operation from the n-th on
+  std::function<bool()> condition = {};  // while this holds (null: always)
+  uint64_t times = 1;                    // so often; kAlways for ever
+  Effect effect = {};
 
   static constexpr uint64_t kAlways = UINT64_MAX;
 };
@@ -76,32 +78,40 @@ class Faults {
   // Throws std::invalid_argument if no point has the rule's name.
   void Add(FaultRule rule);
   // "spi.message fail=EIO nth=5 times=1 detail=2 after=3s p=0.1", "disk.write powercut nth=12",
-  // "layer.conf silence times=always", "stc.reply value=0x1234", "frame.send delay=200ms".
+  // "layer.conf silence times=always", "stc.reply value=0x1234 for=5s", "frame.send delay=200ms".
+  // `after` and `for` count from now, `for` after `after`. With `for` or `p`, `times` is "always" unless it is given.
+  // "powercut=V" gives the effect the value V, "powercut" alone -1.
   // Throws std::invalid_argument with a message for a person.
   void Add(std::string_view text);
   void Clear();
+  // Each rule much as in the text form, with how often it has fired.
+  std::vector<std::string> Describe() const;
 
   // How often a rule has fired since Clear, for tests that must know that their fault happened.
   uint64_t Fired() const { return fired_; }
   const std::vector<FaultPoint*>& Points() const { return points_; }
-  // Called when a rule's effect is PowerCut, from within the operation.
+  // What ends the board's power. Called from within the operation, or in the scheduler at the same board time.
   void SetPowerCut(std::function<void()> cut) { powerCut_ = std::move(cut); }
-  void PowerCut() {
-    if (powerCut_) powerCut_();
-  }
+  void PowerCut();
 
  private:
   friend class FaultPoint;
   struct ActiveRule {
     FaultRule rule;
+    const FaultPoint* point;
     uint64_t seen = 0, fired = 0;
   };
-  void Arm();
+  bool Matches(const ActiveRule& active, int64_t detail) const;
+  bool Fires(ActiveRule& active, int64_t detail);
+  void CutSoon();
+  std::string UnknownPoint(std::string_view name) const;
 
   Kernel& kernel_;
   std::vector<FaultPoint*> points_;
   std::vector<ActiveRule> rules_;
   uint64_t fired_ = 0;
+  Kernel::EventId pendingCut_ = 0;
+  bool cutPending_ = false;
   std::function<void()> powerCut_;
 };
 

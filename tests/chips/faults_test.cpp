@@ -1,0 +1,135 @@
+#include "twin/faults/faults.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace twin {
+namespace {
+
+using testing::HasSubstr;
+
+struct FaultEngine : testing::Test {
+  Kernel kernel{7};
+  Faults faults{kernel};
+  FaultPoint bus{faults, "spi.message", "one frame"};
+  FaultPoint disk{faults, "disk.write", "one write"};
+
+  // Which of `count` operations break: "..x." and so on.
+  std::string Operate(FaultPoint& point, int count, int64_t detail = 0) {
+    std::string result;
+    for (int i = 0; i < count; i++) result += point.Ask(detail) ? 'x' : '.';
+    return result;
+  }
+  std::string Refusal(std::string_view text) {
+    try {
+      faults.Add(text);
+    } catch (const std::invalid_argument& refusal) {
+      return refusal.what();
+    }
+    return "accepted";
+  }
+};
+
+TEST_F(FaultEngine, CountsOnlyOperationsThatMeetTheConditions) {
+  faults.Add("spi.message fail nth=3 times=2 detail=2");
+  EXPECT_EQ(Operate(bus, 5, 1), ".....") << "another layer";
+  EXPECT_EQ(Operate(disk, 5, 2), ".....") << "another point";
+  EXPECT_EQ(Operate(bus, 6, 2), "..xx..");
+  EXPECT_EQ(faults.Fired(), 2u);
+  faults.Clear();
+  EXPECT_EQ(faults.Fired(), 0u);
+  EXPECT_EQ(Operate(bus, 3, 2), "...");
+}
+
+TEST_F(FaultEngine, AWindowOfTimeOpensAndCloses) {
+  kernel.Run(1s);
+  faults.Add("spi.message silence after=2s for=3s");
+  kernel.Run(2s - 1ns);
+  EXPECT_EQ(Operate(bus, 2), "..");
+  kernel.Run(1ns);
+  EXPECT_EQ(Operate(bus, 3), "xxx");
+  kernel.Run(3s - 1ns);
+  EXPECT_EQ(Operate(bus, 1), "x");
+  kernel.Run(1ns);
+  EXPECT_EQ(Operate(bus, 1), ".");
+}
+
+TEST_F(FaultEngine, TheFirstRuleDecidesAndTheOthersGoOnCounting) {
+  faults.Add("spi.message fail=EBUSY nth=2");
+  faults.Add("spi.message value=0x10 nth=3");
+  EXPECT_FALSE(bus.Ask());
+  EXPECT_EQ(bus.Ask()->value, EBUSY);
+  const auto third = bus.Ask();
+  ASSERT_TRUE(third);
+  EXPECT_EQ(third->kind, Effect::Kind::Value);
+  EXPECT_EQ(third->value, 16);
+  EXPECT_FALSE(bus.Ask());
+}
+
+TEST_F(FaultEngine, AConditionOfATestIsAskedEachTime) {
+  bool raining = false;
+  faults.Add({.point = "spi.message", .condition = [&] { return raining; }, .times = FaultRule::kAlways});
+  EXPECT_EQ(Operate(bus, 1), ".");
+  raining = true;
+  EXPECT_EQ(Operate(bus, 2), "xx");
+}
+
+TEST_F(FaultEngine, ProbabilityIsDrawnFromTheSeed) {
+  faults.Add("spi.message fail p=0.25");
+  const std::string first = Operate(bus, 4000);
+  EXPECT_NEAR(static_cast<double>(std::count(first.begin(), first.end(), 'x')), 1000, 120);
+  Kernel other{7};
+  Faults otherFaults{other};
+  FaultPoint otherBus{otherFaults, "spi.message", ""};
+  otherFaults.Add("spi.message fail p=0.25");
+  EXPECT_EQ(Operate(otherBus, 4000), first);
+}
+
+TEST_F(FaultEngine, APowerCutComesOnceWhetherThePointKnowsOfItOrNot) {
+  int cuts = 0;
+  faults.SetPowerCut([&] { cuts++; });
+  faults.Add("spi.message powercut");
+  faults.Add("disk.write powercut=100 nth=2");
+  EXPECT_EQ(bus.Ask()->kind, Effect::Kind::PowerCut);
+  EXPECT_EQ(cuts, 0) << "the operation is still to be done";
+  kernel.Run(1ns);
+  EXPECT_EQ(cuts, 1);
+  EXPECT_FALSE(disk.Ask());
+  EXPECT_EQ(disk.Ask()->value, 100);
+  faults.PowerCut();  // as a point does after its own part
+  EXPECT_EQ(cuts, 2);
+  kernel.Run(1s);
+  EXPECT_EQ(cuts, 2);
+}
+
+TEST_F(FaultEngine, TheTextFormTellsAPersonWhatIsWrong) {
+  EXPECT_THAT(Refusal("spi.mesage fail"),
+              HasSubstr("there is no fault point \"spi.mesage\"; did you mean \"spi.message\"?"));
+  EXPECT_THAT(Refusal("battery.explodes fail"), HasSubstr("there is no fault point \"battery.explodes\""));
+  EXPECT_THAT(Refusal("spi.message nth=2"), HasSubstr("says when but not how"));
+  EXPECT_THAT(Refusal("spi.message fail silence"), HasSubstr("two"));
+  EXPECT_THAT(Refusal("spi.message fail=EWHAT"), HasSubstr("does not know the error \"EWHAT\""));
+  EXPECT_THAT(Refusal("spi.message fail nth=0"), HasSubstr("nth wants a number from 1"));
+  EXPECT_THAT(Refusal("spi.message fail times=-3"), HasSubstr("times wants a number from 1"));
+  EXPECT_THAT(Refusal("spi.message value=12q"), HasSubstr("value wants a number, not \"12q\""));
+  EXPECT_THAT(Refusal("spi.message value="), HasSubstr("value wants a number"));
+  EXPECT_THAT(Refusal("spi.message delay=5"), HasSubstr("delay wants a time"));
+  EXPECT_THAT(Refusal("spi.message fail p=1.5"), HasSubstr("p wants a probability"));
+  EXPECT_THAT(Refusal("spi.message fail often"), HasSubstr("does not know \"often\""));
+  EXPECT_THAT(Refusal("  "), HasSubstr("wants a point"));
+  EXPECT_EQ(Operate(bus, 3), "...") << "a refused rule leaves nothing behind";
+  EXPECT_THROW(faults.Add(FaultRule{.point = "nowhere"}), std::invalid_argument);
+}
+
+TEST_F(FaultEngine, RulesAreDescribedForThePersonWhoForgotThem) {
+  faults.Add("spi.message fail=0x20 detail=-1 times=always");
+  faults.Add("disk.write delay=1500ms");
+  bus.Ask(-1);
+  EXPECT_THAT(faults.Describe(), testing::ElementsAre("spi.message fail=EPIPE times=always detail=-1, fired 1 time",
+                                                      "disk.write delay=1500ms, fired 0 times"));
+}
+
+}  // namespace
+}  // namespace twin
