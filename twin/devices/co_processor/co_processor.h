@@ -86,7 +86,7 @@ class CoProcessor {
   bool deaf_ = false;  // of this transfer: silence
   int bits_ = 0;       // rising edges seen
   uint32_t received_ = 0, reply_ = 0;
-  Time lastEdge_{0}, lastEnd_{-1};
+  Time lastEdge_{0}, lastEnd_{0};
   bool ended_ = false;
   Kernel::EventId cut_ = 0;
   bool cutting_ = false;

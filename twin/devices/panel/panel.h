@@ -27,6 +27,11 @@ class Panel {
 
   Panel(Kernel& kernel, GpioBanks& gpio, CoProcessor& coProcessor);
 
+  // --- board ---
+  // The power went, the lines having been reset: what was under way ends, and the dark LED is no pulse.
+  void Reset();
+
+  // --- world ---
   // Times at which a lit LED 0 went dark and came back. Going out for good, with the power, is no pulse.
   const std::vector<Pulse>& LedPulses() const { return ledPulses_; }
   const std::vector<Pulse>& BuzzerPulses() const { return buzzerPulses_; }
@@ -51,7 +56,9 @@ class Panel {
     bool open = false;
     Time start{0};
   };
+  void LineMoved();
   void Track(Interval& interval, bool telling, std::vector<Pulse>& pulses);
+  void Close(Interval& interval, std::vector<Pulse>& pulses);
   void Changed();
 
   Kernel& kernel_;

@@ -21,7 +21,7 @@ namespace twin {
 class UsbDisk {
  public:
   // `directory` is made if it does not exist; what is in it is the disk's content. Plugged, and not mounted.
-  UsbDisk(Kernel& kernel, Faults& faults, std::filesystem::path directory, uint64_t capacityKBs);
+  UsbDisk(Faults& faults, std::filesystem::path directory, uint64_t capacityKBs);
 
   // --- bus: what the doors ask ---
   // What becomes of an operation. `error` is an errno value, 0 if it may go on. `forgotten`: report success and do
@@ -87,18 +87,18 @@ class UsbDisk {
   uint64_t Writes() const { return writes_; }  // BeforeWrite calls so far
 
   // --- faults ---
-  // "disk.open", "disk.read", "disk.rename", "disk.remove", "disk.mkdir", "disk.sync", "disk.statfs": Fail; Silence
-  // (success is reported, nothing happens; not for open, read, statfs); Delay; PowerCut, after the operation.
+  // "disk.open", "disk.read", "disk.rename", "disk.remove", "disk.mkdir", "disk.list", "disk.sync", "disk.statfs":
+  // Fail; Silence (rename, remove and mkdir report success and nothing happens); Delay; PowerCut, after the operation.
   // "disk.write": Fail; Silence (the write is forgotten); Value v (torn: v bytes are stored, all are reported);
   // Delay; PowerCut with value v (v bytes are stored, or half of them if v is negative, then the power goes).
 
  private:
   bool Alive() const { return plugged_ && mounted_ && !stale_; }
-  Verdict Judge(FaultPoint& point, bool writing);
+  enum class Needs { Reading, Writing, ForgettableWriting };
+  Verdict Judge(FaultPoint& point, Needs needs, Duration takes);
   uint64_t Clusters(uint64_t bytes) const;
   void Count();
 
-  Kernel& kernel_;
   Faults& faults_;
   std::filesystem::path directory_;
   uint64_t capacityKBs_;
@@ -112,7 +112,7 @@ class UsbDisk {
   bool mounted_ = false;
   bool stale_ = false;
   bool readOnly_ = false;
-  FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, sync_, statfs_;
+  FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, list_, sync_, statfs_;
 };
 
 }  // namespace twin
