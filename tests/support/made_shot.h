@@ -1,0 +1,39 @@
+// Shot files made by hand, byte by byte, for tests of their readers. Written from the format, sharing no code with the
+// application that writes shots or with the reader that is tested.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace support {
+
+using Bytes = std::vector<uint8_t>;
+
+// A JPEG 4:2:0 whose upper half is light and whose lower half is dark, as a sensor that hangs upside down sees a room.
+// Made once for each size and quality.
+const Bytes& TwoToneJpeg(int width, int height, int quality);
+
+// The JPEG of one place in a made shot: the above with a comment "half 12 1", so that each picture's bytes are its own.
+Bytes JpegOf(const std::string& size, int camera, int exposure);
+
+struct MadeShot {
+  uint16_t fileType = 0x73C1;
+  int deviceId = 2;     // 10 and above: the second form, 36 cameras with 3 rows of calibration
+  int captureMode = 0;  // below 2: 3 exposures, else 6
+  bool skippedSection = false;
+  bool hasLogo = false;
+  Bytes logo;
+  int half = 0;  // 1 or 2: only these cameras of a two-half shot are filled in
+
+  int Cameras() const { return deviceId < 10 ? 25 : 36; }
+  int Exposures() const { return captureMode < 2 ? 3 : 6; }
+
+  Bytes Make() const;
+};
+
+// Puts `bytes` into `path`, whatever stood there.
+void WriteFile(const std::string& path, const Bytes& bytes);
+Bytes ReadFile(const std::string& path);
+
+}  // namespace support
