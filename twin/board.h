@@ -6,18 +6,18 @@
 //   board.RunUntilShotEnds();
 #pragma once
 
+#include <csignal>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "twin/devices/clock_chip/clock_chip.h"
 #include "twin/devices/co_processor/co_processor.h"
-#include "twin/devices/fpga/fpga_array.h"
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
-#include "twin/devices/media/media_pipeline.h"
 #include "twin/devices/panel/panel.h"
 #include "twin/devices/usb_disk/usb_disk.h"
 #include "twin/faults/faults.h"
@@ -28,6 +28,7 @@
 #include "twin/seam/heap.h"
 #include "twin/seam/paths.h"
 #include "twin/seam/stdio.h"
+#include "venc/lumora.h"
 
 namespace twin {
 
@@ -54,8 +55,11 @@ class Board {
   void PowerOn();   // starts the application, as the boot script does; also after a power-off
   void PowerOff();  // the power goes at this instant; what was not written is lost
   bool Powered() const { return powered_; }
-  // PowerOn, then run until the control thread has signalled that it is up (or the application has ended).
-  void Boot();
+  // PowerOn, then run until the board has sounded its two pulses of readiness and is idle, or the application has
+  // ended. False if neither came within a minute.
+  bool Boot();
+  // SIGINT or SIGTERM from the device's shell.
+  void SendSignal(int number);
 
   void Run(Duration length) { kernel.Run(length); }
   bool RunUntil(const std::function<bool()>& done, Duration limit) { return kernel.RunUntil(done, limit); }
@@ -78,7 +82,12 @@ class Board {
   void ApplicationExits(int status);  // from a fiber: ends the application, not the host
   void WriteLog(const char* data, size_t size);
   void Complain(std::string what);
-  Time poweredAt() const { return poweredAt_; }
+  Duration SystemTime() const { return kernel.Now() + systemOffset_; }  // since 1970, as the board believes
+  void SetSystemTime(Duration sinceEpoch) { systemOffset_ = sinceEpoch - kernel.Now(); }
+  int StartThread(pthread_t* id, void* (*body)(void*), void* argument);  // results of pthread_create
+  int JoinThread(pthread_t id);
+  sighandler_t SetSignalHandler(int number, sighandler_t handler);
+  int RunCommand(const std::string& command);  // results of system
 
   const BoardOptions options;
   Kernel kernel;
@@ -90,28 +99,36 @@ class Board {
   Descriptors descriptors;
   GpioBanks gpio;
   PinRegisters pinRegisters;
-  Panel panel;  // LED 0, buzzer, as a person perceives them
   CoProcessor coProcessor;
+  Panel panel;  // LED 0, buzzer, as a person perceives them
   Button button;
   ClockChip clockChip;
   UsbDisk disk;
   Stdio stdio;
-  FpgaArray array;
-  MediaPipeline media;
 
  private:
   void Wire();
-  void DeliverLog();
+  void InstallFlash();
+  void StartUp(const std::function<int()>& application);
+  void CleanUp();
 
   bool powered_ = false;
+  bool losingPower_ = false;
   bool exited_ = false;
   int exitStatus_ = 0;
   Time poweredAt_{0};
+  Duration systemOffset_{0};
+  struct Thread {
+    Fiber* fiber;
+    std::unique_ptr<WaitQueue> ended;
+  };
+  std::map<pthread_t, Thread> threads_;
+  pthread_t lastThread_ = 0;
+  std::map<int, sighandler_t> signalHandlers_;
   std::string log_;
-  size_t delivered_ = 0;
+  size_t delivered_ = 0;  // of log_, to the listener
   std::function<void(Time, const std::string&)> logListener_;
   std::vector<std::string> complaints_;
-  FaultPoint powerCut_;
 };
 
 }  // namespace twin

@@ -1,0 +1,215 @@
+#include "twin/board.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "twin/light/pictures.h"
+#include "twin/seam/commands.h"
+#include "twin/seam/process_image.h"
+
+extern "C" {
+extern FILE* twin_stdout;
+extern FILE* twin_stderr;
+}
+
+namespace twin {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+Board* current = nullptr;
+
+constexpr Duration kBootTime = 3s;  // boot loader, kernel and boot script, up to the start of the application
+
+std::unique_ptr<PictureSource> MakePictures(const BoardOptions& options) {
+  if (options.pictures == Pictures::Marked) return MakeMarkedPictures(options.light, options.seed);
+  const fs::path blobs = LUMORA_BLOB_DIR;
+  return MakeRenderedPictures(options.scene, blobs / "CameraConf_800", blobs / "CameraVignet_800", options.light,
+                              options.seed);
+}
+
+}  // namespace
+
+// --- wiring ---
+
+Board::Board(BoardOptions wanted)
+    : options(std::move(wanted)),
+      kernel(options.seed, options.pace),
+      faults(kernel),
+      pictures(MakePictures(options)),
+      paths(options.root),
+      heap(faults),
+      gpio(faults),
+      coProcessor(kernel, faults, gpio, options.coProcessor),
+      panel(kernel, gpio, coProcessor),
+      button(kernel, coProcessor),
+      clockChip(kernel, faults),
+      disk(faults, paths.Disk(), options.diskKBs),
+      stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }) {
+  if (current != nullptr) throw std::logic_error("one board at a time");
+  current = this;
+  Wire();
+  InstallFlash();
+}
+
+Board::~Board() {
+  PowerOff();
+  current = nullptr;
+}
+
+Board& Board::Current() {
+  if (current == nullptr) throw std::logic_error("the application was called without a board");
+  return *current;
+}
+
+// What hangs where. A new device is one folder and one line here.
+void Board::Wire() {
+  registers.Claim(GpioBanks::kBase, GpioBanks::kBankStride * GpioBanks::kBanks, gpio);
+  pinRegisters.ConnectTo(registers);
+  descriptors.AddNode("/dev/hi_rtc", clockChip);
+
+  paths.SetDiskMounted([this] { return disk.Mounted(); });
+  coProcessor.SetPowerOff([this] { PowerOff(); });
+  faults.SetPowerCut([this] { PowerOff(); });
+}
+
+// The device's own flash, as the maker delivers it. What is there already stays.
+void Board::InstallFlash() {
+  for (const char* name : {"CameraConf_800", "CameraVignet_800"}) {
+    fs::copy_file(fs::path(LUMORA_BLOB_DIR) / name, paths.Local() / name, fs::copy_options::skip_existing);
+  }
+}
+
+// --- power ---
+
+void Board::PowerOn(std::function<int()> application) {
+  if (powered_) return;
+  ResetProcessImage();
+  twin_stdout = twin_stderr = stdio.StandardOutput();
+  powered_ = true;
+  exited_ = false;
+  exitStatus_ = 0;
+  poweredAt_ = kernel.Now();
+  SetSystemTime(Duration{0});
+  kernel.Spawn("main", [this, application = std::move(application)] { StartUp(application); });
+}
+
+// The boot script, and then the application in its place.
+void Board::StartUp(const std::function<int()>& application) {
+  kernel.Spend(kBootTime);
+  disk.Mount();
+  ApplicationExits(application());
+}
+
+void Board::PowerOff() {
+  if (!powered_) return;
+  powered_ = false;
+  losingPower_ = true;
+  // In a fiber the kill does not return; then the rest is done as the next event, when all stacks are unwound.
+  if (kernel.InFiber()) kernel.At(kernel.Now(), [this] { CleanUp(); });
+  const bool here = !kernel.InFiber();
+  kernel.KillFibers();
+  if (here) CleanUp();
+}
+
+void Board::CleanUp() {
+  if (!losingPower_) return;
+  losingPower_ = false;
+  stdio.Drop();
+  descriptors.CloseAll();
+  heap.FreeAll();
+  threads_.clear();
+  signalHandlers_.clear();
+  disk.Unmount();
+  gpio.Reset();
+  pinRegisters.Reset();
+  coProcessor.Reset();
+}
+
+bool Board::Boot() {
+  panel.ForgetPulses();
+  PowerOn();
+  const bool up = RunUntil([this] { return exited_ || panel.BuzzerPulses().size() >= 2; }, 1min);
+  if (up && !exited_) Run(500ms);
+  return up;
+}
+
+bool Board::RunUntilShotEnds(Duration limit) {
+  return RunUntil([this] { return panel.ShotRunning() || exited_; }, limit) &&
+         RunUntil([this] { return !panel.ShotRunning() || exited_; }, limit);
+}
+
+// --- the application's process ---
+
+void Board::ApplicationExits(int status) {
+  exited_ = true;
+  exitStatus_ = status;
+  kernel.KillFibers();  // all threads of the process; the power stays on
+}
+
+int Board::StartThread(pthread_t* id, void* (*body)(void*), void* argument) {
+  const pthread_t number = ++lastThread_;
+  *id = number;
+  Thread& thread = threads_[number];
+  thread.ended = std::make_unique<WaitQueue>(kernel);
+  WaitQueue* ended = thread.ended.get();
+  thread.fiber = kernel.Spawn("thread " + std::to_string(number), [body, argument, ended] {
+    body(argument);
+    ended->Notify();
+  });
+  return 0;
+}
+
+int Board::JoinThread(pthread_t id) {
+  const auto found = threads_.find(id);
+  if (found == threads_.end()) return ESRCH;
+  while (!kernel.Finished(found->second.fiber) && !kernel.Dying()) found->second.ended->Wait(1ms);
+  if (!kernel.Dying()) threads_.erase(found);
+  return 0;
+}
+
+sighandler_t Board::SetSignalHandler(int number, sighandler_t handler) {
+  sighandler_t& entry = signalHandlers_[number];
+  return std::exchange(entry, handler);
+}
+
+void Board::SendSignal(int number) {
+  const auto found = signalHandlers_.find(number);
+  const sighandler_t handler = found == signalHandlers_.end() ? SIG_DFL : found->second;
+  if (handler == SIG_IGN || !powered_ || exited_) return;
+  kernel.Spawn("signal", [this, handler, number] {
+    if (handler == SIG_DFL) ApplicationExits(128 + number);
+    handler(number);
+  });
+}
+
+int Board::RunCommand(const std::string& command) { return RunShellCommand(*this, command); }
+
+// --- what it says ---
+
+void Board::WriteLog(const char* data, size_t size) {
+  log_.append(data, size);
+  for (size_t end; (end = log_.find('\n', delivered_)) != std::string::npos; delivered_ = end + 1) {
+    if (logListener_) logListener_(kernel.Now(), log_.substr(delivered_, end - delivered_));
+  }
+}
+
+size_t Board::LogCount(const std::string& text) const {
+  size_t count = 0;
+  for (size_t at = log_.find(text); at != std::string::npos; at = log_.find(text, at + text.size())) count++;
+  return count;
+}
+
+void Board::Complain(std::string what) { complaints_.push_back(std::move(what)); }
+
+std::vector<std::string> Board::Complaints() const {
+  std::vector<std::string> all = complaints_;
+  all.insert(all.end(), registers.Unclaimed().begin(), registers.Unclaimed().end());
+  return all;
+}
+
+}  // namespace twin
+
+extern "C" int twin_system(const char* command) { return twin::Board::Current().RunCommand(command); }

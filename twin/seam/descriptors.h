@@ -1,0 +1,39 @@
+// The application's file descriptors, and the device files that they can be opened on.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "twin/device_file.h"
+
+namespace twin {
+
+class Descriptors {
+ public:
+  // `device` answers to opens of `path` ("/dev/spidev0.0"). It must outlive this.
+  void AddNode(const std::string& path, DeviceFile& device) { nodes_[path] = &device; }
+  void RemoveNode(const std::string& path) { nodes_.erase(path); }
+
+  // A new descriptor, or -errno. ENOENT where there is no such node.
+  int Open(const std::string& path, int flags);
+  // A descriptor that a library call hands out; it is not opened or closed by the device's Open and Close.
+  int Install(DeviceFile& device);
+  void Remove(int descriptor);
+  int Close(int descriptor);  // 0 or -errno
+  DeviceFile* Find(int descriptor);
+  void CloseAll();
+  size_t OpenCount() const;
+
+ private:
+  struct Entry {
+    DeviceFile* device = nullptr;
+    bool opened = false;
+  };
+  int Store(Entry entry);
+
+  std::map<std::string, DeviceFile*> nodes_;
+  std::vector<Entry> entries_;
+};
+
+}  // namespace twin

@@ -1,0 +1,114 @@
+#include "twin/seam/stdio.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "twin/seam/file_stream.h"
+
+namespace twin {
+
+namespace {
+uint64_t SizeOf(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+}
+}  // namespace
+
+Stdio::Stdio(Kernel& kernel, Paths& paths, UsbDisk& disk, std::function<void(const char*, size_t)> log)
+    : kernel_(kernel), paths_(paths), disk_(disk) {
+  output_.log = std::move(log);
+}
+
+Stdio::~Stdio() = default;
+
+size_t Stdio::LogStream::Write(const char* data, size_t size) {
+  log(data, size);
+  return size;
+}
+
+int Stdio::LogStream::Seek(int64_t /*offset*/, int /*whence*/) {
+  errno = ESPIPE;
+  return -1;
+}
+
+int64_t Stdio::LogStream::Tell() {
+  errno = ESPIPE;
+  return -1;
+}
+
+FILE* Stdio::Open(const std::string& path, const std::string& mode) {
+  const bool update = mode.find('+') != std::string::npos;
+  int flags = 0;
+  switch (mode.empty() ? '\0' : mode[0]) {
+    case 'r': flags = update ? O_RDWR : O_RDONLY; break;
+    case 'w': flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC; break;
+    case 'a': flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND; break;
+    default: errno = EINVAL; return nullptr;
+  }
+  const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+  BoardPath where = paths_.Resolve(path);
+  std::error_code ignored;
+  const bool exists = std::filesystem::exists(where.host, ignored);
+  if (std::filesystem::is_directory(where.host, ignored) && writes) {
+    errno = EISDIR;
+    return nullptr;
+  }
+  if (where.onDisk) {
+    const UsbDisk::Verdict verdict = disk_.BeforeOpen(where.volume, writes, !exists && (flags & O_CREAT) != 0);
+    kernel_.Spend(verdict.takes);
+    if (verdict.error != 0) {
+      errno = verdict.error;
+      return nullptr;
+    }
+  } else {
+    kernel_.Spend(100us);  // a directory look-up on the flash
+  }
+  const int descriptor = open(where.host.c_str(), flags | O_CLOEXEC, 0666);
+  if (descriptor < 0) return nullptr;
+  if (where.onDisk && (flags & O_CREAT) != 0) disk_.SizeChanged(where.volume, SizeOf(descriptor));
+  files_.emplace_back(kernel_, disk_, std::move(where), descriptor, (flags & O_ACCMODE) != O_WRONLY, writes);
+  if ((flags & O_APPEND) != 0) files_.back().Seek(0, SEEK_END);
+  return ToFile(&files_.back());
+}
+
+Stream* Stdio::Find(FILE* file) {
+  if (file == ToFile(&output_)) return &output_;
+  const auto found = std::find_if(files_.begin(), files_.end(), [file](FileStream& f) { return ToFile(&f) == file; });
+  return found == files_.end() ? nullptr : &*found;
+}
+
+int Stdio::Close(FILE* file) {
+  const auto found = std::find_if(files_.begin(), files_.end(), [file](FileStream& f) { return ToFile(&f) == file; });
+  if (found == files_.end()) {
+    errno = EBADF;
+    return EOF;
+  }
+  const int result = found->Close();
+  files_.erase(found);
+  return result == 0 ? 0 : EOF;
+}
+
+int Stdio::Print(FILE* file, const char* format, va_list arguments) {
+  Stream* stream = Find(file);
+  if (stream == nullptr) {
+    errno = EBADF;
+    return -1;
+  }
+  std::array<char, 8192> text;  // the longest line of the application is a settings file of 1,023 bytes
+  const int length = vsnprintf(text.data(), text.size(), format, arguments);
+  if (length < 0) return -1;
+  const size_t size = std::min(static_cast<size_t>(length), text.size() - 1);
+  return stream->Write(text.data(), size) == size ? length : -1;
+}
+
+size_t Stdio::OpenOnDisk() const {
+  return static_cast<size_t>(
+      std::count_if(files_.begin(), files_.end(), [](const FileStream& f) { return f.OnDisk(); }));
+}
+
+void Stdio::Drop() { files_.clear(); }
+
+}  // namespace twin
