@@ -1,0 +1,154 @@
+#include "common/fpga_ctrl/device/capture_trigger.h"
+
+#include <unistd.h>
+
+#include "common/fpga_ctrl/array/bounds.h"
+#include "common/fpga_ctrl/array/gpio.h"
+#include "common/fpga_ctrl/capture/capture_sequencer.h"
+#include "common/fpga_ctrl/device/clock.h"
+#include "common/fpga_ctrl/device/pulses.h"
+#include "common/fpga_ctrl/device/stc_link.h"
+#include "common/fpga_ctrl/device/storage.h"
+#include "common/log.h"
+
+namespace {
+
+constexpr unsigned int kFastCountdown = 2000;  // ms before the shot from which the pulses come faster
+constexpr BYTE kLastDelayMode = 7;             // above it stands the two-half shot, whose wait nothing stops
+constexpr useconds_t kAfterSeries = 2000 * 1000;
+constexpr useconds_t kRawLoadTime = 80 * 1000;
+constexpr BYTE kLastLayer = 2;
+constexpr BYTE kLastSubImage = 53;
+
+// The save stage first: the snap thread starts at needCapture, and owns both from then on.
+void SetShotStatus(ControlSignals* ctrlSigs, BYTE status) {
+  ctrlSigs->needSave = status;
+  ctrlSigs->needCapture = status;
+}
+
+void DiskFull(ControlSignals* ctrlSigs) {
+  LumoPulseTrain(6, 0);
+  LumoGpioSetAdEn(1);
+  ctrlSigs->needExitTimeLapse = 0;
+  ctrlSigs->timeLapse = 0;
+  SetShotStatus(ctrlSigs, kShotDiskFull);
+}
+
+// A series goes on: `timeLapse` stays.
+void ShotFailed(ControlSignals* ctrlSigs) {
+  LumoLog("Cap error need_capture:%d  need_save:%d\n", ctrlSigs->needCapture.load(), ctrlSigs->needSave.load());
+  LumoPulseTrain(8, 0);
+  LumoGpioSetAdEn(1);
+  SetShotStatus(ctrlSigs, kShotFailed);
+}
+
+void StopSeries(ControlSignals* ctrlSigs) {
+  LumoGpioSetAdEn(1);
+  ctrlSigs->needExitTimeLapse = 0;
+  ctrlSigs->timeLapse = 0;
+  SetShotStatus(ctrlSigs, kShotIdle);
+}
+
+// True if the series was stopped by the button or by a request.
+bool SeriesStopped(ControlSignals* ctrlSigs) {
+  if (ctrlSigs->timeLapse == 0 || ctrlSigs->delayMode > kLastDelayMode) return false;
+  if (LumoStcGetBtnOut(ctrlSigs) == kBtnPressed) {
+    StopSeries(ctrlSigs);
+    LumoWaitBtnOut(ctrlSigs, kBtnReleased, 0);  // so that the press is not taken for a new shot
+    usleep(kAfterSeries);
+    return true;
+  }
+  if (ctrlSigs->needExitTimeLapse == kRequested) {
+    StopSeries(ctrlSigs);
+    usleep(kAfterSeries);
+    return true;
+  }
+  return false;
+}
+
+// Blinks and beeps until the time of the shot, which is looked at only between pulses. False if the series was
+// stopped.
+bool CountDown(ControlSignals* ctrlSigs, unsigned int captureTime) {
+  while (LumoGetTime() < captureTime) {
+    usleep(LumoGetTime() + kFastCountdown < captureTime ? 900 * 1000 : 100 * 1000);
+    LumoGpioSetLedEn0(0);
+    if (ctrlSigs->timeLapse == 0) LumoGpioSetBuzzerOff(0, ctrlSigs->muteMode);
+    usleep(100 * 1000);
+    LumoSetPulseLines(1, ctrlSigs->muteMode);
+    if (SeriesStopped(ctrlSigs)) return false;
+  }
+  return true;
+}
+
+// Follows the saving to its end. During a raw pass the snap thread asks here for frame after frame; the mailbox is
+// emptied by its side alone, so a frame is loaded again every 80 ms until it asks for the next.
+void FollowSave(ControlSignals* ctrlSigs) {
+  BYTE lastRawLoadInfo = kRawLoadEmpty;
+  for (;;) {
+    const BYTE needCapture = ctrlSigs->needCapture;
+    // The snap thread may restart the shot, which takes needCapture from 0 back to running.
+    const bool exposed = needCapture == kShotIdle || needCapture == kShotRunning;
+    if (ctrlSigs->needSave != kShotRunning || !exposed) return;
+
+    const BYTE rawLoadInfo = ctrlSigs->rawLoadInfo;
+    if (rawLoadInfo == kRawLoadEmpty) {
+      usleep(1000);
+      continue;
+    }
+    const BYTE layIdx = BMin(rawLoadInfo >> 6, kLastLayer);
+    const BYTE subIdx = BMin(rawLoadInfo & 0x3F, kLastSubImage);
+    LumoLoadNew(layIdx, subIdx);
+    usleep(kRawLoadTime);
+    // The first frame of a raw pass: the shot file itself is complete.
+    if (lastRawLoadInfo == kRawLoadEmpty) LumoUpdateFileList(ctrlSigs);
+    lastRawLoadInfo = rawLoadInfo;
+  }
+}
+
+}  // namespace
+
+BYTE LumoWaitBtnOut(ControlSignals* ctrlSigs, BYTE waitBtnOut, unsigned int maxTime) {
+  for (;;) {
+    BYTE btnOut = LumoStcGetBtnOut(ctrlSigs);
+    if (btnOut == waitBtnOut) {
+      usleep(10 * 1000);
+      btnOut = LumoStcGetBtnOut(ctrlSigs);
+    }
+    usleep(1000);
+    if (btnOut == waitBtnOut) return btnOut;
+    if (maxTime != 0 && LumoGetTime() >= maxTime) return btnOut;
+  }
+}
+
+void LumoNeedCapture(ControlSignals* ctrlSigs, unsigned int captureTime) {
+  LumoLog("NeedCapture\n");
+  LumoGpioSetAdEn(0);
+  SetShotStatus(ctrlSigs, kShotAccepted);
+
+  if (LumoStorageEnough() == 0) {
+    DiskFull(ctrlSigs);
+    return;
+  }
+  if (!CountDown(ctrlSigs, captureTime)) return;
+
+  LumoLog("StartCapture\n");
+  SetShotStatus(ctrlSigs, kShotRunning);
+
+  while (ctrlSigs->needCapture == kShotRunning) usleep(1000);
+  if (ctrlSigs->needCapture != kShotIdle) {
+    ShotFailed(ctrlSigs);
+    return;
+  }
+
+  LumoPulseTrain(2, ctrlSigs->muteMode);
+  FollowSave(ctrlSigs);
+  if (ctrlSigs->needSave != kShotIdle) {
+    ShotFailed(ctrlSigs);
+    return;
+  }
+
+  LumoPulseTrain(4, ctrlSigs->muteMode);
+  LumoGpioSetAdEn(1);
+  LumoUpdateStorageLED(ctrlSigs);
+  LumoUpdateFileList(ctrlSigs);
+}
