@@ -1,0 +1,98 @@
+#include <pthread.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "common/control_signals.h"
+#include "common/fpga_ctrl/array/bring_up.h"
+#include "common/fpga_ctrl/device/clock.h"
+#include "common/fpga_ctrl/device/control_loop.h"
+#include "common/log.h"
+#include "common/sample_comm_isp/sample_comm_isp.h"
+#include "common/sample_comm_sys/sample_comm_sys.h"
+#include "venc/lumora.h"
+#include "venc/media_pipeline.h"
+#include "venc/settings.h"
+#include "venc/system_integration.h"
+#include "venc/update_files.h"
+
+namespace {
+
+void SetStartValues(ControlSignals* ctrlSigs) {
+  ctrlSigs->rawLoadInfo = kRawLoadEmpty;
+  ctrlSigs->reqConnect = 0x55;
+  ctrlSigs->serialFd = -1;
+  ctrlSigs->thumbCamIdx = 12;
+  ctrlSigs->ledCtrl0B = 1;
+  ctrlSigs->ledCtrl0G = 1;
+  ctrlSigs->ledCtrl0R = 1;
+  for (Shared<BYTE>& sample : ctrlSigs->batVoltageVal) sample = 0x7F;
+  for (Shared<int8_t>& temperature : ctrlSigs->camTemp) temperature = 0x7F;
+  ctrlSigs->deviceId = 2;
+}
+
+// What the disk brings, and what it and the flash remember. The two numbers come behind the settings, as they save
+// them back.
+void LoadDeviceFiles(ControlSignals* ctrlSigs) {
+  LumoCopyLogoFile();
+  LumoCopyInfoFile();
+  LumoCopyConfFile();
+  LumoLoadWBFile();
+  LumoSetWifiName();
+  ctrlSigs->serialNo = CalcSerailNo();
+  LumoLoadSetting(ctrlSigs);
+  LumoSetThumbCamIdx(ctrlSigs);
+  LumoSetWirelessId(ctrlSigs);
+  LumoLoadVertex(ctrlSigs);
+  LumoLoadInfo(ctrlSigs);
+}
+
+// Only -1 counts as a failed start, although pthread_create answers with a positive error number: a thread that did
+// not start goes on unnoticed. That is how the device behaves.
+bool StartThread(void* (*body)(void*), ControlSignals* ctrlSigs) {
+  pthread_t thread;
+  return pthread_create(&thread, nullptr, body, ctrlSigs) != -1;
+}
+
+// A forced stop: the pipeline is let go so that the next start finds it free, and nothing else is put in order.
+void SAMPLE_VENC_HandleSig(int signo) {
+  if (signo != SIGINT && signo != SIGTERM) return;
+  SAMPLE_COMM_ISP_Stop();
+  SAMPLE_COMM_SYS_Exit();
+  printf("\033[0;31mprogram termination abnormally!\033[0;39m\n");
+  exit(-1);
+}
+
+}  // namespace
+
+int LumoMain() {
+  // Every thread holds a pointer to this record. It lives as long as the process: this function does not return once
+  // threads run.
+  ControlSignals ctrlSigs{};
+  SetStartValues(&ctrlSigs);
+
+  LumoOpenDebugFile();
+  LumoLog("Full Start\n");
+  LoadDeviceFiles(&ctrlSigs);
+
+  if (LumoDeviceOpen(&ctrlSigs) < 0) {
+    LumoLog("LumoDeviceOpen error\n");
+    return -1;
+  }
+
+  if (!StartThread(LumoHandleControl, &ctrlSigs)) {
+    LumoLog("pthread_create 1 error\n");
+    return -2;
+  }
+  signal(SIGPIPE, SIG_IGN);
+  signal(SIGINT, SAMPLE_VENC_HandleSig);
+  signal(SIGTERM, SAMPLE_VENC_HandleSig);
+
+  SAMPLE_VENC_1080P_MJPEG_JPEG(&ctrlSigs);
+
+  LumoSystemSync();
+  LumoDeviceClose();
+  ctrlSigs.needQuit = 0;  // the control thread now lets the power be cut
+  for (;;) usleep(10 * 1000);
+}
