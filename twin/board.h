@@ -52,7 +52,9 @@ class Board {
   static Board& Current();  // the one that exists
 
   // --- a person and nature ---
-  void PowerOn();   // starts the application, as the boot script does; also after a power-off
+  // Starts the application, as the boot script does; also after a power-off. A test may start something else in its
+  // place, to call the application's functions one by one.
+  void PowerOn(std::function<int()> application = LumoMain);
   void PowerOff();  // the power goes at this instant; what was not written is lost
   bool Powered() const { return powered_; }
   // PowerOn, then run until the board has sounded its two pulses of readiness and is idle, or the application has
