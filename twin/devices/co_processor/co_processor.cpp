@@ -73,10 +73,10 @@ void CoProcessor::Selected(bool level) {
   }
   if (!transferring_) return;
   transferring_ = false;
-  ended_ = true;
-  lastEnd_ = now;
   answer_.Release(true);
   if (deaf_ || bits_ == 0) return;
+  ended_ = true;
+  lastEnd_ = now;
   const auto command = static_cast<uint8_t>(received_ >> 8);
   if (bits_ == kFrameBits && received_ == WithComplement(command)) {
     frames_++;

@@ -7,7 +7,7 @@
 //   command byte: bit 7 blue, 6 green, 5 red, bits 4 and 1 together: switch the board off
 //   reply byte: bit 7 button released, bit 6 not charging, bits 5-0 battery sample
 // It is a slow part that looks at its wires in a loop: it misses a clock level shorter than kShortestLevel, and a
-// select that follows the last transfer by less than kShortestGap.
+// select that follows the last transfer's bits by less than kShortestGap.
 // Not modelled: charging over time; battery and charger are what the world face says.
 //
 // A board may lack the part. Then the same wires go straight to LED 0 (clock blue, select green, data red, high is lit)

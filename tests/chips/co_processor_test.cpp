@@ -1,0 +1,270 @@
+#include "twin/devices/co_processor/co_processor.h"
+
+#include <gtest/gtest.h>
+
+#include "twin/devices/panel/panel.h"
+
+namespace twin {
+namespace {
+
+constexpr int kAnswer = 0, kSelect = 5, kData = 6, kClock = 7;
+
+// A processor with four wires and a steady hand.
+struct Wires {
+  Kernel kernel;
+  Faults faults{kernel};
+  GpioBanks gpio{faults};
+  CoProcessor coProcessor;
+  Panel panel{kernel, gpio, coProcessor};
+  Button button{kernel, coProcessor};
+  int powerOffs = 0;
+  Duration phase = 5us;  // each half of a clock
+  Duration gap = 100us;  // after a transfer
+
+  explicit Wires(bool present) : coProcessor(kernel, faults, gpio, present) {
+    coProcessor.SetPowerOff([this] { powerOffs++; });
+    Set(kSelect, true);
+    Set(kClock, true);
+    Set(kData, true);
+    gpio.WriteRegister(0x12140400, 0xF6);
+  }
+  void Set(int pin, bool level) { gpio.WriteRegister(0x12140000 + (4u << pin), level ? 0xFF : 0); }
+  bool Answer() { return gpio.ReadRegister(0x12140000 + (4u << kAnswer)) != 0; }
+
+  // One transfer of `bits` bits in a thread of the board. The bit is sampled right after the rising edge.
+  uint32_t Transfer(uint32_t word, int bits = 16) {
+    uint32_t answer = 0;
+    kernel.Spawn("processor", [&] {
+      Set(kSelect, false);
+      kernel.Spend(phase);
+      for (int i = 0; i < bits; i++) {
+        Set(kData, (word >> (bits - 1 - i) & 1) != 0);
+        Set(kClock, false);
+        kernel.Spend(phase);
+        Set(kClock, true);
+        answer = answer << 1 | Answer();
+        kernel.Spend(phase);
+      }
+      Set(kSelect, true);
+      kernel.Spend(gap);
+    });
+    kernel.Run(1ms);
+    return answer;
+  }
+};
+
+struct CoProcessorLink : testing::Test, Wires {
+  CoProcessorLink() : Wires(true) {}
+};
+struct StraightWires : testing::Test, Wires {
+  StraightWires() : Wires(false) {}
+};
+
+TEST_F(CoProcessorLink, AnswersButtonChargerAndBatteryWithTheirComplement) {
+  coProcessor.SetBattery(37);
+  EXPECT_EQ(Transfer(0xE01F), 0xE51Au) << "released, not charging, 37";
+  coProcessor.SetCharging(true);
+  EXPECT_EQ(Transfer(0xE01F), 0xA55Au);
+  button.Hold();
+  coProcessor.SetBattery(0);
+  EXPECT_EQ(Transfer(0xE01F), 0x00FFu);
+  button.Release();
+  coProcessor.SetCharging(false);
+  coProcessor.SetBattery(63);
+  EXPECT_EQ(Transfer(0xE01F), 0xFF00u);
+  EXPECT_TRUE(Answer()) << "the line floats high between transfers";
+  EXPECT_THROW(coProcessor.SetBattery(64), std::out_of_range);
+}
+
+TEST_F(CoProcessorLink, ShowsTheColourOfGoodCommandsOnly) {
+  EXPECT_EQ(panel.LampColour(), "dark");
+  Transfer(0xC03F);
+  EXPECT_EQ(panel.LampColour(), "cyan");
+  Transfer(0x20DE);  // one bit of the complement is wrong
+  EXPECT_EQ(panel.LampColour(), "cyan");
+  Transfer(0x20DF >> 1, 15);
+  Transfer(0x20DFu << 1, 17);
+  EXPECT_EQ(panel.LampColour(), "cyan");
+  EXPECT_EQ(coProcessor.BadFrames(), 3u);
+  Transfer(0x20DF);
+  EXPECT_EQ(panel.LampColour(), "red");
+  EXPECT_EQ(coProcessor.Frames(), 2u);
+  coProcessor.Reset();
+  EXPECT_EQ(panel.LampColour(), "dark");
+}
+
+TEST_F(CoProcessorLink, SwitchesOffOnceAndOnlyWhenBothBitsAgree) {
+  Transfer(0x10EF);
+  Transfer(0x02FD);
+  Transfer(0x12EC);
+  kernel.Run(1s);
+  EXPECT_EQ(powerOffs, 0);
+  Transfer(0x12ED);
+  EXPECT_EQ(powerOffs, 0) << "the answer has to get through first";
+  Transfer(0x12ED);
+  kernel.Run(CoProcessor::kCutDelay);
+  EXPECT_EQ(powerOffs, 1);
+  kernel.Run(1s);
+  EXPECT_EQ(powerOffs, 1);
+}
+
+TEST_F(CoProcessorLink, MissesWhatIsTooQuickForIt) {
+  phase = 400ns;
+  EXPECT_EQ(Transfer(0x20DF), 0xFFFFu);
+  EXPECT_EQ(panel.LampColour(), "dark");
+  phase = 5us;
+  gap = 0us;
+  Transfer(0x40BF);
+  EXPECT_EQ(panel.LampColour(), "green");
+  button.Hold();  // an answer begins with 0
+  kernel.Spawn("hasty", [&] {
+    for (bool heard : {true, false}) {  // the second selection comes while it still works on the first one's bit
+      Set(kSelect, false);
+      kernel.Spend(phase);
+      Set(kClock, false);
+      kernel.Spend(phase);
+      EXPECT_EQ(Answer(), !heard);
+      Set(kClock, true);
+      Set(kSelect, true);
+    }
+  });
+  kernel.Run(1ms);
+}
+
+TEST_F(CoProcessorLink, LinesThatRiseTogetherAtStartAreNoTransfer) {
+  gpio.Reset();
+  EXPECT_TRUE(gpio.At(0, kSelect).Level() && gpio.At(0, kClock).Level()) << "pulled up";
+  gpio.WriteRegister(0x12140400, 0xF6);  // all outputs at once, latches still 0
+  for (int pin : {kSelect, kData, kClock}) Set(pin, true);
+  EXPECT_EQ(coProcessor.BadFrames(), 0u);
+  coProcessor.SetBattery(37);
+  EXPECT_EQ(Transfer(0xE01F), 0xE51Au);
+  EXPECT_EQ(panel.LampColour(), "white");
+}
+
+TEST_F(CoProcessorLink, FaultsSpoilTheReplyOrSilenceThePart) {
+  faults.Add("stc.reply value=0xA55B times=2");
+  EXPECT_EQ(Transfer(0x20DF), 0xA55Bu);
+  EXPECT_EQ(panel.LampColour(), "red") << "it still hears";
+  EXPECT_EQ(Transfer(0x20DF), 0xA55Bu);
+  EXPECT_EQ(Transfer(0x20DF), 0xF20Du) << "released, not charging, 50";
+  faults.Add("stc.silence silence");
+  EXPECT_EQ(Transfer(0x40BF), 0xFFFFu);
+  EXPECT_EQ(panel.LampColour(), "red");
+  EXPECT_EQ(Transfer(0x40BF), 0xF20Du);
+  EXPECT_EQ(panel.LampColour(), "green");
+}
+
+TEST_F(CoProcessorLink, AFingerPressesHoldsAndTrembles) {
+  button.Press(100ms);
+  kernel.Run(100ms - 1ns);
+  EXPECT_TRUE(button.Pressed());
+  kernel.Run(1ns);
+  EXPECT_FALSE(button.Pressed());
+  button.Press(50ms);
+  kernel.Run(10ms);
+  button.Hold();
+  kernel.Run(1s);
+  EXPECT_TRUE(button.Pressed()) << "the first press's end does not let go";
+  button.Release();
+
+  int downs = 0;
+  bool before = false;
+  button.Bounce(6ms);
+  for (int i = 0; i < 80; i++) {
+    downs += button.Pressed() && !before;
+    before = button.Pressed();
+    kernel.Run(100us);
+  }
+  EXPECT_EQ(downs, 3);
+  EXPECT_FALSE(button.Pressed());
+}
+
+TEST_F(StraightWires, ThreeLinesAreTheColourAndTheFourthIsTheButton) {
+  EXPECT_EQ(panel.LampColour(), "white");
+  Set(kClock, false);
+  EXPECT_EQ(panel.LampColour(), "yellow");
+  Set(kData, false);
+  EXPECT_EQ(panel.LampColour(), "green");
+  Set(kSelect, false);
+  EXPECT_EQ(panel.LampColour(), "dark");
+  EXPECT_TRUE(Answer());
+  button.Press(20ms);
+  EXPECT_FALSE(Answer());
+  kernel.Run(20ms);
+  EXPECT_TRUE(Answer());
+  EXPECT_EQ(Transfer(0x12ED), 0xFFFFu);
+  kernel.Run(1s);
+  EXPECT_EQ(powerOffs, 0);
+}
+
+// --- what a person perceives ---
+
+struct PanelLines : CoProcessorLink {
+  void Led(bool level) { gpio.WriteRegister(0x12140040, level ? 0xFF : 0); }
+  void BuzzerOff(bool level) { gpio.WriteRegister(0x12140008, level ? 0xFF : 0); }
+  void ShotLine(bool level) { gpio.WriteRegister(0x12142008, level ? 0xFF : 0); }
+
+  PanelLines() {  // from reset, as a processor starts: outputs first, levels a moment later
+    gpio.Reset();
+    gpio.WriteRegister(0x12142400, 0x02);
+    gpio.WriteRegister(0x12140400, 0xF6);
+    kernel.Run(2us);
+    for (uint32_t pin : {1, 4, 5, 6, 7}) Set(static_cast<int>(pin), true);
+    ShotLine(true);
+  }
+};
+
+TEST_F(PanelLines, PulsesHaveAStartAndALengthAndAMomentIsNone) {
+  EXPECT_TRUE(panel.BuzzerPulses().empty() && panel.LedPulses().empty() && panel.Shots().empty());
+  EXPECT_FALSE(panel.ShotRunning());
+  Transfer(0x40BF);
+  EXPECT_EQ(panel.Colour(), "green");
+  kernel.Run(100ms);
+  const Time start = kernel.Now();
+  Led(false);
+  BuzzerOff(false);
+  EXPECT_EQ(panel.Colour(), "dark");
+  EXPECT_EQ(panel.LampColour(), "green");
+  EXPECT_TRUE(panel.Sounding());
+  kernel.Run(100ms);
+  Led(true);
+  BuzzerOff(true);
+  kernel.Run(100ms);
+  Led(false);
+  kernel.Run(500us);
+  Led(true);
+  EXPECT_EQ(panel.LedPulses(), (std::vector<Pulse>{{start, 100ms}}));
+  EXPECT_EQ(panel.BuzzerPulses(), (std::vector<Pulse>{{start, 100ms}}));
+}
+
+TEST_F(PanelLines, TheShotLineTellsWhenAShotRuns) {
+  int changes = 0;
+  panel.OnChange([&] { changes++; });
+  const Time start = kernel.Now();
+  ShotLine(false);
+  kernel.Run(7s);
+  EXPECT_TRUE(panel.ShotRunning());
+  ShotLine(true);
+  EXPECT_FALSE(panel.ShotRunning());
+  EXPECT_EQ(panel.Shots(), (std::vector<Pulse>{{start, 7s}}));
+  EXPECT_EQ(changes, 2);
+}
+
+TEST_F(PanelLines, GoingOutWithThePowerIsNoPulse) {
+  Led(false);
+  BuzzerOff(false);
+  const Time start = kernel.Now();
+  kernel.Run(50ms);
+  gpio.Reset();
+  panel.Reset();
+  kernel.Run(1min);
+  gpio.WriteRegister(0x12140400, 0xF6);
+  BuzzerOff(true);
+  Led(true);
+  EXPECT_TRUE(panel.LedPulses().empty());
+  EXPECT_EQ(panel.BuzzerPulses(), (std::vector<Pulse>{{start, 50ms}}));
+}
+
+}  // namespace
+}  // namespace twin

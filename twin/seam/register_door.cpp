@@ -1,0 +1,35 @@
+// What the processor itself does for the application: registers by physical address, and time burnt in empty loops.
+#include "common/fpga_ctrl/array/registers.h"
+#include "common/fpga_ctrl/device/stc_delay.h"
+#include "twin/board.h"
+
+namespace twin {
+namespace {
+
+// A load or store to device memory over the peripheral bus, with the walk along the list of mappings before it.
+constexpr Duration kRegisterAccess = 60ns;
+
+// 40 times 47 empty iterations at two and a half cycles each (count, compare, branch) on a 1 GHz core.
+constexpr Duration kStcDelay = 4700ns;
+
+}  // namespace
+}  // namespace twin
+
+int himm(unsigned int rw, unsigned int ulAddr, unsigned int* ulValue) {
+  twin::Board& board = twin::Board::Current();
+  board.kernel.Spend(twin::kRegisterAccess);
+  if (rw == 0) {
+    *ulValue = board.registers.Read(ulAddr);
+  } else {
+    board.registers.Write(ulAddr, *ulValue);
+  }
+  return 0;
+}
+
+// Registers are reached through himm alone: there is no memory that could be handed out here.
+void* memmap(unsigned int phy_addr, unsigned int size) {
+  twin::Board::Current().Complain("memmap of " + std::to_string(size) + " bytes at " + std::to_string(phy_addr));
+  return nullptr;
+}
+
+void LumoStcSpiDelay() { twin::Board::Current().kernel.Spend(twin::kStcDelay); }
