@@ -1,0 +1,58 @@
+# Shared by the scripts: installing what is missing, and steps that say what they do and which one failed.
+# Sourced, not run. Works from any directory.
+
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+total_steps=${total_steps:-0}
+step_number=0
+
+# step "What it does" command...: announces and runs it; a failure names the step and ends the script.
+step() {
+  local what=$1 started=$SECONDS
+  shift
+  step_number=$((step_number + 1))
+  printf '[%d/%d] %s\n' "$step_number" "$total_steps" "$what"
+  local status=0
+  "$@" || status=$?
+  if [ "$status" -ne 0 ]; then
+    printf '\nFAILED at step %d of %d: %s (exit status %d)\n' "$step_number" "$total_steps" "$what" "$status" >&2
+    exit "$status"
+  fi
+  if [ $((SECONDS - started)) -ge 2 ]; then printf '      done in %d s\n' $((SECONDS - started)); fi
+}
+
+build_packages=(g++ binutils cmake ninja-build pkg-config libboost-context-dev libturbojpeg0-dev libjpeg62-turbo-dev
+  libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
+
+# install package...: installs those that are missing, with apt; asks nothing, says nothing if all are there.
+install() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  printf '      installing %s\n' "${missing[*]}"
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "not root, and there is no sudo: cannot install ${missing[*]}" >&2; return 1; }
+    as_root=(sudo)
+  fi
+  local log
+  log=$(mktemp)
+  if ! { "${as_root[@]}" apt-get update -qq &&
+         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+       } >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
+
+# configure_and_build preset [target...]
+configure_and_build() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" >/dev/null && cmake --build --preset "$preset" ${*:+--target "$@"}
+}
