@@ -126,6 +126,7 @@ void Board::CleanUp() {
   gpio.Reset();
   pinRegisters.Reset();
   coProcessor.Reset();
+  panel.Reset();
 }
 
 bool Board::Boot() {
