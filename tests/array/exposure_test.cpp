@@ -1,0 +1,316 @@
+// Exposure arithmetic against values worked out by hand. 309 rows are a period of light on 50 Hz mains, 257 on 60 Hz,
+// at the default row of 2 x 1944 cycles of 120 MHz.
+#include "common/fpga_ctrl/capture/exposure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <vector>
+
+using testing::ElementsAre;
+
+namespace {
+
+ExposureRequest Automatic(BYTE captureMode, BYTE strobeMode = 0, int8_t evCompVal = 0) {
+  return {captureMode, strobeMode, evCompVal, 0, 0, 0};
+}
+ExposureRequest Manual(BYTE captureMode, int manualExpsUs, int manualIso = 100, BYTE strobeMode = 0) {
+  return {captureMode, strobeMode, 0, 0, manualExpsUs, manualIso};
+}
+
+// --- manual ---
+
+TEST(ManualExposure, GainFollowsIsoByTruncatedHalving) {
+  struct Case {
+    int iso, gainA, gainB;
+  };
+  for (const Case& c : std::vector<Case>{{100, 16, 1},
+                                         {150, 24, 1},
+                                         {199, 31, 1},
+                                         {200, 16, 2},
+                                         {320, 25, 2},  // 51 / 2
+                                         {1600, 16, 16},
+                                         {-7, 16, 1},
+                                         {6400, 16, 16}}) {
+    const ManualExposure manual = LumoPrepareManualExposure(Manual(1, 10000, c.iso));
+    EXPECT_EQ(manual.gainA, c.gainA) << c.iso;
+    EXPECT_EQ(manual.gainB, c.gainB) << c.iso;
+  }
+}
+
+TEST(ManualExposure, TenMillisecondsInThreeSteps) {
+  const ManualExposure manual = LumoPrepareManualExposure(Manual(1, 10000));
+  EXPECT_EQ(manual.curExposure, 16 * 4938);  // 10000 us x 960 / 1944
+  EXPECT_EQ(manual.columnSize, 1944);
+  EXPECT_EQ(manual.sumLines, 3 * 2470);  // 77, 308 and 1232 rows all fit the shortest frame
+
+  const ShotLimits limits = LumoManualLimits(manual);
+  EXPECT_EQ(limits.waitTime, 5440u);   // six frames of 80.028 ms, times 3, and 4 s
+  EXPECT_EQ(limits.waitTimeB, 5480u);  // three frames, times 2, and 5 s
+
+  const auto brackets = LumoBracketExposures(1, manual.curExposure);
+  std::vector<int> shutters;
+  for (const int exposure : brackets) shutters.push_back(LumoSplitManual(manual, exposure).shutter);
+  EXPECT_THAT(shutters, ElementsAre(1234, 4938, 19752, 19752, 19752, 19752));
+}
+
+TEST(ManualExposure, ShortestBracketKeepsTwoRows) {
+  for (const BYTE mode : {1, 3, 5, 7}) {
+    for (const int us : {1, 0, -5000}) {
+      const ManualExposure manual = LumoPrepareManualExposure(Manual(mode, us));
+      const int shortest = LumoBracketExposures(mode, manual.curExposure)[0];
+      EXPECT_EQ(LumoSplitManual(manual, shortest).shutter, 0x20) << int{mode} << " " << us;
+    }
+  }
+}
+
+TEST(ManualExposure, LongTimesStretchTheRows) {
+  EXPECT_EQ(LumoPrepareManualExposure(Manual(1, 263347)).columnSize, 1944);  // 130047 sixteenths: still fits
+  EXPECT_EQ(LumoPrepareManualExposure(Manual(1, 264000)).columnSize, 1948);
+
+  const ManualExposure manual = LumoPrepareManualExposure(Manual(3, 8000000));
+  EXPECT_EQ(manual.columnSize, 59055);
+  EXPECT_EQ(manual.curExposure, 16 * 0x1FC00);
+  EXPECT_EQ(manual.sumLines, 2470 + 2470 + 4070 + 8134 + 16262 + 32518);
+  const int base = LumoBracketExposures(3, manual.curExposure)[3];
+  const int rows = LumoSplitManual(manual, base).shutter / 16;
+  EXPECT_NEAR(rows * 2.0 * manual.columnSize / 120e6, 8.0, 0.001);
+
+  // Products beyond 32 bits: 59055 x 73334 / 60000 x 3 + 4000 and 2 x 65924 x 59055 / 60000 + 5000.
+  const ShotLimits limits = LumoManualLimits(manual);
+  EXPECT_EQ(limits.waitTime, 220536u);
+  EXPECT_EQ(limits.waitTimeB, 134771u);
+}
+
+TEST(ManualExposure, BeyondSixteenBitsOfRowLengthTheTimeComesOutShort) {
+  EXPECT_EQ(LumoPrepareManualExposure(Manual(1, 8877000)).columnSize, 65529);
+  EXPECT_EQ(LumoPrepareManualExposure(Manual(1, 9000000)).columnSize, 1944);   // 66436 - 65536 is below the default
+  EXPECT_EQ(LumoPrepareManualExposure(Manual(1, 10000000)).columnSize, 8282);  // 73818 - 65536
+}
+
+TEST(ManualExposure, RoundsToTheLightsPeriods) {
+  struct Case {
+    BYTE mode, strobe;
+    int us, rounded;
+  };
+  for (const Case& c : std::vector<Case>{
+           {1, 0, 12345, 12345},     {1, 1, 4999, 4999},       {1, 1, 5000, 10000},     {1, 1, 14999, 10000},
+           {1, 1, 15000, 20000},     {1, 1, 27999, 30000},     {1, 1, 28000, 40000},    {1, 1, 59999, 40000},
+           {1, 1, 60000, 80000},     {1, 1, 9000000, 8800000}, {3, 1, 13999, 10000},    {3, 1, 14000, 20000},
+           {3, 1, 27999, 20000},     {3, 1, 28000, 40000},     {3, 1, 55999, 40000},    {3, 1, 56000, 80000},
+           {3, 1, 300000, 320000},   {5, 1, 13999, 10000},     {5, 1, 14000, 20000},    {5, 1, 55999, 60000},
+           {5, 1, 56000, 80000},     {5, 1, 223999, 240000},   {5, 1, 224000, 320000},  {1, 2, 4999, 4999},
+           {1, 2, 5000, 8333},       {1, 2, 12499, 16666},     {1, 2, 23999, 24999},    {1, 2, 24000, 33333},
+           {1, 2, 9000000, 8866711}, {3, 2, 11999, 8333},      {3, 2, 12000, 16667},    {3, 2, 48000, 66667},
+           {5, 2, 47999, 50001},     {5, 2, 48000, 66667},     {5, 2, 192000, 266667},  {7, 1, 224000, 320000},
+           {1, 3, 5000, 8333},       {5, 1, INT_MAX, 8800000}, {1, 2, INT_MAX, 8866711}}) {
+    EXPECT_EQ(LumoRoundManualExposure(c.mode, c.strobe, c.us), c.rounded)
+        << "mode " << int{c.mode} << " strobe " << int{c.strobe} << " us " << c.us;
+  }
+}
+
+// --- automatic: from measurement to base ---
+
+TEST(AutomaticExposure, BringsTheSceneToItsTarget) {
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0), 1000, 28), 1000);
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0), 1000, 56), 500);
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0), 1000, 255), 0x80);  // 110: below the shortest
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0, 0, 3), 1000, 28), 2000);
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0, 0, -3), 1000, 28), 500);
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0, 0, 1), 1000, 28), 1260);  // cube root of 2
+  EXPECT_EQ(LumoAutomaticExposure(Automatic(0), 25001, 56), 12501);      // 12500.5 and a half
+}
+
+TEST(AutomaticExposure, LimitsHoldWhateverTheLayersReport) {
+  const std::vector<std::pair<BYTE, int>> shortest = {{0, 0x80}, {2, 0x100}, {4, 0x400}, {6, 0x400}};
+  for (const auto& [mode, least] : shortest) {
+    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 1, 255), least);
+    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), -1, 100), least);  // failed read
+    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), -1, 0), least);
+    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 0, 0), least);
+    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 5000, 0), 0x8C780);  // nothing seen at all
+    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 0xFFFFFF, 1), 0x8C780);
+  }
+}
+
+// Base exposure for a measurement that is on target already.
+int OnGrid(BYTE strobeMode, int exposure) { return LumoAutomaticExposure(Automatic(0, strobeMode), exposure, 28); }
+
+TEST(AutomaticExposure, FlickerStepsDoubleWithTheValue) {
+  struct Row {
+    int from, step;
+  };
+  const std::vector<Row> rows50 = {{0x4D400, 0x4D40}, {0x26A00, 0x26A0}, {0x13500, 0x1350}, {0x9A80, 0x9A8},
+                                   {0x4D40, 0x4D4},   {0x26A0, 0x26A},   {0x1350, 0x135}};
+  const std::vector<Row> rows60 = {{0x40400, 0x4040}, {0x20200, 0x2020}, {0x10100, 0x1010}, {0x8080, 0x808},
+                                   {0x4040, 0x404},   {0x2020, 0x202},   {0x1010, 0x101}};
+  for (const BYTE strobe : {1, 2}) {
+    int end = strobe == 1 ? 0x87300 : 0x78780;
+    EXPECT_EQ(OnGrid(strobe, end), end);
+    EXPECT_EQ(OnGrid(strobe, 0x8C780), end);
+    for (const Row& row : strobe == 1 ? rows50 : rows60) {
+      EXPECT_EQ(OnGrid(strobe, row.from), row.from);
+      EXPECT_EQ(OnGrid(strobe, row.from + row.step - 1), row.from);
+      EXPECT_EQ(OnGrid(strobe, row.from + row.step), row.from + row.step);
+      EXPECT_EQ(OnGrid(strobe, end - 1), end - row.step);
+      end = row.from;
+    }
+    EXPECT_EQ(OnGrid(strobe, 0x9A8), strobe == 1 ? 0x1350 : 0x1010);
+    EXPECT_EQ(OnGrid(strobe, 0x9A7), 0x9A7);
+  }
+}
+
+// --- brackets ---
+
+TEST(Brackets, FollowTheCaptureMode) {
+  for (const BYTE mode : {0, 1})
+    EXPECT_THAT(LumoBracketExposures(mode, 1003), ElementsAre(250, 1003, 4012, 4012, 4012, 4012));
+  for (const BYTE mode : {2, 3})
+    EXPECT_THAT(LumoBracketExposures(mode, 1003), ElementsAre(125, 250, 501, 1003, 2006, 4012));
+  for (const BYTE mode : {4, 5, 6, 7, 255}) {
+    EXPECT_THAT(LumoBracketExposures(mode, 1003), ElementsAre(31, 125, 501, 1003, 2006, 4012));
+  }
+}
+
+// --- shutter and gain ---
+
+struct Wanted {
+  int exposure, gainA, gainB, shutter;
+};
+
+TEST(Split, PlainHandHeld) {
+  for (const Wanted& w : std::vector<Wanted>{{0x20, 16, 1, 0x20},
+                                             {0x3FFF, 16, 1, 0x3FFF},
+                                             {0x4000, 16, 1, 0x4000},   // 0x400 rows
+                                             {0x50FF, 20, 1, 16588},    // still 0x400
+                                             {0x5100, 18, 1, 0x4800},   // 0x480 rows
+                                             {0x6400, 20, 1, 0x5000},   // 0x500
+                                             {0x9000, 24, 1, 0x6000},   // 0x600
+                                             {0xC400, 28, 1, 0x7000},   // 0x700
+                                             {0x10000, 16, 2, 0x8000},  // 0x800
+                                             {0x143FF, 20, 2, 33177},   // 40 with 0x800
+                                             {0x14400, 18, 2, 36864},   // 35 with 0x910, rounded up to 36
+                                             {0x231E00, 31, 32, 37120}}) {
+    const ExposureSplit split = LumoSplitAutomatic(0, 0, 0x8C780, w.exposure);
+    EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
+    EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
+    EXPECT_EQ(split.shutter, w.shutter) << w.exposure;
+  }
+}
+
+TEST(Split, PlainOnTripod) {
+  for (const Wanted& w : std::vector<Wanted>{
+           {0x20, 16, 1, 0x20}, {0x786FF, 16, 1, 0x786FF}, {0x78700, 16, 1, 0x78700}, {0x231E00, 19, 4, 484513}}) {
+    const ExposureSplit split = LumoSplitAutomatic(0, 1, 0x8C780, w.exposure);
+    EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
+    EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
+    EXPECT_EQ(split.shutter, w.shutter) << w.exposure;
+  }
+}
+
+TEST(Split, FlickerRuleLooksAtTheBaseAndWantsWholePeriods) {
+  const int base = 0x9A8;
+  for (const Wanted& w : std::vector<Wanted>{{1236, 16, 1, 1236},               // under a period: no rule
+                                             {4944, 16, 1, 309 * 16},           // one period
+                                             {19 * 309, 19, 1, 309 * 16},       // 16 to 18 do not divide it
+                                             {19776, 16, 1, 4 * 309 * 16},      // first gain that fits wins
+                                             {256 * 309, 16, 2, 8 * 309 * 16},  // eight periods are the limit
+                                             {4 * 0x256B0, 31, 8, 8 * 309 * 16}}) {
+    const ExposureSplit split = LumoSplitAutomatic(1, 0, base, w.exposure);
+    EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
+    EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
+    EXPECT_EQ(split.shutter, w.shutter) << w.exposure;
+  }
+  // Below that base the plain rule holds for every bracket: 0x5100 gets 0x480 rows.
+  EXPECT_EQ(LumoSplitAutomatic(1, 0, base - 1, 0x5100).shutter, 0x4800);
+  // On a tripod 64 periods with a gain of 112 are the first fit for the longest bracket.
+  const ExposureSplit longest = LumoSplitAutomatic(1, 1, 0x87300, 4 * 0x87300);
+  EXPECT_EQ(longest.gainA * longest.gainB, 112);
+  EXPECT_EQ(longest.shutter, 64 * 309 * 16);
+}
+
+// The search finds nothing here and used to leave a shutter of 0 to divide by.
+TEST(Split, DarkHandHeldBracketsGetTheLongestPeriodsAndGainForTheRest) {
+  struct Case {
+    BYTE strobe;
+    int base, gainA, gainB, shutter;
+  };
+  for (const Case& c : std::vector<Case>{{1, 0x26A00, 16, 16, 8 * 309 * 16},
+                                         {1, 0x87300, 28, 32, 8 * 309 * 16},
+                                         {2, 0x20200, 16, 16, 8 * 257 * 16},
+                                         {2, 0x78780, 30, 32, 8 * 257 * 16}}) {
+    const ExposureSplit split = LumoSplitAutomatic(c.strobe, 0, c.base, 4 * c.base);
+    EXPECT_EQ(split.gainA, c.gainA);
+    EXPECT_EQ(split.gainB, c.gainB);
+    EXPECT_EQ(split.shutter, c.shutter);
+  }
+}
+
+TEST(Split, SecondHalfWithoutAMeasurementDividesByNothing) {
+  for (const BYTE strobe : {0, 1, 2}) {
+    const ExposureSplit split = LumoSplitAutomatic(strobe, 0, 0, 0);
+    EXPECT_EQ(split.gainA * split.gainB, 16);
+    EXPECT_EQ(split.shutter, 0x20);
+  }
+}
+
+// Every base that a measurement can give, in every setting: light is kept, limits hold, the sensor has the codes.
+TEST(Split, KeepsTheLightForEveryBase) {
+  for (const BYTE mode : {0, 2, 4}) {
+    for (const BYTE strobe : {0, 1, 2}) {
+      const int period = strobe == 1 ? 309 : 257;
+      for (const BYTE iso : {0, 1}) {
+        for (int measured = 0x80; measured <= 0x8C780; measured += 331) {
+          const int base = LumoAutomaticExposure(Automatic(mode, strobe), measured, 28);
+          for (const int exposure : LumoBracketExposures(mode, base)) {
+            const ExposureSplit split = LumoSplitAutomatic(strobe, iso, base, exposure);
+            const int gain = split.gainA * split.gainB;
+            ASSERT_TRUE(split.gainA >= 16 && split.gainA <= 31 && split.gainB >= 1 && split.gainB <= 32) << exposure;
+            ASSERT_NEAR(split.shutter / 16.0 * gain, exposure, 16 + gain) << exposure;
+            ASSERT_LT(split.shutter >> 4, 0x10000 - 6);
+            const bool onGrid = strobe != 0 && base >= 0x9A8 && exposure >= 16 * period;
+            if (onGrid) {
+              ASSERT_EQ((split.shutter >> 4) % period, 0) << "base " << base << " exposure " << exposure;
+            }
+            if (iso == 0) {
+              ASSERT_LE(split.shutter >> 4, strobe == 0 ? 2400 : 2480) << exposure;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+// --- the set of eight bytes ---
+
+TEST(ExposureSet, BytesAsTheLayerStoresThem) {
+  const ExposureSet set = LumoMakeExposureSet(2, 0, {0x12345, 18, 2});
+  EXPECT_THAT(set.regData, ElementsAre(0x01, 0x23, 0x45, 0x12, 0x3A, 1, 0x90, 0x00));
+  EXPECT_EQ(set.shutterLines, 0x1234);
+  EXPECT_EQ(set.totalLines, 0x1234 + 6);
+  EXPECT_EQ(set.gain, 36);
+
+  const ExposureSet brightest = LumoMakeExposureSet(2, 5, {37120, 31, 32});
+  EXPECT_EQ(brightest.regData[5], 31);
+  EXPECT_EQ(brightest.regData[6], 0xF8);
+}
+
+TEST(ExposureSet, FrameGrowsWithTheShutter) {
+  EXPECT_EQ(LumoMakeExposureSet(0, 0, {0x20, 16, 1}).totalLines, 2470);
+  EXPECT_EQ(LumoMakeExposureSet(0, 0, {2464 * 16 + 15, 16, 1}).totalLines, 2470);
+  EXPECT_EQ(LumoMakeExposureSet(0, 0, {2465 * 16, 16, 1}).totalLines, 2471);
+}
+
+TEST(ExposureSet, LastBracketCarriesTheEndMark) {
+  for (BYTE mode = 0; mode < 8; mode++) {
+    const int last = mode < 2 ? 2 : 5;
+    for (int i = 0; i < 6; i++) {
+      EXPECT_EQ(LumoMakeExposureSet(mode, i, {0x20, 16, 1}).regData[7], i < last ? 0x00 : 0xFF) << int{mode} << i;
+    }
+  }
+}
+
+}  // namespace
