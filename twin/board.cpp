@@ -47,7 +47,8 @@ Board::Board(BoardOptions wanted)
       button(kernel, coProcessor),
       clockChip(kernel, faults),
       disk(faults, paths.Disk(), options.diskKBs),
-      stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }) {
+      stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }),
+      array(kernel, faults, *pictures, gpio) {
   if (current != nullptr) throw std::logic_error("one board at a time");
   current = this;
   Wire();
@@ -68,7 +69,15 @@ Board& Board::Current() {
 void Board::Wire() {
   registers.Claim(GpioBanks::kBase, GpioBanks::kBankStride * GpioBanks::kBanks, gpio);
   pinRegisters.ConnectTo(registers);
+  registers.Claim(FpgaArray::kClockRegister, 4, array);
   descriptors.AddNode("/dev/hi_rtc", clockChip);
+  descriptors.AddNode("/dev/spidev0.0", array.Spi());
+  array.SetComplaints([this](std::string what) { Complain(std::move(what)); });
+  array.SetSpiRouted([this] {
+    constexpr uint32_t kSpiPins[] = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};  // function 1: SPI0
+    return std::all_of(std::begin(kSpiPins), std::end(kSpiPins),
+                       [this](uint32_t pin) { return pinRegisters.Get(pin) == 1; });
+  });
 
   paths.SetDiskMounted([this] { return disk.Mounted(); });
   coProcessor.SetPowerOff([this] { PowerOff(); });
@@ -127,6 +136,7 @@ void Board::CleanUp() {
   pinRegisters.Reset();
   coProcessor.Reset();
   panel.Reset();
+  array.PowerOnReset();
 }
 
 bool Board::Boot() {

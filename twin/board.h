@@ -16,6 +16,7 @@
 
 #include "twin/devices/clock_chip/clock_chip.h"
 #include "twin/devices/co_processor/co_processor.h"
+#include "twin/devices/fpga/fpga_array.h"
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
 #include "twin/devices/panel/panel.h"
@@ -107,6 +108,7 @@ class Board {
   ClockChip clockChip;
   UsbDisk disk;
   Stdio stdio;
+  FpgaArray array;
 
  private:
   void Wire();

@@ -1,0 +1,158 @@
+#include "twin/devices/fpga/camera_group.h"
+
+#include <cstdio>
+
+namespace twin {
+
+namespace {
+
+constexpr uint16_t kFirstSensorRegister = 0x0100;
+
+uint16_t RegisterOf(const CameraCommand& command) { return static_cast<uint16_t>(command.h << 8 | command.m); }
+
+std::string Describe(const char* what, const CameraCommand& command) {
+  char text[96];
+  std::snprintf(text, sizeof text, "%s: command 0x%02X camera %d data %02X %02X %02X", what, command.code,
+                command.camera, command.h, command.m, command.l);
+  return text;
+}
+
+}  // namespace
+
+CameraGroup::CameraGroup(Kernel& kernel, SceneMeter& meter, std::vector<Sensor*> sensors, int first,
+                         std::function<void(std::string)> complain,
+                         std::function<void(const SceneMeter::Step&)> stepEnds)
+    : kernel_(kernel),
+      meter_(meter),
+      sensors_(std::move(sensors)),
+      first_(first),
+      complain_(std::move(complain)),
+      stepEnds_(std::move(stepEnds)) {}
+
+bool CameraGroup::Has(int camera) const {
+  return camera == CameraCommand::kAllCameras ||
+         (camera >= first_ && camera < first_ + static_cast<int>(sensors_.size()));
+}
+
+void CameraGroup::Push(const CameraCommand& command) {
+  if (queue_.size() >= kDepth) return complain_(Describe("lost in a full command FIFO", command));
+  queue_.push_back(command);
+  Next();
+}
+
+void CameraGroup::Clear() {
+  queue_.clear();
+  kernel_.Cancel(event_);
+  kernel_.Cancel(syncFall_);
+  busy_ = false;
+  sync_ = Sync::None;
+}
+
+void CameraGroup::Reset() {
+  Clear();
+  held_ = false;
+  subDelay_ = 0;
+  cursor_ = {};
+  fetched_ = 0;
+  lastRead_ = 0;
+}
+
+void CameraGroup::SetHeld(bool held) {
+  held_ = held;
+  Next();
+}
+
+void CameraGroup::Next() {
+  while (!busy_ && !held_ && !queue_.empty()) {
+    const CameraCommand command = queue_.front();
+    queue_.pop_front();
+    Begin(command);
+  }
+}
+
+void CameraGroup::Begin(const CameraCommand& command) {
+  switch (command.code) {
+    case 0xB0: {
+      SceneMeter::Step step;
+      const int index = (command.h >> 3) & 7;
+      fetched_ = meter_.Fetch(cursor_, index, &step);
+      if (index == 7) stepEnds_(step);
+      break;
+    }
+    case 0xE1: subDelay_ = static_cast<uint32_t>(command.h << 16 | command.m << 8 | command.l); break;
+    case 0xE2: BusyFor(subDelay_ * kDelayUnit, [] {}); break;
+    case 0xE3:
+    case 0xE4: WaitForSync(command.code == 0xE3); break;
+    case 0xF0: BusyFor(kControlWrite, [this, command] { Write(command, command.l); }); break;
+    case 0xF1: BusyFor(kControlWrite, [this, command, value = fetched_] { Write(command, value); }); break;
+    case 0xF2: BusyFor(kControlRead, [this, command] { ReadOne(command); }); break;
+    default: break;
+  }
+}
+
+void CameraGroup::BusyFor(Duration time, std::function<void()> effect) {
+  busy_ = true;
+  event_ = kernel_.After(time, [this, effect = std::move(effect)] {
+    effect();
+    Finish();
+  });
+}
+
+void CameraGroup::Finish() {
+  busy_ = false;
+  sync_ = Sync::None;
+  Next();
+}
+
+void CameraGroup::WaitForSync(bool rising) {
+  busy_ = true;
+  sync_ = rising ? Sync::Rising : Sync::Falling;
+  if (subDelay_ > 0) {
+    event_ = kernel_.After(subDelay_ * kDelayUnit, [this] {
+      kernel_.Cancel(syncFall_);
+      Finish();
+    });
+  }
+  const Sensor& sensor = *sensors_.front();
+  if (!rising && sensor.InFrame()) {
+    const Time fall = sensor.FrameStart() + sensor.SyncLength();
+    if (fall > kernel_.Now()) {
+      syncFall_ = kernel_.At(fall, [this] {
+        kernel_.Cancel(event_);
+        Finish();
+      });
+    }
+  }
+}
+
+void CameraGroup::FrameStarts(int camera) {
+  if (camera != first_ || sync_ == Sync::None) return;
+  if (sync_ == Sync::Rising) {
+    kernel_.Cancel(event_);
+    Finish();
+    return;
+  }
+  kernel_.Cancel(syncFall_);
+  syncFall_ = kernel_.After(sensors_.front()->SyncLength(), [this] {
+    kernel_.Cancel(event_);
+    Finish();
+  });
+}
+
+void CameraGroup::Write(const CameraCommand& command, uint8_t value) {
+  if (RegisterOf(command) < kFirstSensorRegister) return;
+  bool answered = true;
+  for (size_t i = 0; i < sensors_.size(); i++) {
+    if (command.camera != CameraCommand::kAllCameras && command.camera != first_ + static_cast<int>(i)) continue;
+    answered = sensors_[i]->Write(RegisterOf(command), value) && answered;
+  }
+  if (!answered) complain_(Describe("no sensor answers a write", command));
+}
+
+void CameraGroup::ReadOne(const CameraCommand& command) {
+  constexpr uint8_t kNoAnswer = 0xFF;  // the bus's pull-up
+  const int index = command.camera == CameraCommand::kAllCameras ? 0 : command.camera - first_;
+  lastRead_ = sensors_[static_cast<size_t>(index)]->Read(RegisterOf(command)).value_or(kNoAnswer);
+}
+
+}  // namespace twin

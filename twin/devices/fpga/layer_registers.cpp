@@ -1,0 +1,103 @@
+// What a layer does with a write frame and answers to a read frame, one row a code.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "twin/devices/fpga/layer.h"
+
+namespace twin {
+
+struct LayerRegisters {
+  using Command = CameraCommand;
+
+  struct WriteRow {
+    uint8_t code;
+    const char* name;
+    void (*write)(Layer& layer, const Command& command);
+  };
+  struct ReadRow {
+    uint8_t code;
+    const char* name;
+    uint32_t (*read)(Layer& layer);  // cut to a byte
+  };
+
+  static void SetBracketed(Layer& layer, bool on) {
+    if (layer.index_ == kMeasuringLayer) layer.parts_.meter.SetBracketed(on);
+  }
+  static void SetStart(Layer& layer, const Command& command) {
+    if (layer.index_ == kMeasuringLayer) {
+      layer.parts_.meter.SetStart(static_cast<uint16_t>(command.h << 8 | command.m));
+    }
+  }
+
+  static constexpr std::array<WriteRow, 26> writeRows = {{
+      {0x12, "FIFO reset high", [](Layer& l, const Command&) { l.SetFifoReset(true); }},
+      {0x13, "FIFO reset low", [](Layer& l, const Command&) { l.SetFifoReset(false); }},
+      {0x14, "load and run main delay",
+       [](Layer& l, const Command& c) { l.RunMainDelay(static_cast<uint32_t>(c.h << 16 | c.m << 8 | c.l)); }},
+      {0x15, "byte of an exposure set", [](Layer& l, const Command& c) { l.WriteSetByte(c); }},
+      {0x16, "line length, high byte", [](Layer& l, const Command& c) { l.capture_.SetLineLengthHigh(c.h); }},
+      {0x17, "limit of frame starts", [](Layer& l, const Command& c) { l.capture_.SetFrameStartLimit(c.h); }},
+      {0xB0, "fetch byte of exposure set", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xD0, "prepare capture", [](Layer& l, const Command&) { l.PrepareCapture(); }},
+      {0xD1, "start capture", [](Layer& l, const Command&) { l.capture_.Start(); }},
+      {0xD2, "brackets on", [](Layer& l, const Command&) { SetBracketed(l, true); }},
+      {0xD3, "brackets off", [](Layer& l, const Command&) { SetBracketed(l, false); }},
+      {0xD6, "send a stored frame", [](Layer& l, const Command& c) { l.Send(c.h); }},
+      {0xD8, "source: own store", [](Layer& l, const Command&) { l.parts_.chain.SelectPassOn(l.index_, false); }},
+      {0xD9, "source: layer before", [](Layer& l, const Command&) { l.parts_.chain.SelectPassOn(l.index_, true); }},
+      {0xDA, "parallel link on", [](Layer& l, const Command&) { l.parts_.chain.SetParallel(l.index_, true); }},
+      {0xDB, "parallel link off", [](Layer& l, const Command&) { l.parts_.chain.SetParallel(l.index_, false); }},
+      {0xDD, "starting exposure", [](Layer& l, const Command& c) { SetStart(l, c); }},
+      {0xE1, "load sub delay", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE2, "run sub delay", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE3, "wait for rising sync", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE4, "wait for falling sync", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE5, "sensors out of reset", [](Layer& l, const Command&) { l.SetSensorReset(false); }},
+      {0xE6, "sensors into reset", [](Layer& l, const Command&) { l.SetSensorReset(true); }},
+      {0xF0, "write sensor register", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xF1, "write fetched byte", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xF2, "read sensor register", [](Layer& l, const Command& c) { l.Queue(c); }},
+  }};
+
+  static constexpr std::array<ReadRow, 16> readRows = {{
+      {0x40, "ready", [](Layer& l) { return uint32_t{l.Ready() && !l.parts_.faults.ready.Ask(l.index_)}; }},
+      {0x41, "FIFO almost full",
+       [](Layer& l) { return uint32_t{l.groups_[0].AlmostFull() || l.groups_[1].AlmostFull()}; }},
+      {0x43, "capture configured", [](Layer& l) { return uint32_t{l.capture_.Configured()}; }},
+      {0x44, "capture saved", [](Layer& l) { return uint32_t{l.capture_.Saved()}; }},
+      {0x45, "last read, cameras 0 to 6", [](Layer& l) { return uint32_t{l.groups_[0].LastRead()}; }},
+      {0x46, "last read, cameras 7, 8", [](Layer& l) { return uint32_t{l.groups_[1].LastRead()}; }},
+      {0x48, "sending", [](Layer& l) { return uint32_t{l.parts_.chain.Busy(l.index_)}; }},
+      {0x49, "row errors, low", [](Layer& l) { return l.capture_.RowErrors(); }},
+      {0x4A, "row errors, high", [](Layer& l) { return l.capture_.RowErrors() >> 8; }},
+      {0x4B, "FIFOs empty", [](Layer& l) { return uint32_t{l.CommandsWaiting() == 0}; }},
+      {0x4C, "capture saved", [](Layer& l) { return uint32_t{l.capture_.Saved()}; }},
+      {0x4D, "measurements", [](Layer& l) { return uint32_t{l.parts_.meter.Count()}; }},
+      {0x4E, "measured average", [](Layer& l) { return uint32_t{l.parts_.meter.Average()}; }},
+      {0x50, "its exposure, high", [](Layer& l) { return l.parts_.meter.MeasuredExposure() >> 16; }},
+      {0x51, "its exposure, middle", [](Layer& l) { return l.parts_.meter.MeasuredExposure() >> 8; }},
+      {0x52, "its exposure, low", [](Layer& l) { return l.parts_.meter.MeasuredExposure(); }},
+  }};
+};
+
+void Layer::Write(const CameraCommand& command) {
+  const auto& rows = LayerRegisters::writeRows;
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.code == command.code; });
+  if (row == rows.end()) return Complain("no such command", command);
+  row->write(*this, command);
+}
+
+uint8_t Layer::Read(uint8_t code) {
+  constexpr uint8_t kFirstOfMeter = 0x4D;  // from here on the registers exist in the measuring layer alone
+  const auto& rows = LayerRegisters::readRows;
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.code == code; });
+  if (row == rows.end() || (code >= kFirstOfMeter && index_ != kMeasuringLayer)) {
+    Complain("no such register", {.code = code});
+    return 0;
+  }
+  return static_cast<uint8_t>(row->read(*this));
+}
+
+}  // namespace twin
