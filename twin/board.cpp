@@ -39,7 +39,7 @@ Board::Board(BoardOptions wanted)
       kernel(options.seed, options.pace),
       faults(kernel),
       pictures(MakePictures(options)),
-      paths(options.root),
+      paths(options.root, options.disk),
       heap(faults),
       gpio(faults),
       coProcessor(kernel, faults, gpio, options.coProcessor),

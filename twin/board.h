@@ -37,6 +37,7 @@ enum class Pictures { Marked, Rendered };
 
 struct BoardOptions {
   std::filesystem::path root;  // the board's file systems; empty: a fresh directory, removed with the board
+  std::filesystem::path disk;  // the USB disk's files; empty: `root`/mnt/udisk
   Pictures pictures = Pictures::Marked;
   std::filesystem::path scene;  // equirectangular JPEG for Rendered; empty: the procedural world
   double light = 1.0;           // factor on the world's light, both picture kinds

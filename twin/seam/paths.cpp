@@ -13,7 +13,7 @@ constexpr const char* kUnderTheMount =
     "unmounted-udisk";  // what a write to /mnt/udisk reaches while nothing is mounted
 }  // namespace
 
-Paths::Paths(fs::path root) : root_(std::move(root)) {
+Paths::Paths(fs::path root, fs::path disk) : root_(std::move(root)), disk_(std::move(disk)) {
   if (root_.empty()) {
     std::string pattern = (fs::temp_directory_path() / "lumora-board-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
@@ -22,6 +22,7 @@ Paths::Paths(fs::path root) : root_(std::move(root)) {
     temporary_ = true;
   }
   root_ = fs::absolute(root_);
+  disk_ = disk_.empty() ? root_ / "mnt/udisk" : fs::absolute(disk_);
   for (const char* directory : {"mnt/local", "mnt/udisk", "etc/init.d", "var/run", "var/lib/dhcp", kUnderTheMount}) {
     fs::create_directories(root_ / directory);
   }
@@ -42,9 +43,11 @@ BoardPath Paths::Resolve(const std::string& path) const {
   const bool underMount = result.board == mount || result.board.compare(0, mount.size() + 1, mount + "/") == 0;
   if (underMount && (!mounted_ || !mounted_())) {
     result.host = root_ / kUnderTheMount / fs::path(result.board).lexically_relative(mount);
+  } else if (underMount) {
+    result.onDisk = true;
+    result.volume = result.board.substr(std::min(result.board.size(), mount.size() + 1));
+    result.host = result.volume.empty() ? disk_ : disk_ / result.volume;
   } else {
-    result.onDisk = underMount;
-    if (underMount) result.volume = result.board.substr(std::min(result.board.size(), mount.size() + 1));
     result.host = root_ / fs::path(result.board).relative_path();
   }
   return result;

@@ -18,8 +18,9 @@ struct BoardPath {
 class Paths {
  public:
   // `root` empty: a fresh directory under the host's temporary one, removed with this object.
+  // `disk` empty: the USB disk's files lie in `root`/mnt/udisk.
   // Makes the directories that the device's root file system has.
-  explicit Paths(std::filesystem::path root);
+  explicit Paths(std::filesystem::path root, std::filesystem::path disk = {});
   ~Paths();
   Paths(const Paths&) = delete;
   Paths& operator=(const Paths&) = delete;
@@ -30,10 +31,10 @@ class Paths {
   BoardPath Resolve(const std::string& path) const;
   const std::filesystem::path& Root() const { return root_; }
   std::filesystem::path Local() const { return root_ / "mnt/local"; }
-  std::filesystem::path Disk() const { return root_ / "mnt/udisk"; }
+  std::filesystem::path Disk() const { return disk_; }
 
  private:
-  std::filesystem::path root_;
+  std::filesystem::path root_, disk_;
   bool temporary_ = false;
   std::function<bool()> mounted_;
 };

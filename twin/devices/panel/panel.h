@@ -41,7 +41,8 @@ class Panel {
 
   bool Lit() const { return enable_.Level(); }
   bool Sounding() const { return !buzzer_.Level(); }
-  bool ShotRunning() const;
+  bool ShotLine() const { return !shotLine_.Level(); }  // at this instant
+  bool ShotRunning() const;                             // and long enough for anybody to notice
   // "red", "yellow", "green", "cyan", "blue", "magenta", "white"; "dark" while LED 0 is off or in a dark pulse.
   std::string_view Colour() const;
   // The colour that LED 0 has whenever it is lit: the same without the pulses.

@@ -1,0 +1,101 @@
+#include "twin/console/console.h"
+
+#include <array>
+#include <fstream>
+#include <iomanip>
+
+#include "twin/kernel/duration_text.h"
+
+namespace twin {
+
+namespace {
+
+std::array<std::span<const Command>, 3> Table() { return {WorldCommands(), TimeCommands(), LookingCommands()}; }
+
+const Command* FindCommand(std::string_view name) {
+  for (const auto part : Table()) {
+    for (const Command& command : part) {
+      if (command.name == name) return &command;
+    }
+  }
+  return nullptr;
+}
+
+std::string UsageOf(const Command& command) {
+  return std::string(command.name) + (command.usage.empty() ? "" : " ") + std::string(command.usage);
+}
+
+}  // namespace
+
+Console::Console(Board& b, std::ostream& stream, const volatile std::sig_atomic_t& stop)
+    : board(b), out(stream), watch(b), stop_(stop) {}
+
+void Console::Execute(std::string_view line) {
+  Words words = SplitLine(line);
+  if (words.empty()) return;
+  const Command* command = FindCommand(words[0]);
+  if (!command) throw CommandError("there is no command \"" + words[0] + "\"; try help");
+  words.erase(words.begin());
+  if (words.size() < command->least || words.size() > command->most) {
+    throw CommandError("usage: " + UsageOf(*command));
+  }
+  command->run(*this, words);
+}
+
+int Console::RunScript(const std::string& path) {
+  std::ifstream script(path);
+  if (!script) {
+    out << path << ": cannot be read\n";
+    return 2;
+  }
+  std::string line;
+  for (int number = 1; !Quitting() && std::getline(script, line); number++) {
+    const auto report = [&](const char* what) { out << path << ':' << number << ": " << what << std::endl; };
+    try {
+      Execute(line);
+    } catch (const ExpectationFailed& failed) {
+      report(failed.what());
+      return 1;
+    } catch (const CommandError& wrong) {
+      report(wrong.what());
+      return 2;
+    }
+  }
+  return 0;
+}
+
+void Console::Help(const Words& arguments) {
+  if (!arguments.empty()) {
+    const Command* command = FindCommand(arguments[0]);
+    if (!command) throw CommandError("there is no command \"" + arguments[0] + '"');
+    out << UsageOf(*command) << "\n  " << command->help << '\n';
+    return;
+  }
+  for (const auto part : Table()) {
+    for (const Command& command : part) {
+      const std::string usage = UsageOf(command);
+      out << "  " << std::left << std::setw(34) << usage << (usage.size() >= 34 ? "\n" + std::string(36, ' ') : "")
+          << command.help << '\n';
+    }
+  }
+  out << "Times are written 100ms, 4s, 1.5s, 2min. # starts a comment.\n";
+}
+
+void Console::WaitUntil(const std::function<bool()>& done, Duration limit, std::string_view what, bool endToo) {
+  const bool running = board.Powered() && !board.Exited();
+  const auto ended = [&] { return running && !endToo && (board.Exited() || !board.Powered()); };
+  board.RunUntil([&] { return stop_ != 0 || done() || ended(); }, limit);
+  if (stop_ != 0 || done()) return;
+  const std::string goal = "waited for " + std::string(what);
+  if (!board.Powered()) throw ExpectationFailed(goal + ", but the power is off");
+  if (board.Exited()) {
+    throw ExpectationFailed(goal + ", but the application ended with " + std::to_string(board.ExitStatus()));
+  }
+  throw ExpectationFailed(goal + " in vain for " + DurationText(limit));
+}
+
+void Console::WaitFor(Duration length) {
+  board.RunUntil([this] { return stop_ != 0; }, length);
+}
+
+}  // namespace twin

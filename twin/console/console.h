@@ -1,0 +1,70 @@
+// The console: one table of commands for the prompt and for scripts.
+#pragma once
+
+#include <csignal>
+#include <functional>
+#include <ostream>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "twin/board.h"
+#include "twin/console/watch.h"
+#include "twin/console/words.h"
+
+namespace twin {
+
+// An `expect` that did not hold, or a `wait` that waited in vain.
+struct ExpectationFailed : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class Console;
+
+struct Command {
+  std::string_view name;
+  std::string_view usage;  // arguments: "LENGTH", "on|off"
+  std::string_view help;   // one line
+  size_t least, most;      // number of arguments
+  void (*run)(Console& console, const Words& arguments);
+};
+
+class Console {
+ public:
+  // `stop` is set by a signal: every wait then ends at once. Board and stream outlive the console.
+  Console(Board& board, std::ostream& out, const volatile std::sig_atomic_t& stop);
+
+  // Carries out one line. Throws CommandError, or ExpectationFailed.
+  void Execute(std::string_view line);
+
+  // A script, line by line, until its end, `quit`, the first error or `stop`. What went wrong is written to the stream
+  // as "file:line: what". Returns 0 well, 1 an expectation failed, 2 a line or the file was not understood.
+  int RunScript(const std::string& path);
+
+  bool Quitting() const { return quitting_ || stop_ != 0; }
+
+  // --- for commands ---
+  Board& board;
+  std::ostream& out;
+  Watch watch;
+  void Quit() { quitting_ = true; }
+  void Help(const Words& arguments);
+  // Lets the board run until `done`. Throws ExpectationFailed, with `what` in the message, if `limit` passes first, or
+  // the application ends and `endToo` is not set.
+  void WaitUntil(const std::function<bool()>& done, Duration limit, std::string_view what, bool endToo = false);
+  void WaitFor(Duration length);
+  // Whether the log is written to the stream as it comes.
+  bool echoLog = false;
+
+ private:
+  const volatile std::sig_atomic_t& stop_;
+  bool quitting_ = false;
+};
+
+// The parts of the table, each in its own source.
+std::span<const Command> WorldCommands();    // what a person and nature do
+std::span<const Command> TimeCommands();     // waiting, power, the session
+std::span<const Command> LookingCommands();  // what can be seen, and expected
+
+}  // namespace twin

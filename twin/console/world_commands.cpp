@@ -1,0 +1,96 @@
+// Commands for what a person and nature do to the board.
+#include <array>
+#include <cstdio>
+
+#include "twin/console/console.h"
+
+namespace twin {
+
+namespace {
+
+void SetClock(Console& console, const Words& arguments) {
+  CivilTime date;
+  const std::string text = Joined(arguments, 0);
+  int end = 0;
+  const int fields = sscanf(text.c_str(), "%d-%d-%d %d:%d:%d%n", &date.year, &date.month, &date.day, &date.hour,
+                            &date.minute, &date.second, &end);
+  if (fields != 6 || static_cast<size_t>(end) != text.size()) throw CommandError("usage: clock YYYY-MM-DD HH:MM:SS");
+  try {
+    console.board.clockChip.SetDate(date);
+  } catch (const std::invalid_argument& refusal) {
+    throw CommandError(refusal.what());
+  }
+}
+
+void SetBattery(Console& console, const Words& arguments) {
+  const int64_t sample = NumberFrom(arguments[0], "battery");
+  if (sample < 0 || sample > 63) throw CommandError("a battery sample is 0 to 63, not " + arguments[0]);
+  console.board.coProcessor.SetBattery(static_cast<int>(sample));
+}
+
+void SetTemperature(Console& console, const Words& arguments) {
+  const int64_t degrees = NumberFrom(arguments[0], "temperature");
+  if (degrees < -64 || degrees > 191) throw CommandError("a sensor measures -64 to 191 degrees, not " + arguments[0]);
+  const int64_t camera = arguments.size() > 1 ? NumberFrom(arguments[1], "the camera") : -1;
+  if (arguments.size() > 1 && (camera < 0 || camera > 24))
+    throw CommandError("cameras are 0 to 24, not " + arguments[1]);
+  for (int c = 0; c < 25; c++) {
+    if (camera < 0 || camera == c) console.board.array.SetTemperature(c, static_cast<int>(degrees));
+  }
+}
+
+void FillDisk(Console& console, const Words& arguments) {
+  const int64_t freeKBs = NumberFrom(arguments[0], "fill");
+  if (freeKBs < 0) throw CommandError("fill wants the KB that stay free, not " + arguments[0]);
+  console.board.disk.FillTo(static_cast<uint64_t>(freeKBs));
+}
+
+void SetDiskSpeed(Console& console, const Words& arguments) {
+  const int64_t bytesPerSecond = NumberFrom(arguments[0], "speed");
+  if (bytesPerSecond < 1) throw CommandError("speed wants bytes per second, at least 1, not " + arguments[0]);
+  console.board.disk.SetWriteSpeed(static_cast<uint64_t>(bytesPerSecond));
+}
+
+void AddFault(Console& console, const Words& arguments) {
+  if (arguments.size() == 1 && arguments[0] == "clear") {
+    console.board.faults.Clear();
+    return;
+  }
+  try {
+    console.board.faults.Add(Joined(arguments, 0));
+  } catch (const std::invalid_argument& refusal) {
+    throw CommandError(refusal.what());
+  }
+}
+
+constexpr std::array<Command, 14> kCommands = {{
+    {"press", "LENGTH", "press the button so long", 1, 1,
+     [](Console& c, const Words& a) { c.board.button.Press(LengthFrom(a[0], "press")); }},
+    {"hold", "[LENGTH]", "press the button and keep it, or keep it so long and let go", 0, 1,
+     [](Console& c, const Words& a) {
+       a.empty() ? c.board.button.Hold() : c.board.button.Press(LengthFrom(a[0], "hold"));
+     }},
+    {"release", "", "let the button go", 0, 0, [](Console& c, const Words&) { c.board.button.Release(); }},
+    {"bounce", "LENGTH", "the button's contact chatters so long", 1, 1,
+     [](Console& c, const Words& a) { c.board.button.Bounce(LengthFrom(a[0], "bounce")); }},
+    {"battery", "0..63", "what the battery measures from now on", 1, 1, SetBattery},
+    {"charge", "on|off", "the charger", 1, 1,
+     [](Console& c, const Words& a) { c.board.coProcessor.SetCharging(SwitchFrom(a[0], "charge")); }},
+    {"temperature", "DEGREES [CAMERA]", "of one sensor's die, or of all", 1, 2, SetTemperature},
+    {"clock", "YYYY-MM-DD HH:MM:SS", "set the battery-backed clock", 2, 2, SetClock},
+    {"plug", "", "plug the disk in (it is mounted at the next start)", 0, 0,
+     [](Console& c, const Words&) { c.board.disk.Plug(); }},
+    {"pull", "", "pull the disk out", 0, 0, [](Console& c, const Words&) { c.board.disk.Pull(); }},
+    {"fill", "KB", "other files take the disk's room, so many KB stay free", 1, 1, FillDisk},
+    {"readonly", "on|off", "the disk's write lock", 1, 1,
+     [](Console& c, const Words& a) { c.board.disk.SetReadOnly(SwitchFrom(a[0], "readonly")); }},
+    {"speed", "BYTES", "what the disk writes in a second", 1, 1, SetDiskSpeed},
+    {"fault", "POINT EFFECT [CONDITION...]|clear", "break something (see faults), or nothing any more", 1, 20,
+     AddFault},
+}};
+
+}  // namespace
+
+std::span<const Command> WorldCommands() { return kCommands; }
+
+}  // namespace twin

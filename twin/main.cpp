@@ -1,0 +1,146 @@
+// lumora-twin: the camera's application on a board of models.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+
+#include "twin/board.h"
+#include "twin/console/console.h"
+#include "twin/console/prompt.h"
+#include "twin/console/status_display.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace twin;
+
+volatile std::sig_atomic_t stop = 0;
+
+void Stop(int) { stop = 1; }
+
+void CatchSignals() {
+  struct sigaction action = {};
+  action.sa_handler = Stop;  // no SA_RESTART: a read at the prompt ends too
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+struct Arguments {
+  BoardOptions board;
+  std::string script, log;
+  bool status = false, pressOnce = false, off = false;
+};
+
+void Declare(CLI::App& program, Arguments& arguments) {
+  BoardOptions& board = arguments.board;
+  program.add_option("--root", board.root,
+                     "Directory for the board's file systems; not given: a fresh one, removed at the end");
+  program.add_option("--disk", board.disk, "Directory that is the USB disk; not given: ROOT/mnt/udisk");
+  program.add_option("--disk-size", board.diskKBs, "Capacity of the disk in KB")
+      ->check(CLI::Range(1024u, 4000000000u))
+      ->capture_default_str();
+  program
+      .add_option("--pictures", board.pictures,
+                  "What the sensors see: a rendered world, or small pictures that say which frame they are")
+      ->transform(CLI::CheckedTransformer(
+          std::map<std::string, Pictures>{{"marked", Pictures::Marked}, {"rendered", Pictures::Rendered}}))
+      ->default_str("rendered");
+  program.add_option("--scene", board.scene, "Equirectangular JPEG to render; not given: a room and a sky")
+      ->check(CLI::ExistingFile);
+  program.add_option("--light", board.light, "Factor on the world's light")
+      ->check(CLI::Range(1e-6, 1e6))
+      ->capture_default_str();
+  program.add_option("--pace", board.pace, "real: the board keeps to your clock; free: as fast as the host can")
+      ->transform(CLI::CheckedTransformer(std::map<std::string, Pace>{{"real", Pace::Real}, {"free", Pace::Free}}))
+      ->default_str("real");
+  program.add_option("--seed", board.seed, "Of all chance on the board")->capture_default_str();
+  program.add_flag("--no-co-processor{false}", board.coProcessor, "The form of the device without a co-processor");
+  program.add_option("--script", arguments.script, "Commands to carry out; then end")->check(CLI::ExistingFile);
+  program.add_flag("--press-once", arguments.pressOnce,
+                   "Start, press the button once, print the path of the shot, end");
+  program.add_flag("--off", arguments.off, "Leave the board switched off until `power on`");
+  program.add_option("--log", arguments.log, "Write the application's log there");
+  program.add_flag("--status", arguments.status, "Show what the board shows");
+  program.footer(
+      "Without --script and --press-once, commands are read from standard input; `help` lists them.\n"
+      "Exit status: 0 well; 1 an expectation failed or no shot came; 2 something was not understood or not found.");
+}
+
+// From power-on to the finished file, as a person does it.
+int PressOnce(Console& console) {
+  Board& board = console.board;
+  const auto before = board.disk.Shots();
+  try {
+    for (const char* line : {"wait idle", "press 100ms", "wait shot", "wait 500ms"}) console.Execute(line);
+  } catch (const ExpectationFailed& failed) {
+    std::cerr << failed.what() << '\n';
+    return 1;
+  }
+  if (stop != 0) return 1;
+  for (const fs::path& shot : board.disk.Shots()) {
+    if (std::find(before.begin(), before.end(), shot) == before.end()) {
+      std::cout << shot.string() << std::endl;
+      return 0;
+    }
+  }
+  std::cerr << "the board took no shot; LED 0 is " << board.panel.LampColour() << '\n';
+  return 1;
+}
+
+int Run(const Arguments& arguments) {
+  Board board{arguments.board};
+  Console console{board, std::cout, stop};
+  std::ofstream log;
+  if (!arguments.log.empty()) {
+    log.open(arguments.log, std::ios::trunc);
+    if (!log) throw std::runtime_error(arguments.log + ": cannot be written");
+  }
+  std::unique_ptr<StatusDisplay> status;
+  board.OnLogLine([&](Time, const std::string& line) {
+    if (log.is_open()) log << line << std::endl;
+    if (!console.echoLog) return;
+    if (status) status->Clear();
+    std::cout << line << std::endl;
+  });
+  if (!arguments.off) board.PowerOn();
+  // Standard output is for results, so that a caller can read them.
+  if (arguments.status)
+    status = std::make_unique<StatusDisplay>(board, console.watch, stderr, isatty(STDERR_FILENO) != 0);
+
+  int result = 0;
+  if (!arguments.script.empty()) {
+    result = console.RunScript(arguments.script);
+  } else if (arguments.pressOnce) {
+    result = PressOnce(console);
+  } else {
+    RunPrompt(console, arguments.board.pace, status.get());
+  }
+  status.reset();
+  for (const std::string& complaint : board.Complaints()) std::cerr << "no model knows: " << complaint << '\n';
+  return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App program{"The camera's application on a board of models: boot it, press its button, break its wires."};
+  Arguments arguments;
+  arguments.board.pace = Pace::Real;
+  arguments.board.pictures = Pictures::Rendered;
+  Declare(program, arguments);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return program.exit(error) == 0 ? 0 : 2;
+  }
+  CatchSignals();
+  try {
+    return Run(arguments);
+  } catch (const std::exception& error) {
+    std::cerr << "lumora-twin: " << error.what() << '\n';
+    return 2;
+  }
+}
