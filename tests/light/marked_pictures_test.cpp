@@ -1,0 +1,93 @@
+#include "twin/light/marked_pictures.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tests/support/read_mark.h"
+
+using namespace twin;
+
+namespace {
+
+StoredFrame FrameOf(int camera, int bracket) {
+  return {.camera = camera,
+          .bracket = bracket,
+          .shot = 70000u + static_cast<uint32_t>(camera),
+          .seconds = 0.0004 * (1 << bracket),
+          .gain = 1.5,
+          .mirror = camera % 2 == 0,
+          .flip = bracket % 2 == 0};
+}
+
+// The sRGB curve in eight bits, for a few signals, from the standard's own table.
+struct CurvePoint {
+  double signal;
+  int gray;
+};
+
+}  // namespace
+
+TEST(MarkedPictures, EachFrameOfALongShotReadsBackAtBothSizes) {
+  const auto pictures = MakeMarkedPictures(1.0, 1);
+  for (int camera = 0; camera < 25; camera++) {
+    for (int bracket = 0; bracket < 6; bracket++) {
+      const StoredFrame frame = FrameOf(camera, bracket);
+      for (const PictureSize size : {PictureSize::Full, PictureSize::Half}) {
+        const Jpeg jpeg = pictures->Encode(frame, size, size == PictureSize::Full ? 95 : 85);
+        const JpegHeader header = ReadJpegHeader(*jpeg);
+        ASSERT_EQ(header.width, size == PictureSize::Full ? 3264 : 1632);
+        ASSERT_EQ(header.height, size == PictureSize::Full ? 2448 : 1224);
+        ASSERT_TRUE(header.is420);
+        ASSERT_EQ(header.lumaQuantisation, size == PictureSize::Full ? 2 : 5);
+        const auto found = ReadMark(*jpeg);
+        ASSERT_TRUE(found) << "camera " << camera << " bracket " << bracket;
+        EXPECT_EQ(found->mark.camera, camera);
+        EXPECT_EQ(found->mark.bracket, bracket);
+        EXPECT_EQ(found->mark.shot, frame.shot);
+        EXPECT_EQ(found->mark.mirror, frame.mirror);
+        EXPECT_EQ(found->mark.flip, frame.flip);
+        EXPECT_TRUE(found->FieldAgrees()) << found->field << " for " << found->mark.gray;
+        EXPECT_FALSE(found->turned);
+      }
+    }
+  }
+}
+
+TEST(MarkedPictures, TheFieldShowsTheExposureByTheStandardCurve) {
+  // Light 1 gives the signal 28/255 after 1/100 s at unity gain; camera 0 has exactly that light.
+  constexpr double secondsForWhite = 0.01 * 255 / 28;
+  const auto pictures = MakeMarkedPictures(1.0, 1);
+  for (const CurvePoint point :
+       {CurvePoint{0.001, 3}, {0.01, 25}, {0.1, 89}, {0.2140, 127}, {0.5, 188}, {1, 255}, {3, 255}}) {
+    const StoredFrame frame{.shot = 1, .seconds = point.signal * secondsForWhite / 4, .gain = 4};
+    const auto found = ReadMark(*pictures->Encode(frame, PictureSize::Half, 85));
+    ASSERT_TRUE(found);
+    EXPECT_NEAR(found->field, point.gray, 0.8) << "signal " << point.signal;
+    EXPECT_NEAR(pictures->MeanSignal(0, point.signal * secondsForWhite), std::min(point.signal, 1.0), 1e-12);
+  }
+  EXPECT_NEAR(pictures->MeanSignal(24, 0.01) / pictures->MeanSignal(0, 0.01), 1.24, 1e-9);
+  EXPECT_NEAR(MakeMarkedPictures(0.25, 1)->MeanSignal(0, 0.01), 7.0 / 255, 1e-12);
+}
+
+TEST(MarkedPictures, ATurnedMarkIsSeenAndADamagedOneIsRefused) {
+  const auto pictures = MakeMarkedPictures(1.0, 1);
+  const GrayPicture upright = DecodeGray(*pictures->Encode(FrameOf(7, 2), PictureSize::Half, 85), 4);
+
+  GrayPicture turned = upright;
+  std::reverse(turned.pixels.begin(), turned.pixels.end());
+  const auto found = ReadMark(turned);
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found->turned);
+  EXPECT_EQ(found->mark, ReadMark(upright)->mark);
+  EXPECT_TRUE(found->FieldAgrees());
+
+  // The upper half of one frame and the lower half of another, as a torn transfer would leave it: the cut goes
+  // through the mark's shot number.
+  const GrayPicture other = DecodeGray(*pictures->Encode(FrameOf(8, 2), PictureSize::Half, 85), 4);
+  GrayPicture torn = upright;
+  const auto cut = static_cast<std::ptrdiff_t>(torn.width) * 80;
+  std::copy(other.pixels.begin() + cut, other.pixels.end(), torn.pixels.begin() + cut);
+  EXPECT_FALSE(ReadMark(torn));
+}
