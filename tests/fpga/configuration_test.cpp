@@ -1,0 +1,215 @@
+// When the layers take their configuration, when not, and what makes them forget it.
+#include "tests/fpga/array_bench.h"
+
+namespace {
+
+using namespace bench;
+
+using Configuration = ArrayBench;
+
+size_t FindWord(const std::vector<uint8_t>& stream, std::array<uint8_t, 4> word) {
+  const auto at = std::search(stream.begin(), stream.end(), word.begin(), word.end());
+  return static_cast<size_t>(at - stream.begin());
+}
+
+TEST_F(Configuration, AGoodStreamInTransfersOfAnySizeConfigures) {
+  Do([&] {
+    PowerEn(true);
+    Suspend(false);
+    Wait(10ms);
+    OpenBus();
+    Clock(4);
+    for (const size_t words : {0x80000u, 99999u, 4097u}) {
+      ASSERT_TRUE(StartConfiguration());
+      EXPECT_FALSE(Done());
+      const auto start = kernel.Now();
+      SendStream(stream, words);
+      EXPECT_TRUE(Done());
+      EXPECT_TRUE(Init());
+      EXPECT_GT(kernel.Now() - start, 440ms);  // 1396280 bytes at 25 MHz
+      EXPECT_LT(kernel.Now() - start, 480ms);
+    }
+    ASSERT_TRUE(StartConfiguration());
+  });
+}
+
+TEST_F(Configuration, InitStaysLowWhileTheMemoryIsCleared) {
+  Do([&] {
+    PowerEn(true);
+    Suspend(false);
+    Wait(10ms);
+    OpenBus();
+    Clock(4);
+    Output(5, 7, false);
+    ProgramB(false);
+    Wait(1us);
+    EXPECT_FALSE(Init());
+    ProgramB(true);
+    EXPECT_FALSE(Init());
+    SendStream({stream.begin(), stream.begin() + 1000});  // too early: never seen
+    Wait(99ms);
+    EXPECT_TRUE(Init());
+    SendStream({stream.begin() + 1000, stream.end()});
+    EXPECT_FALSE(Done());
+  });
+}
+
+TEST_F(Configuration, ADamagedStreamDoesNotConfigure) {
+  const size_t sync = FindWord(stream, {0xAA, 0x99, 0x55, 0x66});
+  const size_t frames = FindWord(stream, {0x30, 0x00, 0x40, 0x00});
+  ASSERT_LT(frames, 1000u);
+  struct Case {
+    const char* name;
+    std::function<void(std::vector<uint8_t>&)> damage;
+    bool init;
+  };
+  const Case cases[] = {
+      {"sync word", [&](auto& s) { s[sync + 2] ^= 0x10; }, true},
+      {"one bit of the frames", [&](auto& s) { s[700000] ^= 1; }, false},
+      {"check sum",
+       [&](auto& s) {
+         s[FindWord(s, {0x30, 0x00, 0x00, 0x01}) + 7] ^= 1;
+       },
+       false},
+      {"a word is missing", [&](auto& s) { s.erase(s.begin() + 800000, s.begin() + 800004); }, false},
+      {"cut off", [&](auto& s) { s.resize(s.size() - 4000); }, true},
+  };
+  Do([&] {
+    PowerEn(true);
+    Suspend(false);
+    Wait(10ms);
+    OpenBus();
+    Clock(4);
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.name);
+      auto damaged = stream;
+      c.damage(damaged);
+      ASSERT_TRUE(StartConfiguration());
+      SendStream(damaged);
+      EXPECT_FALSE(Done());
+      EXPECT_EQ(Init(), c.init);
+    }
+    ASSERT_TRUE(StartConfiguration());  // and none of it sticks
+    SendStream(stream);
+    EXPECT_TRUE(Done());
+  });
+}
+
+TEST_F(Configuration, AStreamWithTheWrongNumberOfFrameWordsDoesNotConfigure) {
+  // A stream that is right in itself, for a smaller part.
+  std::vector<uint8_t> small = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1',
+                                '2',  '3',  '4',  0x30, 0x00, 0x00, 0x01, 0x9B, 0xE3, 0xE0, 0xA3,  // CRC-32 of "1234"
+                                0x30, 0x00, 0x80, 0x01, 0,    0,    0,    5,    0x30, 0x00, 0x80, 0x01, 0,
+                                0,    0,    13};
+  Do([&] {
+    PowerEn(true);
+    Wait(10ms);
+    OpenBus();
+    Clock(4);
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(small);
+    EXPECT_TRUE(Init());
+    EXPECT_FALSE(Done());
+  });
+}
+
+TEST_F(Configuration, TheConfigurationClockMustRun) {
+  Do([&] {
+    PowerEn(true);
+    Wait(10ms);
+    OpenBus();
+    Clock(0x14);
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(stream);
+    EXPECT_FALSE(Done());
+  });
+}
+
+TEST_F(Configuration, TheBusMustBeSetUp) {
+  Do([&] {
+    PowerEn(true);
+    Wait(10ms);
+    Clock(4);
+    ASSERT_TRUE(StartConfiguration());
+    uint8_t bits = 8;  // the words leave with their bytes exchanged
+    uint32_t speed = 25'000'000;
+    array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
+    array.Spi().Ioctl(SPI_IOC_WR_MAX_SPEED_HZ, &speed);
+    SendStream(stream);
+    EXPECT_FALSE(Done());
+    std::vector<uint16_t> tooLong(0x80001);
+    OpenBus();
+    EXPECT_EQ(Transfer(tooLong), -EMSGSIZE);
+  });
+}
+
+// Each way of losing something, and whether the configuration, the fabric and the sensors' set-up are still there.
+TEST_F(Configuration, WhatEndsWhat) {
+  Do([&] {
+    BringUp();
+    ASSERT_TRUE(Ready());
+    WakeSensors();
+    Write(1, 3, 0x3C00, 0x5A);
+    EXPECT_EQ(ReadSensor(1, 3, 0x3C00), 0x5A);
+
+    Send(kAll, 0, 0xE6);  // sensors in reset
+    Send(kAll, 0, 0xE5);
+    Wait(1ms);
+    EXPECT_EQ(ReadSensor(1, 3, 0x3C00), 0);
+
+    Clock(4);
+    EXPECT_EQ(Read(1, 0x40), 0);
+    Clock(0x14);
+    EXPECT_EQ(Read(1, 0x40), 0) << "the fabric needs a reset after its clock stood still";
+    ResetPulse();
+    EXPECT_EQ(Read(1, 0x40), 1);
+
+    Suspend(true);
+    EXPECT_TRUE(Done());
+    EXPECT_EQ(Read(1, 0x40), 0);
+    Suspend(false);
+    EXPECT_EQ(Read(1, 0x40), 0);
+    ResetPulse();
+    EXPECT_EQ(Read(1, 0x40), 1);
+    EXPECT_EQ(ReadSensor(1, 3, 0x300B), 0xFF) << "after a reset of the fabric the sensors are held in reset";
+
+    PowerEn(false);
+    EXPECT_FALSE(Done());
+    PowerEn(true);
+    Wait(100ms);
+    ResetPulse();
+    EXPECT_FALSE(Done());
+    EXPECT_EQ(Read(1, 0x40), 0);
+  });
+  EXPECT_TRUE(complaints.empty()) << complaints.front();
+}
+
+TEST_F(Configuration, Faults) {
+  Do([&] {
+    PowerEn(true);
+    Wait(10ms);
+    OpenBus();
+    Clock(4);
+    faults.Add("config.stream value=4000000");
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(stream);
+    EXPECT_FALSE(Done());
+    EXPECT_FALSE(Init());
+    faults.Add("config.done silence");
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(stream);
+    EXPECT_FALSE(Done());
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(stream);
+    EXPECT_TRUE(Done());
+    Clock(0x14);
+    ResetPulse();
+    ASSERT_EQ(Read(0, 0x40), 1);
+    faults.Add("array.power silence");
+    EXPECT_EQ(Read(0, 0x40), 0);
+    EXPECT_FALSE(Done());
+  });
+  EXPECT_EQ(faults.Fired(), 3u);
+}
+
+}  // namespace
