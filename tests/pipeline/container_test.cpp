@@ -1,0 +1,102 @@
+#include "common/sample_comm_venc/container.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+
+namespace {
+
+int32_t WordAt(const RawImageInfo& info, size_t offset) {
+  int32_t word;
+  std::memcpy(&word, reinterpret_cast<const char*>(&info) + offset, sizeof(word));
+  return word;
+}
+
+// Every word of the record by its offset in the file; those that are not named must be 0.
+TEST(ShotRecord, EachFieldStandsAtItsOffset) {
+  auto ctrlSigs = std::make_unique<ControlSignals>();
+  ctrlSigs->deviceId = 4;
+  ctrlSigs->evCompVal = -7;
+  ctrlSigs->isoMode = 3;
+  ctrlSigs->captureMode = 5;
+  ctrlSigs->delayMode = 8 + 5;
+  ctrlSigs->strobeMode = 2;
+  ctrlSigs->vertexX = -31000001;
+  ctrlSigs->vertexY = 31000002;
+  ctrlSigs->longitude = 121473700;
+  ctrlSigs->latitude = -31230400;
+  ctrlSigs->compassValue = 359;
+  ExposureSets exposures{.totalColumns = 3888, .shutterLines = {}, .totalLines = {}, .gain = {}};
+  for (int i = 0; i < 6; i++) {
+    exposures.shutterLines[i] = 100 + i;
+    exposures.totalLines[i] = 2470 + i;
+    exposures.gain[i] = 16 + i;
+  }
+  tm when{};
+  when.tm_year = 126;
+  when.tm_mon = 11;
+  when.tm_mday = 31;
+  when.tm_hour = 23;
+  when.tm_min = 58;
+  when.tm_sec = 59;
+
+  RawImageInfo info;
+  std::memset(&info, 0xEE, sizeof(info));
+  LumoFillRawImageInfo(&info, ctrlSigs.get(), &exposures, &when, 999'999, 41);
+
+  std::map<size_t, int32_t> expected = {
+      {0, 4},    {4, 1},   {8, 2026}, {12, 12},   {16, 31},         {20, 23},        {24, 58},         {28, 59},
+      {32, 999}, {36, 41}, {104, -7}, {108, 3},   {112, 7},         {132, 95},       {136, 80},        {144, 1},
+      {148, 2},  {152, 5}, {164, 32}, {236, 359}, {168, -31000001}, {172, 31000002}, {176, 121473700}, {180, -31230400},
+  };
+  for (int i = 0; i < 6; i++) {
+    const size_t set = i < 3 ? 40 + 16 * i : 184 + 16 * (i - 3);
+    expected[set] = 100 + i;
+    expected[set + 4] = 2470 + i;
+    expected[set + 8] = 3888;
+    expected[set + 12] = 16 + i;
+  }
+  for (size_t offset = 0; offset < 256; offset += 4) {
+    const auto found = expected.find(offset);
+    EXPECT_EQ(WordAt(info, offset), found == expected.end() ? 0 : found->second) << "offset " << offset;
+  }
+}
+
+TEST(ShotName, CarriesPrefixTimeAndTheExtensionOfTheEnd) {
+  auto ctrlSigs = std::make_unique<ControlSignals>();
+  std::strcpy(ctrlSigs->prefix, "abcdefghijk");
+  tm when{};
+  when.tm_year = 126;
+  when.tm_mon = 0;
+  when.tm_mday = 2;
+  when.tm_hour = 3;
+  when.tm_min = 4;
+  when.tm_sec = 5;
+  char path[kOriPathSize];
+  LumoShotTmpPath(path, ctrlSigs.get(), &when);
+  EXPECT_STREQ(path, "/mnt/udisk/DCIM/abcdefghijk2026-01-02_03.04.05.tmp");
+  LumoSetExtension(path, "dwo");
+  EXPECT_STREQ(path, "/mnt/udisk/DCIM/abcdefghijk2026-01-02_03.04.05.dwo");
+  LumoSingleTmpPath(path, 7);
+  LumoSetExtension(path, "jpg");
+  EXPECT_STREQ(path, "/mnt/udisk/DCIM/07.jpg");
+}
+
+// A serial remote alone makes a "dwo"; a network adapter beside it an "ori" again.
+TEST(ShotName, TheKindFollowsRemoteAndAdapters) {
+  auto ctrlSigs = std::make_unique<ControlSignals>();
+  const struct {
+    int serialFd;
+    BYTE usbMode;
+    bool ori;
+  } cases[] = {{-1, 0, true}, {-1, 4, true}, {5, 4, false}, {5, 5, true}, {5, 6, true}, {5, 0, false}};
+  for (const auto& one : cases) {
+    ctrlSigs->serialFd = one.serialFd;
+    ctrlSigs->usbMode = one.usbMode;
+    EXPECT_EQ(LumoIsOriShot(ctrlSigs.get()), one.ori) << one.serialFd << " " << int{one.usbMode};
+  }
+}
+
+}  // namespace

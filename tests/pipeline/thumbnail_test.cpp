@@ -1,0 +1,169 @@
+#include "common/fpga_ctrl/capture/thumbnail.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <turbojpeg.h>
+
+#include <random>
+#include <vector>
+
+#include "tests/support/on_board.h"
+
+// A refused header leaves its decompressor behind, and that is meant.
+extern "C" const char* __lsan_default_suppressions() { return "leak:tjInitDecompress\n"; }
+
+namespace {
+
+using Picture = std::vector<BYTE>;
+using testing::Each;
+using testing::HasSubstr;
+
+size_t Samples(int width, int height) {
+  return static_cast<size_t>(width) * height + 2 * static_cast<size_t>(width / 2) * (height / 2);
+}
+
+// The reduction as it is told, one sample after the other.
+void NaivePlane(Picture& out, size_t to, const Picture& in, size_t from, int width, int height) {
+  for (int row = 0; row < height; row++) {
+    for (int column = 0; column < width; column++) {
+      int sum = 8;
+      for (int y = 0; y < 4; y++) {
+        for (int x = 0; x < 4; x++) sum += in[from + (4 * row + y) * size_t{4} * width + 4 * column + x];
+      }
+      out[to + static_cast<size_t>(height - 1 - row) * width + (width - 1 - column)] = static_cast<BYTE>(sum >> 4);
+    }
+  }
+}
+
+Picture NaiveZoom(const Picture& in, int width, int height) {
+  Picture out(Samples(width, height));
+  const size_t luma = static_cast<size_t>(width) * height;
+  const size_t chroma = static_cast<size_t>(width / 2) * (height / 2);
+  NaivePlane(out, 0, in, 0, width, height);
+  NaivePlane(out, luma, in, 16 * luma, width / 2, height / 2);
+  NaivePlane(out, luma + chroma, in, 16 * (luma + chroma), width / 2, height / 2);
+  return out;
+}
+
+// Sizes below, at and beside whole blocks of the fast path, odd ones, and the real one.
+TEST(ZoomQtrYuv, IsExactAtEverySizeAndWritesNothingElse) {
+  const std::pair<int, int> sizes[] = {{2, 2},  {1, 1},  {15, 3}, {16, 2}, {17, 5},  {31, 4},
+                                       {32, 1}, {33, 7}, {34, 6}, {63, 2}, {100, 9}, {408, 306}};
+  std::mt19937 random(7);
+  for (const auto& [width, height] : sizes) {
+    const size_t samples = Samples(width, height);
+    Picture in(16 * samples);
+    for (BYTE& sample : in) sample = static_cast<BYTE>(random());
+    Picture out(samples + 64, 0xA5);
+    ZoomQtrYuv(out.data() + 32, in.data(), width, height);
+    EXPECT_EQ(Picture(out.begin() + 32, out.end() - 32), NaiveZoom(in, width, height)) << width << " x " << height;
+    EXPECT_THAT(Picture(out.begin(), out.begin() + 32), Each(0xA5));
+    EXPECT_THAT(Picture(out.end() - 32, out.end()), Each(0xA5));
+  }
+}
+
+TEST(ZoomQtrYuv, RoundsHalfUpAndKeepsTheExtremes) {
+  for (const int level : {0, 1, 127, 128, 254, 255}) {
+    Picture in(16 * Samples(64, 8), static_cast<BYTE>(level));
+    Picture out(Samples(64, 8));
+    ZoomQtrYuv(out.data(), in.data(), 64, 8);
+    EXPECT_THAT(out, Each(level));
+  }
+  // One block of 16 whose sum is 8: exactly a half, and one with 7.
+  Picture in(16 * Samples(2, 1), 0);
+  in[0] = 8;
+  in[4] = 7;
+  Picture out(Samples(2, 1));
+  ZoomQtrYuv(out.data(), in.data(), 2, 1);
+  EXPECT_EQ(out[1], 1);
+  EXPECT_EQ(out[0], 0);
+}
+
+// A JPEG of one colour.
+Picture Jpeg(int width, int height, int subsampling, BYTE luma = 90, BYTE cb = 110, BYTE cr = 150) {
+  const unsigned long size = tjBufSizeYUV2(width, 1, height, subsampling);
+  Picture samples(size, cr);
+  const size_t chroma = subsampling == TJSAMP_GRAY ? 0 : (size - size_t{1} * width * height) / 2;
+  std::fill_n(samples.begin(), size_t{1} * width * height, luma);
+  std::fill_n(samples.begin() + width * height, chroma, cb);
+  tjhandle compressor = tjInitCompress();
+  unsigned char* data = nullptr;
+  unsigned long length = 0;
+  EXPECT_EQ(tjCompressFromYUV(compressor, samples.data(), width, 1, height, subsampling, &data, &length, 95, 0), 0);
+  Picture jpeg(data, data + length);
+  tjFree(data);
+  tjDestroy(compressor);
+  return jpeg;
+}
+
+struct JpegSteps : testing::Test {
+  twin::Board board{twin::BoardOptions{}};
+  Picture picture = Picture(64 * 48 * 3 / 2, 0x77);
+
+  int Load(const Picture& jpeg, size_t size) {
+    int result = 1;
+    OnBoard(board, [&] { result = LoadJPGBuf(picture.data(), jpeg.data(), static_cast<int>(size), 64, 48); });
+    return result;
+  }
+  int Load(const Picture& jpeg) { return Load(jpeg, jpeg.size()); }
+};
+
+TEST_F(JpegSteps, LoadsThePlanesOneAfterTheOther) {
+  ASSERT_EQ(Load(Jpeg(64, 48, TJSAMP_420)), 0);
+  for (size_t i = 0; i < picture.size(); i++) {
+    const int expected = i < 64 * 48 ? 90 : i < 64 * 48 + 32 * 24 ? 110 : 150;
+    ASSERT_NEAR(picture[i], expected, 2) << i;
+  }
+}
+
+TEST_F(JpegSteps, RefusesAnythingButItsPictureAndClears) {
+  const Picture good = Jpeg(64, 48, TJSAMP_420);
+  const struct {
+    Picture jpeg;
+    size_t size;
+    int result;
+    const char* text;
+  } cases[] = {
+      {good, 0, -2, "tjDecompressHeader3 error\n"},
+      {Picture(500, 0x11), 500, -2, "tjDecompressHeader3 error\n"},
+      {Jpeg(48, 64, TJSAMP_420), 0, -3, "jpeg size error\n"},
+      {Jpeg(64, 64, TJSAMP_420), 0, -3, "jpeg size error\n"},
+      {Jpeg(64, 48, TJSAMP_422), 0, -3, "jpeg size error\n"},
+      {Jpeg(64, 48, TJSAMP_GRAY), 0, -3, "jpeg size error\n"},
+      {good, good.size() - 40, -4, "tjDecompressToYUV2 error\n"},
+  };
+  for (const auto& one : cases) {
+    picture.assign(picture.size(), 0x77);
+    const size_t logged = board.Log().size();
+    EXPECT_EQ(Load(one.jpeg, one.result == -3 ? one.jpeg.size() : one.size), one.result);
+    EXPECT_THAT(board.Log().substr(logged), HasSubstr(one.text));
+    EXPECT_THAT(picture, Each(0));
+  }
+}
+
+TEST_F(JpegSteps, SavesWhatADecoderReadsBack) {
+  for (BYTE& sample : picture) sample = 60;
+  Picture jpeg(LumoJPGBufSize(64, 48));
+  int size = 0;
+  int results[2] = {};
+  OnBoard(board, [&] {
+    results[0] = SaveJPGBuf(jpeg.data(), &size, picture.data(), 64, 48, 80);
+    results[1] = SaveJPGBuf(jpeg.data(), &size, picture.data(), 64, 0, 80);  // no picture
+  });
+  EXPECT_EQ(results[0], 0);
+  EXPECT_EQ(results[1], -2);
+  EXPECT_THAT(board.Log(), HasSubstr("tjCompressFromYUV error\n"));
+
+  tjhandle decompressor = tjInitDecompress();
+  int width = 0, height = 0, subsampling = 0, colors = 0;
+  ASSERT_EQ(tjDecompressHeader3(decompressor, jpeg.data(), size, &width, &height, &subsampling, &colors), 0);
+  EXPECT_EQ(width, 64);
+  EXPECT_EQ(height, 48);
+  EXPECT_EQ(subsampling, TJSAMP_420);
+  Picture gray(64 * 48);
+  ASSERT_EQ(tjDecompress2(decompressor, jpeg.data(), size, gray.data(), 64, 0, 48, TJPF_GRAY, 0), 0);
+  for (const BYTE sample : gray) EXPECT_NEAR(sample, 60, 2);
+  tjDestroy(decompressor);
+}
+
+}  // namespace
