@@ -48,7 +48,8 @@ Board::Board(BoardOptions wanted)
       clockChip(kernel, faults),
       disk(faults, paths.Disk(), options.diskKBs),
       stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }),
-      array(kernel, faults, *pictures, gpio) {
+      array(kernel, faults, *pictures, gpio),
+      media(kernel, faults, *pictures, descriptors) {
   if (current != nullptr) throw std::logic_error("one board at a time");
   current = this;
   Wire();
@@ -72,6 +73,7 @@ void Board::Wire() {
   registers.Claim(FpgaArray::kClockRegister, 4, array);
   descriptors.AddNode("/dev/hi_rtc", clockChip);
   descriptors.AddNode("/dev/spidev0.0", array.Spi());
+  array.SetVideoInput(media);
   array.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   array.SetSpiRouted([this] {
     constexpr uint32_t kSpiPins[] = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};  // function 1: SPI0
@@ -137,6 +139,7 @@ void Board::CleanUp() {
   coProcessor.Reset();
   panel.Reset();
   array.PowerOnReset();
+  media.Reset();
 }
 
 bool Board::Boot() {

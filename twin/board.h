@@ -19,6 +19,7 @@
 #include "twin/devices/fpga/fpga_array.h"
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
+#include "twin/devices/media/media_pipeline.h"
 #include "twin/devices/panel/panel.h"
 #include "twin/devices/usb_disk/usb_disk.h"
 #include "twin/faults/faults.h"
@@ -110,6 +111,7 @@ class Board {
   UsbDisk disk;
   Stdio stdio;
   FpgaArray array;
+  MediaPipeline media;
 
  private:
   void Wire();

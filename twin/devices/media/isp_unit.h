@@ -1,0 +1,76 @@
+// Image signal processor 0: its start, its loop, and the settings that a frame takes along when it enters.
+// Modelled: the order of calls, the settings. Not modelled: what they do to the pixels; exposure and white balance
+// algorithms; the sensor's callbacks, without which the real one does not start; the content of tuning data.
+#pragma once
+
+#include <array>
+#include <optional>
+
+#include "sdk/hi_mpi_isp.h"
+#include "twin/devices/media/media_error.h"
+#include "twin/kernel/kernel.h"
+
+namespace twin {
+
+struct IspSettings {
+  ISP_NR_ATTR_S nr{HI_TRUE, OP_TYPE_AUTO, {}};
+  ISP_BAYER_SHARPEN_ATTR_S bayerSharpen{HI_TRUE, OP_TYPE_AUTO, {}};
+  ISP_YUV_SHARPEN_ATTR_S yuvSharpen{HI_TRUE, OP_TYPE_AUTO, {}};
+};
+
+class IspUnit {
+ public:
+  explicit IspUnit(Kernel& kernel) : kernel_(kernel), ended_(kernel) {}
+
+  enum Library { kExposure, kWhiteBalance, kFocus, kLibraries };
+  HI_S32 Register(ISP_DEV device, Library library, const ALG_LIB_S* lib);
+  HI_S32 MemInit(ISP_DEV device);
+  HI_S32 SetWdrMode(ISP_DEV device, const ISP_WDR_MODE_S* mode);
+  HI_S32 GetWdrMode(ISP_DEV device, ISP_WDR_MODE_S* mode) const;
+  HI_S32 SetPubAttr(ISP_DEV device, const ISP_PUB_ATTR_S* attr);
+  HI_S32 Init(ISP_DEV device);
+  HI_S32 Run(ISP_DEV device);   // for fibers; until Exit
+  HI_S32 Exit(ISP_DEV device);  // from another fiber, or on the way out
+  HI_S32 GetRegAttr(ISP_DEV device, ISP_REG_ATTR_S* attr) const;
+
+  // Read or write one of the three records of settings.
+  template <class Attr>
+  HI_S32 Get(ISP_DEV device, Attr IspSettings::*which, Attr* attr) const {
+    const HI_S32 result = CheckSettings(device, attr);
+    if (result == HI_SUCCESS) *attr = settings_.*which;
+    return result;
+  }
+  template <class Attr>
+  HI_S32 Set(ISP_DEV device, Attr IspSettings::*which, const Attr* attr) {
+    const HI_S32 result = CheckSettings(device, attr);
+    if (result == HI_SUCCESS) settings_.*which = *attr;
+    return result;
+  }
+
+  HI_S32 InitTuning(const PQ_BIN_MODULE_S* module);
+  HI_S32 Tune(const HI_U8* data, HI_U32 size);
+
+  bool Running() const { return running_; }
+  const IspSettings& Settings() const { return settings_; }
+  uint32_t Tunings() const { return tunings_; }  // tuning files taken since power-on
+
+  void Reset();
+
+ private:
+  HI_S32 CheckSettings(ISP_DEV device, const void* attr) const;
+  void Forget();
+
+  Kernel& kernel_;
+  WaitQueue ended_;
+  std::array<bool, kLibraries> registered_{};
+  bool memory_ = false;
+  std::optional<ISP_WDR_MODE_S> wdrMode_;
+  std::optional<ISP_PUB_ATTR_S> pubAttr_;
+  bool initialised_ = false;
+  bool running_ = false;
+  bool tuningReady_ = false;
+  uint32_t tunings_ = 0;
+  IspSettings settings_;
+};
+
+}  // namespace twin

@@ -1,0 +1,136 @@
+#include "twin/devices/media/media_pipeline.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace twin {
+
+namespace {
+
+MediaPipeline* current = nullptr;
+
+constexpr MPP_CHN_S InputEnd() { return {HI_ID_VIU, 0, 0}; }
+constexpr MPP_CHN_S GroupEnd() { return {HI_ID_VPSS, 0, 0}; }
+constexpr MPP_CHN_S VpssEnd(int channel) { return {HI_ID_VPSS, 0, channel}; }
+constexpr MPP_CHN_S EncoderEnd(int channel) { return {HI_ID_VENC, 0, channel}; }
+
+}  // namespace
+
+MediaPipeline::MediaPipeline(Kernel& kernel, Faults& faults, PictureSource& pictures, Descriptors& descriptors)
+    : lanes(kernel, faults),
+      isp(kernel),
+      kernel_(kernel),
+      calls_(faults),
+      dropped_(faults, "frame.dropped", "any effect: the input loses the frame; detail: camera x 6 + bracket"),
+      encoders_{{{kernel, pictures, descriptors, system},
+                 {kernel, pictures, descriptors, system},
+                 {kernel, pictures, descriptors, system},
+                 {kernel, pictures, descriptors, system}}} {
+  if (current != nullptr) throw std::logic_error("one media pipeline at a time");
+  current = this;
+  descriptors.AddNode("/dev/hi_mipi", lanes);
+}
+
+MediaPipeline::~MediaPipeline() { current = nullptr; }
+
+MediaPipeline& MediaPipeline::Current() {
+  if (current == nullptr) throw std::logic_error("the media library was called without a board");
+  return *current;
+}
+
+// --- bus ---
+
+std::optional<HI_S32> MediaPipeline::Broken(MediaCall call, int64_t detail) {
+  const MediaCallRow& row = RowOf(call);
+  if (const auto effect = calls_.Ask(call, detail)) {
+    switch (effect->kind) {
+      case Effect::Kind::Fail: return MediaError(row.unit, Refusal::NotPermitted);
+      case Effect::Kind::Value: return static_cast<HI_S32>(effect->value);
+      case Effect::Kind::Silence: return HI_SUCCESS;
+      case Effect::Kind::Delay: kernel_.Spend(effect->delay); break;
+      case Effect::Kind::PowerCut: break;
+    }
+  }
+  if (row.needsSystem && !system.Ready()) return MediaError(row.unit, Refusal::SystemNotReady);
+  return std::nullopt;
+}
+
+// Whatever is still up goes down with the system.
+HI_S32 MediaPipeline::ExitSystem() {
+  for (EncoderChannel& encoder : encoders_) encoder.Forget();
+  vpss.Reset();
+  input.Reset();
+  ExitIsp(0);
+  system.Exit();
+  return HI_SUCCESS;
+}
+
+HI_S32 MediaPipeline::ExitIsp(ISP_DEV device) {
+  held_.reset();
+  return isp.Exit(device);
+}
+
+HI_S32 MediaPipeline::Bind(const MPP_CHN_S* source, const MPP_CHN_S* destination) {
+  if (source == nullptr || destination == nullptr) return MediaError(MediaUnit::System, Refusal::NullPointer);
+  for (const MPP_CHN_S* end : {source, destination}) {
+    if (end->enModId == HI_ID_VPSS && !vpss.Exists(end->s32DevId)) {
+      return MediaError(MediaUnit::Vpss, Refusal::DoesNotExist);
+    }
+    if (end->enModId != HI_ID_VENC) continue;
+    const EncoderChannel* encoder = Encoder(end->s32ChnId);
+    if (encoder == nullptr || !encoder->Exists()) return MediaError(MediaUnit::Encoder, Refusal::DoesNotExist);
+  }
+  return system.Bind(*source, *destination);
+}
+
+HI_S32 MediaPipeline::Unbind(const MPP_CHN_S* source, const MPP_CHN_S* destination) {
+  if (source == nullptr || destination == nullptr) return MediaError(MediaUnit::System, Refusal::NullPointer);
+  return system.Unbind(*source, *destination);
+}
+
+EncoderChannel* MediaPipeline::Encoder(VENC_CHN channel) {
+  return channel >= 0 && channel < kEncoders ? &encoders_[static_cast<size_t>(channel)] : nullptr;
+}
+
+// --- frames ---
+
+void MediaPipeline::FrameArrives(const StoredFrame& frame) {
+  counts_.arrived++;
+  if (dropped_.Ask(frame.camera * 6 + frame.bracket)) {
+    counts_.dropped++;
+    return;
+  }
+  if (!lanes.Understands(kArrayStream) || !input.Takes(kArrayStream) || !isp.Running()) {
+    counts_.unseen++;
+    held_.reset();
+    return;
+  }
+  const auto pushedOut = std::exchange(held_, ProcessedFrame{frame, isp.Settings(), kernel_.Now()});
+  if (pushedOut) PushOut(*pushedOut);
+}
+
+void MediaPipeline::PushOut(const ProcessedFrame& picture) {
+  bool taken = false;
+  if (system.Bound(InputEnd(), GroupEnd())) {
+    for (int from = 0; from < VpssUnit::kChannels; from++) {
+      const auto size = vpss.Output(from);
+      if (!size) continue;
+      for (int to = 0; to < kEncoders; to++) {
+        if (!system.Bound(VpssEnd(from), EncoderEnd(to))) continue;
+        if (!encoders_[static_cast<size_t>(to)].Offer(picture, *size)) continue;
+        delivered_.push_back({picture.frame, to, picture.settings, kernel_.Now()});
+        taken = true;
+      }
+    }
+  }
+  if (!taken) counts_.untaken++;
+}
+
+void MediaPipeline::Reset() {
+  ExitSystem();
+  isp.Reset();
+  lanes.Reset();
+  system.Reset();
+}
+
+}  // namespace twin

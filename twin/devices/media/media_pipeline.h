@@ -1,0 +1,96 @@
+// The processor's media units, from the video lanes to the JPEG streams: receiver, input, ISP, VPSS, encoders, and the
+// system with its pools and bindings under them.
+//
+// Bus face: the HI_MPI_* and HI_PQ_BIN_* functions (hi_mpi_*.cpp), /dev/hi_mipi, the encoders' descriptors.
+// World face: frames that arrive on the lanes. Fault face: one point for each kind of call (media_calls.cpp), the
+// receiver's, and "frame.dropped".
+//
+// The pipeline is one frame deep: a frame stays in it until the next one pushes it out. Its settings are those that
+// stood when it came in.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "twin/devices/media/encoder_channel.h"
+#include "twin/devices/media/input_unit.h"
+#include "twin/devices/media/isp_unit.h"
+#include "twin/devices/media/lane_receiver.h"
+#include "twin/devices/media/media_calls.h"
+#include "twin/devices/media/system_unit.h"
+#include "twin/devices/media/vpss_unit.h"
+
+namespace twin {
+
+// A picture that an encoder channel has taken.
+struct DeliveredFrame {
+  StoredFrame frame;
+  int channel;  // encoder channel
+  IspSettings settings;
+  Time at;
+};
+
+class MediaPipeline final : public VideoInput {
+ public:
+  static constexpr int kEncoders = 4;
+
+  // One at a time in a process; all are outlived by `pictures` and `descriptors`.
+  MediaPipeline(Kernel& kernel, Faults& faults, PictureSource& pictures, Descriptors& descriptors);
+  ~MediaPipeline();
+  static MediaPipeline& Current();  // the one that exists
+
+  // --- bus ---
+  // One call of the library: its time, its faults, its record, and `body`, which gives its result.
+  //   Fail: refused. Value v: v is returned. Silence: success is reported. In all three nothing is done. Delay: later.
+  template <class Body>
+  HI_S32 Call(MediaCall call, int64_t detail, Body body) {
+    kernel_.Spend(RowOf(call).cost);
+    const auto broken = Broken(call, detail);
+    const HI_S32 result = broken ? *broken : body(*this);
+    calls_.Record(call, detail, result, kernel_.Now());
+    return result;
+  }
+  HI_S32 ExitSystem();
+  HI_S32 ExitIsp(ISP_DEV device);
+  HI_S32 Bind(const MPP_CHN_S* source, const MPP_CHN_S* destination);
+  HI_S32 Unbind(const MPP_CHN_S* source, const MPP_CHN_S* destination);
+  // Null for a channel that does not exist on this chip.
+  EncoderChannel* Encoder(VENC_CHN channel);
+
+  SystemUnit system;
+  LaneReceiver lanes;
+  InputUnit input;
+  IspUnit isp;
+  VpssUnit vpss;
+
+  // --- world ---
+  void FrameArrives(const StoredFrame& frame) override;
+  void Reset();  // the power is gone, and all that was set up with it
+
+  // --- for tests ---
+  const std::vector<DeliveredFrame>& Delivered() const { return delivered_; }
+  const std::vector<MadeCall>& Calls() const { return calls_.Made(); }
+  void ForgetCalls() { calls_.Forget(); }
+  struct Counts {
+    uint64_t arrived = 0;  // frames on the lanes
+    uint64_t unseen = 0;   // of them, while receiver, input or ISP were not ready for them
+    uint64_t dropped = 0;  // of them, by fault
+    uint64_t untaken = 0;  // pictures that came out of the ISP and reached no encoder that took them
+  };
+  const Counts& counts() const { return counts_; }
+
+ private:
+  std::optional<HI_S32> Broken(MediaCall call, int64_t detail);
+  void PushOut(const ProcessedFrame& picture);
+
+  Kernel& kernel_;
+  MediaCalls calls_;
+  FaultPoint dropped_;
+  std::array<EncoderChannel, kEncoders> encoders_;
+  std::optional<ProcessedFrame> held_;
+  std::vector<DeliveredFrame> delivered_;
+  Counts counts_;
+};
+
+}  // namespace twin

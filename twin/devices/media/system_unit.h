@@ -1,0 +1,51 @@
+// System and buffer pools: what must be up before any other unit, the memory that all share, and the bindings.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "sdk/hi_mpi_sys.h"
+#include "sdk/hi_mpi_vb.h"
+#include "twin/devices/media/media_error.h"
+
+namespace twin {
+
+class SystemUnit {
+ public:
+  // The media units' share of the board's memory, in bytes.
+  static constexpr uint64_t kMemory = 256ull << 20;
+
+  HI_S32 SetPools(const VB_CONF_S* conf);
+  HI_S32 InitPools();
+  HI_S32 ExitPools();
+  HI_S32 SetConf(const MPP_SYS_CONF_S* conf);
+  HI_S32 Init();
+  void Exit();  // the bindings go with it
+  bool Ready() const { return ready_; }
+
+  // One source may lead to several destinations; a destination has one source.
+  HI_S32 Bind(const MPP_CHN_S& source, const MPP_CHN_S& destination);
+  HI_S32 Unbind(const MPP_CHN_S& source, const MPP_CHN_S& destination);
+  bool Bound(const MPP_CHN_S& source, const MPP_CHN_S& destination) const;
+
+  // For units that take memory beside the pools. False if there is not so much left.
+  bool TakeMemory(uint64_t bytes);
+  void GiveBack(uint64_t bytes) { taken_ -= bytes; }
+
+  void Reset() { *this = SystemUnit{}; }
+
+ private:
+  struct Binding {
+    MPP_CHN_S source, destination;
+  };
+
+  std::optional<VB_CONF_S> pools_;
+  std::optional<MPP_SYS_CONF_S> conf_;
+  bool poolsUp_ = false;
+  bool ready_ = false;
+  uint64_t poolBytes_ = 0;
+  uint64_t taken_ = 0;
+  std::vector<Binding> bindings_;
+};
+
+}  // namespace twin
