@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/file_bytes.h"
+#include "tests/support/lens_calibration.h"
 
 namespace {
 
@@ -15,22 +16,6 @@ T At(const std::vector<uint8_t>& bytes, size_t offset) {
   T value;
   std::memcpy(&value, bytes.data() + offset, sizeof value);
   return value;
-}
-
-// Angle across which a camera sees the direction (azimuth, elevation); beyond 90 degrees it is behind the camera.
-bool Sees(const std::vector<uint8_t>& conf, size_t camera, double azimuth, double elevation) {
-  const size_t row = camera * 32;
-  const double a = At<int32_t>(conf, row + 4) * 1e-8, e = At<int32_t>(conf, row + 8) * 1e-8;
-  const double roll = At<int32_t>(conf, row + 12) * 1e-8;
-  const double focus = At<int32_t>(conf, row + 28) * 1e-3 * At<int32_t>(conf, row + 24) * 1e-6;
-  // Turn the direction back by the camera's azimuth, then by its elevation: y along the axis, x right, z up.
-  const double x = std::cos(elevation) * std::sin(azimuth - a), y0 = std::cos(elevation) * std::cos(azimuth - a);
-  const double z0 = std::sin(elevation);
-  const double y = y0 * std::cos(e) + z0 * std::sin(e), z = z0 * std::cos(e) - y0 * std::sin(e);
-  if (y <= 0) return false;
-  const double right = x * std::cos(roll) - z * std::sin(roll), down = -z * std::cos(roll) - x * std::sin(roll);
-  return std::abs(right / y * focus + At<int32_t>(conf, row + 16) * 1e-3) < 1632 &&
-         std::abs(down / y * focus + At<int32_t>(conf, row + 20) * 1e-3) < 1224;
 }
 
 }  // namespace
@@ -42,12 +27,14 @@ TEST(Calibration, TwentyFiveOrdinaryLensesSeeTheSphereButForTheTripod) {
     EXPECT_EQ(At<int16_t>(conf, camera * 32), static_cast<int>(camera));
     EXPECT_LE(At<int16_t>(conf, camera * 32 + 2), 10);  // above, the device would be another model
   }
+  const LensCalibration lenses(LUMORA_BLOB_DIR);
+  constexpr double degree = std::numbers::pi / 180;
   int seen = 0, twice = 0, all = 0;
   for (double elevation = -70; elevation <= 90; elevation += 2) {
     for (double azimuth = -180; azimuth < 180; azimuth += 2) {
       int count = 0;
-      for (size_t camera = 0; camera < 25; camera++) {
-        count += Sees(conf, camera, azimuth * std::numbers::pi / 180, elevation * std::numbers::pi / 180);
+      for (int camera = 0; camera < 25; camera++) {
+        count += lenses.Find(camera, azimuth * degree, elevation * degree).has_value();
       }
       all++;
       seen += count >= 1;

@@ -1,0 +1,246 @@
+#include "twin/light/rendered_pictures.h"
+
+#include <gmock/gmock.h>
+#include <turbojpeg.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "tests/support/gray_picture.h"
+#include "tests/support/lens_calibration.h"
+
+using namespace twin;
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr double degree = std::numbers::pi / 180;
+const std::filesystem::path blobs = LUMORA_BLOB_DIR;
+
+std::unique_ptr<PictureSource> Pictures(const std::filesystem::path& scene = {}, double light = 1, uint64_t seed = 1) {
+  return MakeRenderedPictures(scene, blobs / "CameraConf_800", blobs / "CameraVignet_800", light, seed);
+}
+
+// As the system sets its sensors: layer 0, cameras 0 to 8, mirrored and flipped, the others neither.
+StoredFrame FrameOf(int camera, double seconds = 0.01, double gain = 1, uint32_t shot = 1) {
+  return {.camera = camera,
+          .bracket = 1,
+          .shot = shot,
+          .seconds = seconds,
+          .gain = gain,
+          .mirror = camera < 9,
+          .flip = camera < 9};
+}
+
+// The sRGB curve backwards, from the standard.
+double Linear(double gray) {
+  const double d = gray / 255;
+  return d <= 0.04045 ? d / 12.92 : std::pow((d + 0.055) / 1.055, 2.4);
+}
+
+// Linear brightness around a point of the upright picture, read from a file's picture, which stands on its head.
+double SeenAt(const GrayPicture& file, PicturePoint upright) {
+  const int x = static_cast<int>((1 - upright.x / 3264) * file.width);
+  const int y = static_cast<int>((1 - upright.y / 2448) * file.height);
+  double sum = 0;
+  int count = 0;
+  for (int row = std::max(y - 2, 0); row <= std::min(y + 2, file.height - 1); row++) {
+    for (int column = std::max(x - 2, 0); column <= std::min(x + 2, file.width - 1); column++, count++) {
+      sum += Linear(file.At(column, row));
+    }
+  }
+  return sum / count;
+}
+
+// An equirectangular gray JPEG, 1024 x 512, of a formula by azimuth and elevation that gives display values 0 to 255.
+std::filesystem::path SceneOf(const std::string& name, const std::function<double(double, double)>& gray,
+                              int width = 1024, int height = 512) {
+  std::vector<unsigned char> pixels;
+  for (int y = 0; y < height; y++) {
+    for (int x = 0; x < width; x++) {
+      const double azimuth = ((x + 0.5) / width - 0.5) * 360 * degree,
+                   elevation = (0.5 - (y + 0.5) / height) * 180 * degree;
+      pixels.push_back(static_cast<unsigned char>(std::lround(gray(azimuth, elevation))));
+    }
+  }
+  unsigned char* jpeg = nullptr;
+  unsigned long size = 0;
+  const tjhandle encoder = tjInitCompress();
+  tjCompress2(encoder, pixels.data(), width, 0, height, TJPF_GRAY, &jpeg, &size, TJSAMP_GRAY, 100, 0);
+  tjDestroy(encoder);
+  const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / name;
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<char*>(jpeg), static_cast<std::streamsize>(size));
+  tjFree(jpeg);
+  return path;
+}
+
+std::string ProblemWith(const std::filesystem::path& scene) {
+  try {
+    Pictures(scene);
+  } catch (const std::runtime_error& problem) {
+    return problem.what();
+  }
+  return "none";
+}
+
+// Brightest to the front right and upwards, never black: every direction but a few has its own value.
+double Lobe(double azimuth, double elevation) {
+  return 120 + 70 * std::cos(elevation) * std::sin(azimuth + 0.6) + 40 * std::sin(elevation);
+}
+
+}  // namespace
+
+TEST(RenderedPictures, EachCameraSeesTheWorldWhereItsCalibrationSaysAndUpsideDown) {
+  const auto pictures = Pictures(SceneOf("lobe.jpg", Lobe));
+  const LensCalibration lenses(blobs);
+  std::vector<double> factors;  // what is seen by what should be seen: one number for all cameras and places
+  for (const int camera : {0, 4, 12, 15, 18, 24}) {
+    const GrayPicture file = DecodeGray(*pictures->Encode(FrameOf(camera), PictureSize::Half, 95), 2);
+    int points = 0;
+    for (double elevation = -75; elevation <= 85; elevation += 4) {
+      for (double azimuth = -180; azimuth < 180; azimuth += 4) {
+        const auto point = lenses.Find(camera, azimuth * degree, elevation * degree);
+        if (!point) continue;
+        const double expected =
+            Linear(Lobe(azimuth * degree, elevation * degree)) * lenses.RelativeLight(camera, *point);
+        factors.push_back(SeenAt(file, *point) / expected);
+        points++;
+      }
+    }
+    EXPECT_GT(points, 100) << "camera " << camera;
+  }
+  const auto [least, most] = std::minmax_element(factors.begin(), factors.end());
+  EXPECT_LT(*most / *least, 1.12);
+}
+
+TEST(RenderedPictures, NeighboursAgreeOnTheRoom) {
+  const auto pictures = Pictures();
+  const LensCalibration lenses(blobs);
+  const auto shown = [&](int camera) {
+    return DecodeGray(*pictures->Encode(FrameOf(camera, 0.005), PictureSize::Half, 95), 2);
+  };
+  const GrayPicture middle = shown(12);
+  for (const int neighbour : {11, 13, 5, 20}) {
+    const GrayPicture other = shown(neighbour);
+    int agree = 0, all = 0;
+    for (double elevation = -30; elevation <= 30; elevation += 0.5) {
+      for (double azimuth = -40; azimuth <= 40; azimuth += 0.5) {
+        const auto here = lenses.Find(12, azimuth * degree, elevation * degree);
+        const auto there = lenses.Find(neighbour, azimuth * degree, elevation * degree);
+        if (!here || !there) continue;
+        const double a = SeenAt(middle, *here) / lenses.RelativeLight(12, *here);
+        const double b = SeenAt(other, *there) / lenses.RelativeLight(neighbour, *there);
+        agree += std::abs(a - b) < 0.1 * std::max(a, b) + 0.004;
+        all++;
+      }
+    }
+    EXPECT_GT(all, 300) << "camera " << neighbour;
+    EXPECT_GT(agree, all * 95 / 100) << "camera " << neighbour;
+  }
+}
+
+TEST(RenderedPictures, TheSensorsOrientationTurnsThePicture) {
+  const auto pictures = Pictures(SceneOf("lobe.jpg", Lobe));
+  StoredFrame frame = FrameOf(13);
+  const GrayPicture plain = DecodeGray(*pictures->Encode(frame, PictureSize::Half, 95), 8);
+  frame.mirror = true;
+  const GrayPicture mirrored = DecodeGray(*pictures->Encode(frame, PictureSize::Half, 95), 8);
+  frame.flip = true;
+  const GrayPicture turned = DecodeGray(*pictures->Encode(frame, PictureSize::Half, 95), 8);
+  int leftRight = 0, both = 0, different = 0;
+  for (int y = 0; y < plain.height; y++) {
+    for (int x = 0; x < plain.width; x++) {
+      leftRight = std::max(leftRight, std::abs(plain.At(x, y) - mirrored.At(plain.width - 1 - x, y)));
+      both = std::max(both, std::abs(plain.At(x, y) - turned.At(plain.width - 1 - x, plain.height - 1 - y)));
+      different = std::max(different, std::abs(plain.At(x, y) - turned.At(x, y)));
+    }
+  }
+  EXPECT_LE(leftRight, 4);  // noise
+  EXPECT_LE(both, 4);
+  EXPECT_GT(different, 20);
+}
+
+TEST(RenderedPictures, BrightnessFollowsLightTimeAndGainUntilItClips) {
+  const auto pictures = Pictures();
+  double mean = 0;
+  for (const int camera : {9, 10, 11, 12, 13, 14, 15, 24}) mean += pictures->MeanSignal(camera, 0.01) / 8;
+  EXPECT_NEAR(mean, 28.0 / 255, 0.001);
+  double last = 0;
+  for (double exposure = 1e-5; exposure < 1e4; exposure *= 3) {
+    const double signal = pictures->MeanSignal(12, exposure);
+    EXPECT_GE(signal, last);
+    last = signal;
+  }
+  EXPECT_NEAR(last, 1, 1e-6);
+  EXPECT_NEAR(Pictures({}, 4)->MeanSignal(12, 0.01), pictures->MeanSignal(12, 0.04), 1e-6);
+
+  // What the array measures is what the pictures show, whatever makes up the exposure.
+  for (const auto& [seconds, gain] : {std::pair{0.0025, 1.0}, {0.01, 1.0}, {0.0025, 4.0}, {0.04, 1.0}}) {
+    const GrayPicture picture = DecodeGray(*pictures->Encode(FrameOf(12, seconds, gain), PictureSize::Half, 95), 1);
+    double shown = 0;
+    for (const uint8_t gray : picture.pixels) shown += Linear(gray);
+    shown /= static_cast<double>(picture.pixels.size());
+    EXPECT_NEAR(shown / pictures->MeanSignal(12, seconds * gain), 1, 0.08) << seconds << " s, gain " << gain;
+  }
+}
+
+TEST(RenderedPictures, SameSeedSameBytesHoweverTheyAreAskedFor) {
+  const auto scene = SceneOf("lobe.jpg", Lobe);
+  const auto plain = Pictures(scene), ahead = Pictures(scene), other = Pictures(scene, 1, 2);
+  std::vector<StoredFrame> frames;
+  for (const int camera : {9, 9, 10, 24, 10}) frames.push_back(FrameOf(camera));
+  ahead->Prefetch({FrameOf(11), FrameOf(12)});  // announced, but then another shot comes
+  ahead->Prefetch(frames);
+  for (const StoredFrame& frame : frames) {
+    EXPECT_EQ(*ahead->Encode(frame, PictureSize::Half, 85), *plain->Encode(frame, PictureSize::Half, 85));
+    EXPECT_EQ(*ahead->Encode(frame, PictureSize::Full, 95), *plain->Encode(frame, PictureSize::Full, 95));
+  }
+  EXPECT_EQ(*ahead->Encode(FrameOf(9), PictureSize::Half, 60), *plain->Encode(FrameOf(9), PictureSize::Half, 60));
+  EXPECT_NE(*other->Encode(FrameOf(9), PictureSize::Half, 85), *plain->Encode(FrameOf(9), PictureSize::Half, 85));
+  EXPECT_NE(*plain->Encode(FrameOf(9, 0.01, 1, 2), PictureSize::Half, 85),
+            *plain->Encode(FrameOf(9), PictureSize::Half, 85));
+
+  for (const PictureSize size : {PictureSize::Full, PictureSize::Half}) {
+    const int quality = size == PictureSize::Full ? 95 : 85;
+    const JpegHeader header = ReadJpegHeader(*plain->Encode(FrameOf(9), size, quality));
+    EXPECT_EQ(header.width, WidthOf(size));
+    EXPECT_EQ(header.height, HeightOf(size));
+    EXPECT_TRUE(header.is420);
+    EXPECT_EQ(header.lumaQuantisation, quality == 95 ? 2 : 5);
+  }
+}
+
+TEST(RenderedPictures, NoiseGrowsWithTheGain) {
+  const auto pictures = Pictures(SceneOf("even.jpg", [](double, double) { return 128; }));
+  const auto roughness = [&](double gain) {
+    const GrayPicture picture = DecodeGray(*pictures->Encode(FrameOf(12, 0.01 / gain, gain), PictureSize::Full, 95), 1);
+    double sum = 0;
+    for (int x = 1500; x < 1700; x++) sum += std::pow(picture.At(x, 1200) - picture.At(x + 4, 1210), 2);
+    return std::sqrt(sum / 200);
+  };
+  EXPECT_GT(roughness(16), 2 * roughness(1));
+}
+
+TEST(RenderedPictures, ASceneThatCannotBeShownIsRefusedByName) {
+  const auto square = SceneOf("square.jpg", Lobe, 512, 512);
+  const auto black = SceneOf("black.jpg", [](double, double) { return 0; });
+  const auto text = std::filesystem::path(testing::TempDir()) / "text.jpg";
+  std::ofstream(text) << "not a picture";
+  const auto cut = std::filesystem::path(testing::TempDir()) / "cut.jpg";
+  std::filesystem::copy_file(SceneOf("lobe.jpg", Lobe), cut, std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
+  EXPECT_THAT(ProblemWith("/nowhere/scene.jpg"), AllOf(HasSubstr("cannot open"), HasSubstr("/nowhere/scene.jpg")));
+  EXPECT_THAT(ProblemWith(text), AllOf(HasSubstr("no JPEG"), HasSubstr("text.jpg")));
+  EXPECT_THAT(ProblemWith(cut), AllOf(HasSubstr("cannot be decoded"), HasSubstr("cut.jpg")));
+  EXPECT_THAT(ProblemWith(square), AllOf(HasSubstr("512 x 512"), HasSubstr("twice as wide as high")));
+  EXPECT_THAT(ProblemWith(black), HasSubstr("black"));
+  EXPECT_THROW(MakeRenderedPictures({}, "/nowhere/conf", blobs / "CameraVignet_800", 1, 1), std::runtime_error);
+  EXPECT_THROW(MakeRenderedPictures({}, blobs / "CameraVignet_800", blobs / "CameraVignet_800", 1, 1),
+               std::runtime_error);
+}
