@@ -16,6 +16,7 @@ std::string Access(const char* kind, uint32_t address) {
 
 void RegisterSpace::Claim(uint32_t base, uint32_t size, RegisterDevice& device) {
   ranges_.push_back({base, size, &device});
+  last_ = ranges_.size() - 1;
 }
 
 // Software that toggles a line stays within one range for thousands of accesses: the last range is looked at first.

@@ -16,7 +16,7 @@ class RegisterDevice {
 
 class RegisterSpace {
  public:
-  // `device` answers [base, base + size). Ranges must not overlap; later claims are looked at first.
+  // `device` answers [base, base + size). A claim that covers earlier ones takes their place; others must not overlap.
   void Claim(uint32_t base, uint32_t size, RegisterDevice& device);
 
   uint32_t Read(uint32_t address);
