@@ -1,0 +1,195 @@
+// The control thread by itself and by its button: start, presses, switching off.
+#include "common/fpga_ctrl/device/control_loop.h"
+
+#include "tests/device/control_loop_fixture.h"
+
+// --- start ---
+
+TEST_F(ControlLoop, SignalsThatItIsUpWhateverMuteSays) {
+  ctrlSigs->muteMode = 1;
+  std::vector<twin::Pulse> pulses;
+  board.panel.OnChange([&] { pulses = board.panel.BuzzerPulses().empty() ? pulses : board.panel.BuzzerPulses(); });
+  std::ofstream{board.disk.Directory() / "DCIM" / "20260615_103000_abc.ori"} << "x";
+  Start();
+  ASSERT_EQ(pulses.size(), 2u);
+  EXPECT_THAT(LengthsOf(pulses), ElementsAre(100, 100));
+  EXPECT_EQ(StartsOf(pulses, pulses[0].start)[1], 200);
+  EXPECT_STREQ(ctrlSigs->fileList + 16, "20260615_103000_abc\r\n");
+  EXPECT_NEAR(ctrlSigs->actionTime, BoardTime(), 60);
+  EXPECT_EQ(ctrlSigs->vertexReady, -1) << "no sensor has been started";
+}
+
+TEST_F(ControlLoop, ButtonHeldAtStartIsNoPress) {
+  board.button.Hold();
+  Start();
+  board.Run(5s);
+  EXPECT_EQ(ctrlSigs->needQuit, 0);
+  // Requests wait for as long as it is down.
+  ctrlSigs->needShutdown = kRequested;
+  EXPECT_FALSE(Quits(5s));
+  board.button.Release();
+  EXPECT_TRUE(Quits(100ms));
+  EXPECT_THAT(shots, IsEmpty());
+}
+
+// --- presses ---
+
+TEST_F(ControlLoop, PressesBecomeShotsWithTheirDelays) {
+  SetUserSettings();
+  Start();
+  // From the last release to the shot: 10 ms of debounce, the wait for a further press, the delay, and up to a pulse.
+  struct Expected {
+    int presses;
+    int delayMode, isoMode;
+    Duration wait;
+  };
+  for (const Expected& expected : {Expected{1, 0, 0, 500ms}, Expected{2, 3, 1, 800ms + 5s},
+                                   Expected{3, 4, 1, 800ms + 10s}, Expected{4, 6, 1, 20s}}) {
+    const TakenShot shot = ShotAfter(expected.presses);
+    EXPECT_EQ(shot.delayMode, expected.delayMode);
+    EXPECT_EQ(shot.isoMode, expected.isoMode);
+    EXPECT_EQ(shot.captureMode + shot.strobeMode + shot.evCompVal + shot.saveRaw + shot.twoHalfIdx, 0);
+    EXPECT_THAT(shot.start - released, IsWithin(expected.wait + 10ms, expected.wait + 220ms)) << expected.presses;
+  }
+  EXPECT_EQ(SettingFile(), "") << "a press changes no stored setting";
+}
+
+TEST_F(ControlLoop, FifthPressIsNotCountedAndLatePressIsAnotherShot) {
+  Start();
+  EXPECT_EQ(ShotAfter(5).delayMode, 6);
+  ASSERT_EQ(shots.size(), 1u);
+  // The second of two presses comes too late to belong to the first.
+  Press(1);
+  board.Run(560ms);
+  EXPECT_EQ(shots.size(), 2u);
+}
+
+TEST_F(ControlLoop, ButtonMayKeepTheSettings) {
+  SetUserSettings();
+  ctrlSigs->btnSetting = 1;
+  Start();
+  for (const auto& [presses, delayMode] : {std::pair{1, 0}, std::pair{2, 3}}) {
+    const TakenShot shot = ShotAfter(presses);
+    EXPECT_EQ(shot.delayMode, delayMode);
+    EXPECT_EQ(shot.captureMode, 5);
+    EXPECT_EQ(shot.strobeMode, 2);
+    EXPECT_EQ(shot.evCompVal, -4);
+    EXPECT_EQ(shot.isoMode, 3);
+    EXPECT_EQ(shot.saveRaw, 1);
+  }
+}
+
+TEST_F(ControlLoop, ButtonMayTakeNoShotsAndStillSwitchesOff) {
+  ctrlSigs->btnSetting = 2;
+  Start();
+  Press(2);
+  board.Run(30s);
+  EXPECT_THAT(shots, IsEmpty());
+  board.button.Press(3100ms);
+  EXPECT_TRUE(Quits(3100ms));
+}
+
+TEST_F(ControlLoop, BounceIsNothingAndReleaseIsAnAction) {
+  Start();
+  const unsigned int before = ctrlSigs->actionTime;
+  board.Run(1s);
+  board.button.Bounce(6ms);
+  board.Run(1s);
+  EXPECT_EQ(ctrlSigs->actionTime, before);
+
+  ctrlSigs->btnSetting = 2;
+  board.button.Press(1s);
+  board.Run(1500ms);
+  EXPECT_NEAR(ctrlSigs->actionTime, BoardTime() - 500, 20);
+}
+
+TEST_F(ControlLoop, PressJustUnderThreeSecondsTakesAShot) {
+  Start();
+  board.button.Press(2990ms);
+  board.Run(4s);
+  EXPECT_EQ(ctrlSigs->needQuit, 0);
+  EXPECT_EQ(shots.size(), 1u);
+}
+
+// --- switching off ---
+
+TEST_F(ControlLoop, LongPressSwitchesOffOnceTheTeardownAnswers) {
+  ctrlSigs->muteMode = 1;
+  Start();
+  const Time pressed = board.Now();
+  board.button.Press(4s);
+  EXPECT_TRUE(Quits(5s));
+  const Time quit = board.Now();
+  EXPECT_THAT(quit - pressed, IsWithin(Duration{3010ms}, Duration{3020ms}));
+  EXPECT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
+  // The pulse of a second is over before the teardown answers at 1.2 s; 10 ms later the co-processor cuts the power.
+  EXPECT_THAT(board.Now() - quit, IsWithin(Duration{1200ms}, Duration{1220ms}));
+  EXPECT_THAT(StartsOf(board.panel.BuzzerPulses(), quit), ElementsAre(IsWithin(199, 202)));
+  EXPECT_THAT(LengthsOf(board.panel.BuzzerPulses()), ElementsAre(1000));
+  EXPECT_THAT(LengthsOf(board.panel.LedPulses()), ElementsAre(1000));
+  EXPECT_EQ(board.LogCount(": Quit\n"), 1u);
+}
+
+TEST_F(ControlLoop, HungTeardownDelaysTheSwitchOffByThirtySeconds) {
+  teardown = 1h;
+  Start();
+  ctrlSigs->needShutdown = kRequested;
+  EXPECT_TRUE(Quits(100ms));
+  const Time quit = board.Now();
+  EXPECT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
+  EXPECT_THAT(board.Now() - quit, IsWithin(Duration{31210ms}, Duration{31220ms}));
+}
+
+TEST_F(ControlLoop, IdleLimits) {
+  Start(40min);
+  const auto idleFor = [&](BYTE mode, unsigned int length) {
+    ctrlSigs->actionTime = BoardTime() - length;
+    ctrlSigs->shutdownMode = mode;
+  };
+  // Never: mode 0, and numbers that no list knows.
+  for (const int mode : {0, 6, 255}) {
+    idleFor(static_cast<BYTE>(mode), 2'390'000);
+    EXPECT_FALSE(Quits(100ms)) << mode;
+  }
+  const std::vector<std::pair<int, unsigned int>> known = {
+      {5, 1800000}, {4, 1200000}, {3, 900000}, {2, 600000}, {1, 300000}};
+  for (const auto& [mode, limit] : known) {
+    idleFor(static_cast<BYTE>(mode), limit - 100);
+    EXPECT_FALSE(Quits(90ms)) << mode;
+    ctrlSigs->shutdownMode = 0;
+    board.Run(10ms);
+  }
+  idleFor(1, 300000 - 50);
+  const Time begin = board.Now();
+  EXPECT_TRUE(Quits(1s));
+  EXPECT_THAT(board.Now() - begin, IsWithin(Duration{50ms}, Duration{53ms}));
+}
+
+TEST(ControlLoopAlone, LowBatterySwitchesOff) {
+  const auto quitsAt = [](int sample) {
+    ControlBench bench;
+    bench.board.coProcessor.SetBattery(sample);
+    bench.Start();
+    return bench.board.RunUntil([&] { return bench.ctrlSigs->needQuit == 1; }, 2s);
+  };
+  EXPECT_TRUE(quitsAt(9));
+  EXPECT_TRUE(quitsAt(1));
+  EXPECT_FALSE(quitsAt(10));
+  EXPECT_FALSE(quitsAt(0));
+}
+
+TEST(ControlLoopAlone, WithoutCoProcessorTheButtonWorksAndNothingIsKnownOfTheBattery) {
+  twin::BoardOptions options;
+  options.coProcessor = false;
+  ControlBench bench(options);
+  bench.Start();
+  bench.board.button.Press(100ms);
+  bench.board.Run(10s);
+  EXPECT_EQ(bench.shots.size(), 1u);
+  EXPECT_EQ(bench.board.panel.Colour(), "blue");
+  bench.board.button.Press(4s);
+  bench.board.Run(10s);
+  EXPECT_TRUE(bench.ended);
+  EXPECT_EQ(bench.board.panel.Colour(), "dark");
+  EXPECT_TRUE(bench.board.Powered()) << "nobody is there to cut it";
+}
