@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fstream>
 #include <iostream>
+#include <map>
 
 #include "twin/board.h"
 #include "twin/console/console.h"
@@ -34,36 +35,54 @@ struct Arguments {
   bool status = false, pressOnce = false, off = false;
 };
 
+// Names of an enumeration's values, shown as "real|free".
+template <class Value>
+void AddChoice(CLI::App& program, const std::string& name, Value& value, const std::map<std::string, Value>& names,
+               const std::string& help) {
+  std::string shown, preset;
+  for (const auto& [text, meaning] : names) {
+    shown += (shown.empty() ? "" : "|") + text;
+    if (meaning == value) preset = text;
+  }
+  program
+      .add_option_function<std::string>(
+          name, [&value, names](const std::string& text) { value = names.at(text); }, help)
+      ->check(CLI::IsMember(names).description(""))
+      ->type_name(shown)
+      ->default_str(preset);
+}
+
 void Declare(CLI::App& program, Arguments& arguments) {
   BoardOptions& board = arguments.board;
-  program.add_option("--root", board.root,
-                     "Directory for the board's file systems; not given: a fresh one, removed at the end");
-  program.add_option("--disk", board.disk, "Directory that is the USB disk; not given: ROOT/mnt/udisk");
-  program.add_option("--disk-size", board.diskKBs, "Capacity of the disk in KB")
-      ->check(CLI::Range(1024u, 4000000000u))
+  program.add_option("--root", board.root, "The board's file systems; else a fresh directory, removed at the end")
+      ->type_name("DIR");
+  program.add_option("--disk", board.disk, "The USB disk's files; else ROOT/mnt/udisk")->type_name("DIR");
+  program.add_option("--disk-size", board.diskKBs, "Capacity of the USB disk in KB")
+      ->check(CLI::Range(1024.0, 4e9).description(""))
+      ->type_name("KB")
       ->capture_default_str();
-  program
-      .add_option("--pictures", board.pictures,
-                  "What the sensors see: a rendered world, or small pictures that say which frame they are")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, Pictures>{{"marked", Pictures::Marked}, {"rendered", Pictures::Rendered}}))
-      ->default_str("rendered");
-  program.add_option("--scene", board.scene, "Equirectangular JPEG to render; not given: a room and a sky")
-      ->check(CLI::ExistingFile);
+  AddChoice(program, "--pictures", board.pictures, {{"marked", Pictures::Marked}, {"rendered", Pictures::Rendered}},
+            "What the sensors see: a world, or small pictures that say which frame they are");
+  program.add_option("--scene", board.scene, "The world, an equirectangular JPEG; else a room under a sky")
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("FILE");
   program.add_option("--light", board.light, "Factor on the world's light")
-      ->check(CLI::Range(1e-6, 1e6))
+      ->check(CLI::Range(1e-6, 1e6).description(""))
+      ->type_name("X")
       ->capture_default_str();
-  program.add_option("--pace", board.pace, "real: the board keeps to your clock; free: as fast as the host can")
-      ->transform(CLI::CheckedTransformer(std::map<std::string, Pace>{{"real", Pace::Real}, {"free", Pace::Free}}))
-      ->default_str("real");
-  program.add_option("--seed", board.seed, "Of all chance on the board")->capture_default_str();
-  program.add_flag("--no-co-processor{false}", board.coProcessor, "The form of the device without a co-processor");
-  program.add_option("--script", arguments.script, "Commands to carry out; then end")->check(CLI::ExistingFile);
+  AddChoice(program, "--pace", board.pace, {{"real", Pace::Real}, {"free", Pace::Free}},
+            "Keep to your clock, or run as fast as the host can");
+  program.add_option("--seed", board.seed, "Of all chance on the board")->type_name("N")->capture_default_str();
+  program.add_flag_callback(
+      "--no-co-processor", [&board] { board.coProcessor = false; }, "The form of the device without a co-processor");
+  program.add_option("--script", arguments.script, "Commands to carry out; then end")
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("FILE");
   program.add_flag("--press-once", arguments.pressOnce,
                    "Start, press the button once, print the path of the shot, end");
   program.add_flag("--off", arguments.off, "Leave the board switched off until `power on`");
-  program.add_option("--log", arguments.log, "Write the application's log there");
-  program.add_flag("--status", arguments.status, "Show what the board shows");
+  program.add_option("--log", arguments.log, "Write the application's log there")->type_name("FILE");
+  program.add_flag("--status", arguments.status, "Show on standard error what the board shows");
   program.footer(
       "Without --script and --press-once, commands are read from standard input; `help` lists them.\n"
       "Exit status: 0 well; 1 an expectation failed or no shot came; 2 something was not understood or not found.");
