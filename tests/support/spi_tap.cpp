@@ -7,6 +7,11 @@
 
 SpiTap::SpiTap(twin::Board& board) : board_(board) { board.descriptors.AddNode("/dev/spidev0.0", *this); }
 
+SpiTap::~SpiTap() {
+  board_.PowerOff();
+  board_.descriptors.RemoveNode("/dev/spidev0.0");
+}
+
 std::vector<SpiFrame> SpiTap::Writes() const {
   std::vector<SpiFrame> some;
   std::copy_if(frames.begin(), frames.end(), std::back_inserter(some), [](const SpiFrame& f) { return !f.IsRead(); });

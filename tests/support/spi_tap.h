@@ -1,4 +1,5 @@
-// A probe on the array's SPI bus, with a test's own answers: what stands at /dev/spidev0.0 while it lives.
+// A probe on the array's SPI bus, with a test's own answers: what stands at /dev/spidev0.0 while it lives. It goes
+// with the board's power off.
 #pragma once
 
 #include <array>
@@ -26,6 +27,7 @@ struct SpiFrame {
 class SpiTap final : public twin::DeviceFile {
  public:
   explicit SpiTap(twin::Board& board);
+  ~SpiTap() override;
 
   // The byte that a read of a layer's register gets; negative: the transfer fails. Called for each read.
   std::function<int(int layer, int code)> answer = [](int, int) { return 0; };
