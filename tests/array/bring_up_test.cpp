@@ -1,0 +1,248 @@
+// The array's way into life and back to rest, on the board.
+#include "common/fpga_ctrl/array/bring_up.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "common/fpga_ctrl/array/camera_sensors.h"
+#include "common/fpga_ctrl/array/fpga_commands.h"
+#include "common/fpga_ctrl/array/gpio.h"
+#include "tests/support/on_board.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StrEq;
+using namespace std::chrono_literals;
+
+namespace {
+
+class BringUp : public testing::Test {
+ protected:
+  int DeviceOpen() {
+    int result = -100;
+    OnBoard(board, [&] { result = LumoDeviceOpen(ctrlSigs.get()); });
+    return result;
+  }
+  // LumoFpgaInit on a board whose pins and bus are up.
+  int Init() {
+    int result = -100;
+    OnBoard(board, [&] {
+      LumoGpioInit();
+      ASSERT_EQ(LumoSpiInit(), 0);
+      result = LumoFpgaInit();
+    });
+    return result;
+  }
+  bool SharedPinIsOutput() { return (board.registers.Read(0x12145400) & 0x80) != 0; }
+
+  twin::Board board{twin::BoardOptions{}};
+  std::unique_ptr<ControlSignals> ctrlSigs = std::make_unique<ControlSignals>();
+};
+
+TEST_F(BringUp, OpensTheWholeDeviceIntoStandby) {
+  board.clockChip.SetDate({.year = 2031, .month = 2, .day = 3, .hour = 4, .minute = 5, .second = 6});
+  EXPECT_EQ(DeviceOpen(), 0);
+  EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+  EXPECT_EQ(ctrlSigs->stcSpiMode, 1);
+  EXPECT_EQ(board.panel.Colour(), "blue");
+  EXPECT_TRUE(std::filesystem::is_directory(board.disk.Directory() / "DCIM"));
+  EXPECT_TRUE(SharedPinIsOutput());
+  EXPECT_EQ(board.registers.Read(0x12010040), 0x14u);
+  EXPECT_THAT(board.Log(), Not(HasSubstr("error")));
+  EXPECT_THAT(board.Complaints(), IsEmpty());
+}
+
+TEST(BringUpBare, DeviceWithoutCoProcessorIsKnownByItsSilence) {
+  twin::BoardOptions options;
+  options.coProcessor = false;
+  twin::Board board{options};
+  const auto ctrlSigs = std::make_unique<ControlSignals>();
+  ctrlSigs->stcSpiMode = 1;
+  OnBoard(board, [&] { EXPECT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0); });
+  EXPECT_EQ(ctrlSigs->stcSpiMode, 0);
+}
+
+TEST_F(BringUp, UnusableDiskIsSignalledBeforeTheArrayIsTouched) {
+  board.disk.SetReadOnly(true);
+  std::filesystem::remove_all(board.disk.Directory() / "DCIM");
+  EXPECT_EQ(DeviceOpen(), -1);
+  EXPECT_THAT(board.Log(), HasSubstr(": mkdir error\n"));
+  EXPECT_EQ(board.array.Transfers(), 0u);
+  // Low in rounds 0, 2 and 4 of 100 ms.
+  ASSERT_EQ(board.panel.BuzzerPulses().size(), 3u);
+  for (const twin::Pulse& pulse : board.panel.BuzzerPulses()) EXPECT_NEAR(pulse.length / 1ms, 100, 1);
+}
+
+TEST_F(BringUp, MissingCalibrationIsTheLastFailure) {
+  std::filesystem::remove(board.paths.Local() / "CameraConf_800");
+  EXPECT_EQ(DeviceOpen(), -4);
+  EXPECT_THAT(board.Log(), HasSubstr(": Read CameraConf_800 error\n"));
+  std::ofstream(board.paths.Local() / "CameraConf_800") << "short";
+  EXPECT_EQ(DeviceOpen(), 0);
+}
+
+TEST_F(BringUp, BusAndArrayFailuresHaveTheirCodes) {
+  board.descriptors.RemoveNode("/dev/spidev0.0");
+  EXPECT_EQ(DeviceOpen(), -2);
+  EXPECT_THAT(board.Log(), HasSubstr(": LumoSpiInit error\n"));
+  board.descriptors.AddNode("/dev/spidev0.0", board.array.Spi());
+  board.faults.Add("config.done silence");
+  EXPECT_EQ(DeviceOpen(), -3);
+  EXPECT_THAT(board.Log(), HasSubstr(": LumoFpgaInit error\n"));
+}
+
+TEST_F(BringUp, EachWayOfFailingToConfigureIsNamed) {
+  struct Case {
+    const char* fault;
+    const char* message;
+  };
+  for (const Case& c :
+       std::vector<Case>{{"config.done silence", "LumoGpioGetFpgaDone error, rlt = 0\n"},
+                         {"config.stream value=4000000", "LumoGpioGetFpgaDone error, rlt = 0\n"},
+                         {"gpio.stuck value=0 detail=47 times=always", "LumoGpioGetFpgaInitD error, rlt = 0\n"},
+                         {"spi.message fail=EIO detail=4", "ioctl SPI_IOC_MESSAGE error, bufSize = 524288\n"},
+                         {"spi.message fail=EIO detail=4 nth=2", "ioctl SPI_IOC_MESSAGE error, bufSize = 173852\n"},
+                         {"heap.malloc fail detail=1048576", "malloc error, size = 1048576\n"},
+                         {"heap.malloc fail detail=1048576 nth=2", "malloc error, size = 1048576\n"}}) {
+    const size_t from = board.Log().size();
+    const size_t blocks = board.heap.Blocks();
+    board.faults.Clear();
+    board.faults.Add(c.fault);
+    EXPECT_EQ(Init(), -1) << c.fault;
+    EXPECT_GE(board.faults.Fired(), 1u) << c.fault;
+    const std::string log = board.Log().substr(from);
+    EXPECT_THAT(log, HasSubstr(c.message)) << c.fault;
+    EXPECT_THAT(log, HasSubstr(": LumoSpiFpgaConf error\n")) << c.fault;
+    EXPECT_TRUE(SharedPinIsOutput()) << c.fault;
+    EXPECT_EQ(board.heap.Blocks(), blocks) << c.fault;
+    EXPECT_TRUE(board.gpio.At(6, 2).Level()) << c.fault;  // suspended
+  }
+}
+
+TEST_F(BringUp, InitThatNeverRisesIsGivenUpAfterATenthOfASecond) {
+  board.faults.Add("gpio.stuck value=0 detail=47 times=always");
+  twin::Duration took{0};
+  OnBoard(board, [&] {
+    LumoGpioInit();
+    const std::array<BYTE, 4> data = {};
+    const twin::Time from = board.Now();
+    EXPECT_EQ(LumoSpiFpgaConf(data.data(), 4), -1);
+    took = board.Now() - from;
+  });
+  EXPECT_NEAR(took / 1ms, 100, 2);
+}
+
+TEST_F(BringUp, LayersThatStayBusyEndTheStart) {
+  board.faults.Add("layer.ready silence times=always detail=2");
+  EXPECT_EQ(Init(), -3);
+  EXPECT_THAT(board.Log(), HasSubstr("LumoSpiIsReady error, rlt = 0\n"));
+  EXPECT_THAT(board.Log(), HasSubstr("LumoFpgaInit:"));
+  EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+}
+
+TEST_F(BringUp, WrongChipIdsAreToldTwiceAndForgiven) {
+  board.faults.Add("sensor.chip-id value=18 detail=24 times=1");      // layer 1, camera 7: right at the second look
+  board.faults.Add("sensor.chip-id value=19 detail=3 times=always");  // layer 0, camera 3: always wrong
+  EXPECT_EQ(Init(), 0);
+  EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+  const std::string log = board.Log();
+  EXPECT_THAT(log, HasSubstr("LumoSpiCciRead 0x300B(0x88) error, layIdx = 1, camIdx = 7, readReg = 18\n"));
+  EXPECT_THAT(log, HasSubstr("LumoSpiCciRead 0x300B(0x88) error, layIdx = 0, camIdx = 3, readReg = 19\n"));
+  EXPECT_THAT(log, HasSubstr("LumoSpiCciRead 0x300B(0x88) error again, layIdx = 0, camIdx = 3, readReg = 19\n"));
+  EXPECT_THAT(log, HasSubstr("LumoSpiCciRead 0x300C(0x65) error, layIdx = 0, camIdx = 3, readReg = 19\n"));
+  EXPECT_THAT(log, HasSubstr("LumoSpiCciRead 0x300C(0x65) error again, layIdx = 0, camIdx = 3, readReg = 19\n"));
+  EXPECT_EQ(board.LogCount("LumoSpiCciRead"), 5u);
+  EXPECT_LT(log.find("layIdx = 1"), log.find("layIdx = 0"));
+}
+
+TEST_F(BringUp, PowerCycleBringsBackAnArrayThatForgotItself) {
+  OnBoard(board, [&] {
+    ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+    board.faults.Add("array.power silence");
+    EXPECT_LT(LumoFpgaAwake(), 0);
+    LumoFpgaReInit();
+    EXPECT_EQ(LumoFpgaAwake(), 0);
+    EXPECT_THAT(board.array.StateName(), StrEq("running"));
+    LumoDeviceClose();
+  });
+  EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+  EXPECT_EQ(board.faults.Fired(), 1u);
+}
+
+// --- sensors ---
+
+// Reads registers of one camera after a set-up, and puts the array to rest.
+std::vector<int> AfterSetUp(twin::Board& board, ControlSignals* ctrlSigs, BYTE layIdx,
+                            const std::vector<int>& registers) {
+  std::vector<int> values;
+  OnBoard(board, [&] {
+    ASSERT_EQ(LumoDeviceOpen(ctrlSigs), 0);
+    ASSERT_EQ(LumoFpgaAwake(), 0);
+    ASSERT_EQ(LumoInitAllCameras(), 0);
+    for (const int address : registers) {
+      values.push_back(LumoSpiCciRead(layIdx, 7, static_cast<uint16_t>(address), 500));
+    }
+    LumoFpgaStandby();
+  });
+  return values;
+}
+
+TEST_F(BringUp, SensorsGetTheirModeAndLayerZeroItsOwnOrientation) {
+  const std::vector<int> registers = {0x3808, 0x3809, 0x380A, 0x380B, 0x380E, 0x380F, 0x3820, 0x3821, 0x4000};
+  EXPECT_THAT(AfterSetUp(board, ctrlSigs.get(), 0, registers),
+              ElementsAre(0x0C, 0xC0, 0x09, 0x90, 0x09, 0xA6, 0x06, 0x46, 0xF3));
+  EXPECT_THAT(AfterSetUp(board, ctrlSigs.get(), 2, registers),
+              ElementsAre(0x0C, 0xC0, 0x09, 0x90, 0x09, 0xA6, 0x00, 0x40, 0xF3));
+}
+
+TEST_F(BringUp, LensTypesTwelveAndThirteenHaveTheirOwnWhiteBalance) {
+  const std::vector<int> registers = {0x5018, 0x5019, 0x501A, 0x501B, 0x501C, 0x501D, 0x501E};
+  for (const int lensType : {11, 12, 13, 14}) {
+    std::fstream conf(board.paths.Local() / "CameraConf_800", std::ios::in | std::ios::out | std::ios::binary);
+    conf.seekp(2);
+    conf.put(static_cast<char>(lensType));
+    conf.put(0);
+    conf.close();
+    const auto values = AfterSetUp(board, ctrlSigs.get(), 1, registers);
+    if (lensType == 12 || lensType == 13) {
+      EXPECT_THAT(values, ElementsAre(0x1D, 0x7B, 0x10, 0x00, 0x14, 0xE5, 0x00)) << lensType;
+    } else {
+      EXPECT_THAT(values, ElementsAre(0x19, 0x31, 0x10, 0x00, 0x16, 0x0F, 0x00)) << lensType;
+    }
+  }
+}
+
+TEST_F(BringUp, TemperaturesAreReadByImageNumberAndTheArrayRestsAgain) {
+  for (int camera = 0; camera < 25; camera++) board.array.SetTemperature(camera, 20 + camera);
+  board.array.SetTemperature(9, -5);
+  OnBoard(board, [&] {
+    ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+    ReadCameraTemperature(ctrlSigs.get());
+  });
+  for (size_t camera = 0; camera < 25; camera++) {
+    EXPECT_EQ(ctrlSigs->camTemp[camera], camera == 9 ? -5 : static_cast<int>(20 + camera)) << camera;
+  }
+  EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+  EXPECT_THAT(board.Complaints(), IsEmpty());
+}
+
+TEST_F(BringUp, AReadingThatFailsLeavesTheTemperaturesAndRests) {
+  for (auto& temperature : ctrlSigs->camTemp) temperature = 0x7F;
+  OnBoard(board, [&] {
+    ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+    board.faults.Add("layer.ready silence times=always");
+    ReadCameraTemperature(ctrlSigs.get());
+  });
+  EXPECT_THAT(board.Log(), HasSubstr("ReadCameraTemperature:"));
+  EXPECT_THAT(board.Log(), HasSubstr(": LumoFpgaAwake error\n"));
+  EXPECT_EQ(ctrlSigs->camTemp[0], 0x7F);
+  EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+}
+
+}  // namespace
