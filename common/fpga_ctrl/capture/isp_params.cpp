@@ -51,6 +51,7 @@ static StopPlace PlaceOfGain(int gain) {
 }
 
 static int At(const StopTable& table, const StopPlace& place) {
+  // Nothing here is below 0, where this would round the wrong way. NOLINTNEXTLINE(bugprone-incorrect-roundings)
   return static_cast<int>(table[place.idx0] * place.coef0 + table[place.idx0 + 1] * place.coef1 + 0.5);
 }
 static BYTE ByteAt(const StopTable& table, const StopPlace& place) { return static_cast<BYTE>(At(table, place)); }
