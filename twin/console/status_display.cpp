@@ -9,9 +9,6 @@ namespace {
 constexpr Duration kTerminalPeriod = 100ms, kLinePeriod = 1s;
 constexpr size_t kTimeWidth = 11;  // "  1234.5 s " in front of everything that tells a change
 
-// Frames of a shot's replay per exposure bracket: each sub-image once, the ends of each run twice, one more at the end.
-constexpr uint64_t kFramesOfThree = 94, kFramesOfSix = 187;
-
 std::string Stage(const Board& board, const Watch& watch) {
   if (!board.Powered()) return "off";
   if (board.Exited()) return "application ended with " + std::to_string(board.ExitStatus());
@@ -22,9 +19,8 @@ std::string Stage(const Board& board, const Watch& watch) {
     case Watch::Countdown::LastTwoSeconds: return "last 2 s";
     case Watch::Countdown::None: break;
   }
-  const uint64_t frames = watch.Frames();
+  const auto [frames, total] = watch.Progress();
   if (frames == 0) return "exposing";
-  const uint64_t total = frames > kFramesOfThree ? kFramesOfSix : kFramesOfThree;
   return "frames filed " + std::to_string(frames) + " of " + std::to_string(total);
 }
 

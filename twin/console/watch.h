@@ -22,8 +22,13 @@ class Watch {
   enum class Countdown { None, Seconds, LastTwoSeconds };
   Countdown CountingDown() const;
 
-  // Frames that have reached the media processor since the present or last shot began.
-  uint64_t Frames() const;
+  // How far the replay of the present or last shot has come: pictures that the first encoder has taken. A replay that
+  // starts anew counts anew.
+  struct Replay {
+    uint64_t frames = 0;
+    uint64_t total = 0;
+  };
+  Replay Progress() const;
 
  private:
   void PanelChanged();
@@ -37,7 +42,7 @@ class Watch {
   Time lastPulse_{0};       // of LED 0 within the shot
   Duration pulseDistance_{0};
   uint64_t pulses_ = 0;  // within the shot
-  uint64_t framesBefore_ = 0;
+  size_t deliveredBefore_ = 0;
 };
 
 }  // namespace twin
