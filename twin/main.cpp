@@ -125,9 +125,11 @@ int Run(const Arguments& arguments) {
     std::cout << line << std::endl;
   });
   if (!arguments.off) board.PowerOn();
-  // Standard output is for results, so that a caller can read them.
-  if (arguments.status)
-    status = std::make_unique<StatusDisplay>(board, console.watch, stderr, isatty(STDERR_FILENO) != 0);
+  // Standard output is for results, so that a caller can read them. A line that is rewritten in place would tear what
+  // somebody types at the prompt.
+  const bool prompt = arguments.script.empty() && !arguments.pressOnce && isatty(STDIN_FILENO) != 0;
+  const bool inPlace = isatty(STDERR_FILENO) != 0 && !prompt;
+  if (arguments.status) status = std::make_unique<StatusDisplay>(board, console.watch, stderr, inPlace);
 
   int result = 0;
   if (!arguments.script.empty()) {
