@@ -181,7 +181,7 @@ TEST(ArrayShots, FlickeringLightGetsWholePeriods) {
   }
 }
 
-// The longest bracket of this scene used to divide by a shutter of 0.
+// No gain of the search fits the longest bracket of this scene.
 TEST(ArrayShots, DarkHandHeldShotUnderFlickeringLightIsTaken) {
   const ArrayShot shot({.light = 0.02, .captureMode = 0, .strobeMode = 1});
   ExpectFramesMatchRecord(shot, 3);

@@ -318,7 +318,7 @@ TEST_F(Sequencer, ARowErrorCountOfLayerZeroThatCannotBeReadFailsAGoodShot) {
   EXPECT_EQ(powerCycles, 0);
 }
 
-// A counter that cannot be read used to be an index before the samples.
+// A counter that cannot be read is -1, an index before the samples.
 TEST_F(Sequencer, ACounterThatCannotBeReadIsNoMeasurement) {
   countFails = true;
   finishAtRead = 0;

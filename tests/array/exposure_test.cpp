@@ -217,7 +217,10 @@ TEST(Split, FlickerRuleLooksAtTheBaseAndWantsWholePeriods) {
                                              {19 * 309, 19, 1, 309 * 16},       // 16 to 18 do not divide it
                                              {19776, 16, 1, 4 * 309 * 16},      // first gain that fits wins
                                              {256 * 309, 16, 2, 8 * 309 * 16},  // eight periods are the limit
-                                             {4 * 0x256B0, 31, 8, 8 * 309 * 16}}) {
+                                             {4 * 0x256B0, 31, 8, 8 * 309 * 16},
+                                             {680 * 309, 17, 8, 5 * 309 * 16},  // of all gains only 8 x 17 fits
+                                             // No gain divides it, as when the light's kind changed between two halves.
+                                             {20 * 309 + 5, 20, 1, 4948}}) {
     const ExposureSplit split = LumoSplitAutomatic(1, 0, base, w.exposure);
     EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
     EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
@@ -231,7 +234,7 @@ TEST(Split, FlickerRuleLooksAtTheBaseAndWantsWholePeriods) {
   EXPECT_EQ(longest.shutter, 64 * 309 * 16);
 }
 
-// The search finds nothing here and used to leave a shutter of 0 to divide by.
+// The search finds nothing here; taken at its word it leaves a shutter of 0 to divide by.
 TEST(Split, DarkHandHeldBracketsGetTheLongestPeriodsAndGainForTheRest) {
   struct Case {
     BYTE strobe;
