@@ -71,15 +71,3 @@ void ControlBench::SnapThread() {
     shots.back().end = board.Now();
   }
 }
-
-std::vector<long> StartsOf(const std::vector<twin::Pulse>& pulses, twin::Time origin) {
-  std::vector<long> starts;
-  for (const twin::Pulse& pulse : pulses) starts.push_back((pulse.start - origin + 500us) / 1ms);
-  return starts;
-}
-
-std::vector<long> LengthsOf(const std::vector<twin::Pulse>& pulses) {
-  std::vector<long> lengths;
-  for (const twin::Pulse& pulse : pulses) lengths.push_back((pulse.length + 500us) / 1ms);
-  return lengths;
-}

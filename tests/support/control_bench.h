@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/control_signals.h"
+#include "tests/support/pulses.h"
 #include "twin/board.h"
 
 struct ControlBench {
@@ -41,7 +42,3 @@ struct ControlBench {
  private:
   void SnapThread();
 };
-
-// Starts of pulses in whole ms after `origin`, rounded, and their lengths in whole ms.
-std::vector<long> StartsOf(const std::vector<twin::Pulse>& pulses, twin::Time origin);
-std::vector<long> LengthsOf(const std::vector<twin::Pulse>& pulses);
