@@ -12,6 +12,8 @@
 namespace {
 
 constexpr char kMemoryDevice[] = "/dev/mem";
+constexpr int kOpenFlags = O_RDWR | O_DSYNC;
+static_assert(kOpenFlags == 0x1002);
 constexpr uint32_t kPageSize = 4096;
 constexpr uint32_t kHimmSpan = 0x80;  // bytes that one register access maps
 
@@ -46,7 +48,7 @@ void* memmap(unsigned int phy_addr, unsigned int size) {
     tail = &node->next;
   }
 
-  if (fd < 0) fd = open(kMemoryDevice, O_RDWR | O_SYNC);
+  if (fd < 0) fd = open(kMemoryDevice, kOpenFlags);
   if (fd < 0) {
     fprintf(g_lumoDebug, "memmap():open %s error!\n", kMemoryDevice);
     return nullptr;
