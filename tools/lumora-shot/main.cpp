@@ -2,45 +2,135 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "tools/lumora-shot/extract.h"
+#include "tools/lumora-shot/info.h"
+#include "tools/lumora-shot/sheet.h"
 #include "tools/lumora-shot/verify.h"
 
 namespace {
 
+// What the program's result tells.
 constexpr int good = 0;
-constexpr int bad = 1;
+constexpr int bad = 1;       // something is wrong with the file
 constexpr int noAnswer = 2;  // wrong use, or a file that cannot be read or written
 
-int VerifyAll(const std::vector<std::string>& paths) {
+int Complain(const std::exception& error) {
+  std::fprintf(stderr, "lumora-shot: %s\n", error.what());
+  return noAnswer;
+}
+
+// One wrong number can put every entry of the index in the wrong; a person needs the first few.
+constexpr size_t shownFindings = 20;
+
+void PrintFindings(std::vector<shot::Finding> findings, bool all) {
+  const size_t hidden = all || findings.size() <= shownFindings ? 0 : findings.size() - shownFindings;
+  findings.resize(findings.size() - hidden);
+  std::fputs(shot::Text(findings).c_str(), stdout);
+  if (hidden > 0) std::printf("and %zu more; --all tells them\n", hidden);
+}
+
+int VerifyAll(const std::vector<std::string>& paths, bool all) {
   int result = good;
   for (const std::string& path : paths) {
     try {
       const shot::File file(path);
       const auto findings = shot::Verify(file);
       const bool fault = shot::HasFault(findings);
-      std::printf("%s: %s\n%s", path.c_str(), fault ? "BAD" : "good", shot::Text(findings).c_str());
+      std::printf("%s: %s\n", path.c_str(), fault ? "BAD" : "good");
+      PrintFindings(findings, all);
       if (fault) result = std::max(result, bad);
     } catch (const shot::CannotRead& error) {
-      std::fprintf(stderr, "lumora-shot: %s\n", error.what());
-      result = noAnswer;
+      result = Complain(error);
     }
   }
   return result;
 }
 
+int Info(const std::string& path, bool json) {
+  const shot::File file(path);
+  const auto findings = shot::Verify(file, shot::Depth::Structure);
+  // A path may hold bytes that are no text; JSON gets a mark in their place.
+  const std::string text =
+      json ? shot::InfoJson(file, findings).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"
+           : shot::InfoText(file, findings);
+  std::fputs(text.c_str(), stdout);
+  return shot::HasFault(findings) ? bad : good;
+}
+
+int Extract(const std::string& path, const std::string& directory, const shot::Choice& choice) {
+  const shot::File file(path);
+  const shot::Shot& shot = file.Get();
+  const auto tooHigh = [&](const char* what, const std::optional<int>& chosen, int count) {
+    if (!chosen || count == 0 || *chosen < count) return false;
+    std::fprintf(stderr, "lumora-shot: --%s %d: this shot has %ss 0 to %d\n", what, *chosen, what, count - 1);
+    return true;
+  };
+  if (tooHigh("camera", choice.camera, shot.cameras) || tooHigh("exposure", choice.exposure, shot.exposures))
+    return noAnswer;
+  const shot::Extracted extracted = shot::Extract(file, directory, choice);
+  std::printf("%zu files in %s\n", extracted.files.size(), directory.c_str());
+  for (const std::string& missing : extracted.missing)
+    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), missing.c_str());
+  return extracted.missing.empty() ? good : bad;
+}
+
+int Sheet(const std::string& path, const std::string& out) {
+  const shot::File file(path);
+  const shot::Rgb page = shot::DrawSheet(file);
+  shot::WriteWhole(out, shot::EncodeRgb(page, 90));
+  std::printf("%s: %d x %d\n", out.c_str(), page.width, page.height);
+  return file.Get().entries.empty() ? bad : good;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Looks into the shot files of the camera.", "lumora-shot");
+  CLI::App app("Looks into the shot files (\"ori\", \"dwo\") of the camera.", "lumora-shot");
   app.require_subcommand(1);
+  app.footer(
+      "Exit: 0 good, 1 something is wrong with the file, 2 wrong use or a file that cannot be read or written.\n"
+      "`lumora-shot COMMAND --help` tells more of a command.");
 
+  std::string path, target;
   std::vector<std::string> paths;
-  CLI::App* verify = app.add_subcommand("verify", "Judges shot files: says what is wrong and where");
+
+  CLI::App* info = app.add_subcommand("info", "Tells what is in a shot: record, exposures, sections, pictures");
+  bool json = false;
+  info->add_option("FILE", path, "Shot file")->required();
+  info->add_flag("--json", json, "All of it, each record word and index entry, as JSON");
+
+  CLI::App* verify = app.add_subcommand(
+      "verify", "Judges shots: structure, record, index, and every JPEG decoded. Says what is wrong and where");
   verify->add_option("FILE", paths, "Shot files")->required();
+  bool all = false;
+  verify->add_flag("--all", all, "Tell everything that is found, not the first 20 only");
+
+  CLI::App* extract = app.add_subcommand("extract", "Writes the pictures of a shot out as JPEG files");
+  shot::Choice choice;
+  std::string size;
+  extract->add_option("FILE", path, "Shot file")->required();
+  extract->add_option("DIR", target, "Where to; made if it is not there")->required();
+  extract->add_option("--camera", choice.camera, "Only this camera, from 0")->check(CLI::NonNegativeNumber);
+  extract->add_option("--exposure", choice.exposure, "Only this step of the bracket, from 0")
+      ->check(CLI::NonNegativeNumber);
+  extract->add_option("--size", size, "Only this size")->check(CLI::IsMember({"half", "full"}));
+
+  CLI::App* sheet = app.add_subcommand("sheet", "Draws all cameras and exposures of a shot on one page");
+  sheet->add_option("FILE", path, "Shot file")->required();
+  sheet->add_option("OUT.jpg", target, "The page to write")->required();
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? good : noAnswer;
   }
-  return VerifyAll(paths);
+  if (!size.empty()) choice.size = size == "full" ? shot::PictureSize::Full : shot::PictureSize::Half;
+  try {
+    if (*info) return Info(path, json);
+    if (*extract) return Extract(path, target, choice);
+    if (*sheet) return Sheet(path, target);
+    return VerifyAll(paths, all);
+  } catch (const std::exception& error) {
+    return Complain(error);
+  }
 }

@@ -22,6 +22,19 @@ void CheckType(const File& file, Findings& findings) {
     findings.Remark(0, "file type 0x73C1, that of an \"ori\", in a file named \"dwo\"");
 }
 
+// Tells a file that was never a shot from a damaged one, so that it gets one sentence and not a hundred.
+bool IsNoShot(const Shot& shot, Findings& findings) {
+  if (shot.fileSize == 0) {
+    findings.Fault(0, "empty file");
+    return true;
+  }
+  const Section* record = shot.Find(Part::Record);
+  const bool known = shot.fileTypeToken == tokenOri || shot.fileTypeToken == tokenDwo;
+  if (known || !record || record->token == tokenRecord) return false;
+  findings.Fault(0, "not a shot file%s", shot.fileTypeToken == 0xD8FF ? " but a single JPEG" : "");
+  return true;
+}
+
 uint16_t TokenOf(Part part) {
   switch (part) {
     case Part::Record: return tokenRecord;
@@ -36,8 +49,9 @@ uint16_t TokenOf(Part part) {
   return 0;
 }
 
-void CheckSections(const Shot& shot, Findings& findings) {
+void CheckSections(const Shot& shot, bool unfinished, Findings& findings) {
   for (const Section& section : shot.sections) {
+    if (unfinished && section.part == Part::Thumbnail) continue;  // pictures of an unknown length stand there
     const char* name = NameOf(section.part);
     if (section.token != TokenOf(section.part))
       findings.Fault(section.tokenAt, "token 0x%04X where the %s begins with 0x%04X", section.token, name,
@@ -79,13 +93,10 @@ bool IsUnfinished(const File& file, Findings& findings) {
 std::vector<Finding> Verify(const File& file, Depth depth) {
   const Shot& shot = file.Get();
   Findings findings;
-  if (shot.fileSize == 0) {
-    findings.Fault(0, "empty file");
-    return findings.Take();
-  }
+  if (IsNoShot(shot, findings)) return findings.Take();
   CheckType(file, findings);
   const bool unfinished = IsUnfinished(file, findings);
-  CheckSections(shot, findings);
+  CheckSections(shot, unfinished, findings);
   if (shot.calibrated > 0) CheckRecord(shot, findings);
   if (!unfinished) {
     CheckEnd(shot, findings);

@@ -1,0 +1,64 @@
+#include "tools/lumora-shot/extract.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+namespace shot {
+
+void WriteWhole(const std::string& path, const Bytes& bytes) {
+  FILE* file = std::fopen(path.c_str(), "wb");
+  if (!file) throw CannotWrite(path + ": cannot create: " + std::strerror(errno));
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  const bool closed = std::fclose(file) == 0;
+  if (written && closed) return;
+  const std::string reason = std::strerror(errno);
+  std::remove(path.c_str());
+  throw CannotWrite(path + ": cannot write: " + reason);
+}
+
+Extracted Extract(const File& file, const std::string& directory, const Choice& choice) {
+  std::error_code error;
+  std::filesystem::create_directories(directory, error);
+  if (error) throw CannotWrite(directory + ": cannot create: " + error.message());
+
+  const Shot& shot = file.Get();
+  const std::string stem = (std::filesystem::path(directory) / std::filesystem::path(file.Path()).stem()).string();
+  Extracted extracted;
+  const auto write = [&](const std::string& name, const Bytes& bytes) {
+    const std::string path = stem + "_" + name + ".jpg";
+    WriteWhole(path, bytes);
+    extracted.files.push_back(path);
+  };
+
+  if (shot.entries.empty()) extracted.missing.push_back("the index");
+  for (const Entry& entry : shot.entries) {
+    const Place place = shot.PlaceOf(entry.number);
+    if (choice.camera.value_or(place.camera) != place.camera) continue;
+    if (choice.exposure.value_or(place.exposure) != place.exposure) continue;
+    if (choice.size.value_or(place.size) != place.size) continue;
+    char name[64];
+    std::snprintf(name, sizeof(name), "cam%02d_exp%d_%s", place.camera, place.exposure, NameOf(place.size));
+    if (const Bytes jpeg = file.Jpeg(entry); !jpeg.empty())
+      write(name, jpeg);
+    else
+      extracted.missing.push_back(name);
+  }
+  if (choice.Everything()) {
+    if (shot.Whole())
+      write("thumbnail", file.Read(Part::Thumbnail));
+    else
+      extracted.missing.push_back("thumbnail");
+    if (const Section* section = shot.Find(Part::Logo); section && section->body.size > 0) {
+      const Bytes logo = file.Read(Part::Logo);
+      if (static_cast<int64_t>(logo.size()) == section->body.size)
+        write("logo", logo);
+      else
+        extracted.missing.push_back("logo");
+    }
+  }
+  return extracted;
+}
+
+}  // namespace shot

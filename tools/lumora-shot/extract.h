@@ -1,0 +1,37 @@
+// Takes the pictures of a shot out of its file.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tools/lumora-shot/shot_file.h"
+
+namespace shot {
+
+// What to take; all of a kind where nothing is chosen.
+struct Choice {
+  std::optional<int> camera;
+  std::optional<int> exposure;
+  std::optional<PictureSize> size;
+  bool Everything() const { return !camera && !exposure && !size; }
+};
+
+struct CannotWrite : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+struct Extracted {
+  std::vector<std::string> files;    // paths written
+  std::vector<std::string> missing;  // what was asked for and is not in the file, in words
+};
+
+// Writes each JPEG, byte for byte, into `directory` (made if it is not there) as NAME_cam03_exp1_half.jpg; with no
+// choice made also the thumbnail and the logo. Older files of these names are replaced. Throws CannotWrite, CannotRead.
+Extracted Extract(const File& file, const std::string& directory, const Choice& choice);
+
+// Writes a whole file, replacing an older one. Throws CannotWrite; then no half-written file is left.
+void WriteWhole(const std::string& path, const Bytes& bytes);
+
+}  // namespace shot
