@@ -4,7 +4,9 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <map>
+#include <random>
 #include <stdexcept>
 #include <tuple>
 
@@ -92,6 +94,21 @@ const Bytes& TwoToneJpeg(int width, int height, int quality) {
   return jpeg;
 }
 
+Bytes NoiseJpeg(int width, int height, int subsampling) {
+  Bytes pixels(static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
+  std::mt19937 noise(1);
+  for (uint8_t& pixel : pixels) pixel = static_cast<uint8_t>(noise());
+  const tjhandle encoder = tjInitCompress();
+  unsigned char* bytes = nullptr;
+  unsigned long size = 0;
+  if (tjCompress2(encoder, pixels.data(), width, 0, height, TJPF_RGB, &bytes, &size, subsampling, 80, 0) != 0)
+    throw std::runtime_error(tjGetErrorStr2(encoder));
+  Bytes jpeg(bytes, bytes + size);
+  tjFree(bytes);
+  tjDestroy(encoder);
+  return jpeg;
+}
+
 Bytes JpegOf(const std::string& size, int camera, int exposure) {
   const Bytes& plain = size == "full" ? TwoToneJpeg(3264, 2448, 95) : TwoToneJpeg(1632, 1224, 85);
   const std::string comment = size + " " + std::to_string(camera) + " " + std::to_string(exposure);
@@ -140,22 +157,32 @@ Bytes MadeShot::Make() const {
       for (const int camera : layer)
         for (const int type : {2, 1}) {
           if (!IsTaken(*this, camera)) continue;
-          const Bytes jpeg = JpegOf(type == 2 ? "full" : "half", camera, exposure);
+          const Bytes picture = jpeg(type == 2 ? "full" : "half", camera, exposure);
           const int number = (type == 2 ? entries / 2 : 0) + camera * Exposures() + exposure;
           const size_t at = index + static_cast<size_t>(number) * 20;
           file[at] = static_cast<uint8_t>(type);
           file[at + 2] = static_cast<uint8_t>(camera);
           file[at + 4] = static_cast<uint8_t>(exposure);
           Put32(file, at + 12, file.size() - data);
-          Put32(file, at + 16, jpeg.size());
-          file.insert(file.end(), jpeg.begin(), jpeg.end());
+          Put32(file, at + 16, picture.size());
+          file.insert(file.end(), picture.begin(), picture.end());
         }
   Put32(file, sizeAt, file.size() - data);
-  const Bytes& thumbnail = TwoToneJpeg(408, 306, 80);
   Add16(file, 0xFFD2);
   Add32(file, static_cast<int32_t>(thumbnail.size()));
   file.insert(file.end(), thumbnail.begin(), thumbnail.end());
   return file;
+}
+
+TestFolder::TestFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "lumora-shot-XXXXXX").string();
+  if (!mkdtemp(name.data())) throw std::runtime_error("cannot make " + name);
+  path_ = name;
+}
+
+TestFolder::~TestFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
 }
 
 void WriteFile(const std::string& path, const Bytes& bytes) {

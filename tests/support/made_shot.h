@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,10 @@ using Bytes = std::vector<uint8_t>;
 // Made once for each size and quality.
 const Bytes& TwoToneJpeg(int width, int height, int quality);
 
+// A JPEG of fine noise, so that its data are dense; subsampling as the encoder numbers it (0 is 4:4:4, 2 is 4:2:0, 3 is
+// gray).
+Bytes NoiseJpeg(int width, int height, int subsampling);
+
 // The JPEG of one place in a made shot: the above with a comment "half 12 1", so that each picture's bytes are its own.
 Bytes JpegOf(const std::string& size, int camera, int exposure);
 
@@ -24,12 +29,25 @@ struct MadeShot {
   bool skippedSection = false;
   bool hasLogo = false;
   Bytes logo;
+  std::function<Bytes(const std::string& size, int camera, int exposure)> jpeg = JpegOf;
+  Bytes thumbnail = TwoToneJpeg(408, 306, 80);
   int half = 0;  // 1 or 2: only these cameras of a two-half shot are filled in
 
   int Cameras() const { return deviceId < 10 ? 25 : 36; }
   int Exposures() const { return captureMode < 2 ? 3 : 6; }
 
   Bytes Make() const;
+};
+
+// A place for files that is new for each test and gone after it.
+class TestFolder {
+ public:
+  TestFolder();
+  ~TestFolder();
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
 };
 
 // Puts `bytes` into `path`, whatever stood there.

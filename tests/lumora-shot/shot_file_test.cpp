@@ -1,0 +1,170 @@
+// What the reader makes of sound files: every form that the format knows.
+#include "tools/lumora-shot/shot_file.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/support/made_shot.h"
+#include "tools/lumora-shot/calibration.h"
+#include "tools/lumora-shot/pictures.h"
+#include "tools/lumora-shot/verify.h"
+
+namespace {
+
+using shot::Part;
+using shot::PictureSize;
+using support::JpegOf;
+using support::MadeShot;
+
+// Positions as the format's table states them, for a shot with or without a logo.
+struct Form {
+  const char* name;
+  MadeShot shot;
+  int64_t indexAt;  // of the index's token
+  int entries;
+};
+
+std::vector<Form> Forms() {
+  std::vector<Form> forms;
+  forms.push_back({"three steps, no logo", {}, 78076, 150});
+  forms.push_back({"six steps, no logo", {}, 78076, 300});
+  forms.back().shot.captureMode = 2;
+  forms.push_back({"by hand, logo of 5 bytes", {}, 78082 + 5, 150});
+  forms.back().shot.captureMode = 0;
+  forms.back().shot.hasLogo = true;
+  forms.back().shot.logo = {'l', 'o', 'g', 'o', '.'};
+  forms.push_back({"empty logo", {}, 78082, 150});
+  forms.back().shot.hasLogo = true;
+  forms.push_back({"stepped-over section", {}, 78076 + 270, 150});
+  forms.back().shot.skippedSection = true;
+  forms.push_back({"stepped-over section and logo", {}, 78076 + 270 + 6 + 4, 150});
+  forms.back().shot.skippedSection = true;
+  forms.back().shot.hasLogo = true;
+  forms.back().shot.logo = {1, 2, 3, 4};
+  forms.push_back({"second form, three steps", {}, 3 * 3112 + 276, 216});
+  forms.back().shot.deviceId = 10;
+  forms.push_back({"second form, six steps", {}, 3 * 3112 + 276, 432});
+  forms.back().shot.deviceId = 12;
+  forms.back().shot.captureMode = 3;
+  return forms;
+}
+
+TEST(ShotFile, EveryFormIsWalkedToItsLastByte) {
+  const support::TestFolder folder;
+  for (const Form& form : Forms()) {
+    SCOPED_TRACE(form.name);
+    const auto bytes = form.shot.Make();
+    support::WriteFile(folder / "made.ori", bytes);
+    const shot::File file(folder / "made.ori");
+    const shot::Shot& shot = file.Get();
+    ASSERT_TRUE(shot.Whole()) << shot.stop;
+    EXPECT_EQ(shot.fileSize, static_cast<int64_t>(bytes.size()));
+    EXPECT_EQ(shot.Find(Part::Index)->tokenAt, form.indexAt);
+    EXPECT_EQ(static_cast<int>(shot.entries.size()), form.entries);
+    EXPECT_EQ(shot.Find(Part::Pictures)->tokenAt, form.indexAt + 6 + form.entries * 20);
+    EXPECT_EQ(shot.Find(Part::Thumbnail)->body.End(), shot.fileSize);
+    EXPECT_EQ(file.Read(Part::Thumbnail), support::TwoToneJpeg(408, 306, 80));
+    EXPECT_EQ(file.Read(Part::Logo), form.shot.logo);
+    EXPECT_EQ(shot.Find(Part::Logo) != nullptr, form.shot.hasLogo);
+    // Each picture carries its own name in a comment, and the data lie in another order than the index.
+    for (const int camera : {0, 9, form.shot.Cameras() - 1})
+      for (int exposure = 0; exposure < form.shot.Exposures(); ++exposure) {
+        EXPECT_EQ(file.Jpeg({PictureSize::Half, camera, exposure}), JpegOf("half", camera, exposure));
+        EXPECT_EQ(file.Jpeg({PictureSize::Full, camera, exposure}), JpegOf("full", camera, exposure));
+      }
+    EXPECT_TRUE(file.Jpeg({PictureSize::Half, form.shot.Cameras(), 0}).empty());
+    const bool decode = form.entries == 150 && !form.shot.hasLogo;  // the same pictures stand in every form
+    const auto findings = shot::Verify(file, decode ? shot::Depth::Pictures : shot::Depth::Structure);
+    EXPECT_FALSE(shot::HasFault(findings)) << shot::Text(findings);
+    EXPECT_EQ(findings.size(), form.shot.skippedSection ? 1U : 0U) << shot::Text(findings);
+  }
+}
+
+TEST(ShotFile, TheRecordsWordsStandUnderTheirNames) {
+  const support::TestFolder folder;
+  auto bytes = MadeShot{}.Make();
+  for (uint8_t word = 0; word < 64; ++word) {  // word i becomes i, with a sign in its top byte
+    const size_t at = 8 + size_t{4} * word;
+    bytes[at] = word;
+    bytes[at + 1] = bytes[at + 2] = bytes[at + 3] = 0;
+  }
+  bytes[8 + 26 * 4 + 1] = bytes[8 + 26 * 4 + 2] = bytes[8 + 26 * 4 + 3] = 0xFF;
+  support::WriteFile(folder / "made.ori", bytes);
+  const shot::Record record = shot::ReadShot(folder / "made.ori").record;
+  // Byte offsets divided by four, from the format's table.
+  EXPECT_EQ(record.shootDateYear, 8 / 4);
+  EXPECT_EQ(record.shootIdx, 36 / 4);
+  EXPECT_EQ(record.Exposure(0), (shot::ExposureSet{40 / 4, 44 / 4, 48 / 4, 52 / 4}));
+  EXPECT_EQ(record.Exposure(2).gain, 84 / 4);
+  EXPECT_EQ(record.evBiasMode, (104 / 4) - 256);
+  EXPECT_EQ(record.hdrMode, 112 / 4);
+  EXPECT_EQ(record.oriQuality, 132 / 4);
+  EXPECT_EQ(record.twoHalfMode, 144 / 4);
+  EXPECT_EQ(record.timerMode, 152 / 4);
+  EXPECT_EQ(record.prevExpos, 164 / 4);
+  EXPECT_EQ(record.latitude, 180 / 4);
+  EXPECT_EQ(record.Exposure(3).shutterLines, 184 / 4);
+  EXPECT_EQ(record.Exposure(5).gain, 228 / 4);
+  EXPECT_EQ(record.compassValue, 236 / 4);
+  EXPECT_EQ(record.reserve[3], 252 / 4);
+  const auto words = shot::WordsOf(record);
+  for (size_t i = 0; i < 64; ++i)
+    EXPECT_EQ(words[i], static_cast<int>(i) - (i == 26 ? 256 : 0)) << shot::recordFields[i];
+}
+
+TEST(ShotFile, CalibrationRowsComeOutAsTheyStand) {
+  const support::TestFolder folder;
+  auto bytes = MadeShot{}.Make();
+  const size_t row24 = 270 + 24 * 32, vignet24 = 1076 + 24 * 3080;
+  bytes[row24 + 2] = 13, bytes[row24 + 3] = 0;
+  bytes[row24 + 28] = 0xFE;
+  for (size_t i = 29; i < 32; ++i) bytes[row24 + i] = 0xFF;
+  const uint8_t half[8] = {0, 0, 0, 0, 0, 0, 0xE0, 0x3F};  // 0.5
+  std::copy(half, half + 8, &bytes[vignet24 + 2056 + 504]);
+  bytes[vignet24 + 3078] = 0x34, bytes[vignet24 + 3079] = 0x12;
+  support::WriteFile(folder / "made.ori", bytes);
+  const shot::File file(folder / "made.ori");
+  const auto cameras = shot::ReadCameras(file);
+  const auto vignetting = shot::ReadVignetting(file);
+  ASSERT_EQ(cameras.size(), 25U);
+  ASSERT_EQ(vignetting.size(), 25U);
+  EXPECT_EQ(cameras[24].lensType, 13);
+  EXPECT_EQ(cameras[24].sensorScale, -2);
+  EXPECT_EQ(vignetting[24].r.curve[63], 0.5);
+  EXPECT_EQ(vignetting[24].r.table[255], 0x1234);
+}
+
+TEST(ShotFile, WhatIsNoFileCannotBeRead) {
+  const support::TestFolder folder;
+  EXPECT_THROW(shot::File(folder / "nothing.ori"), shot::CannotRead);
+  EXPECT_THROW(shot::File(folder / "."), shot::CannotRead);
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_THROW(shot::File(folder / "pipe"), shot::CannotRead);  // and does not wait for a writer
+}
+
+TEST(Pictures, AreDecodedAtTheirSizeAndPlace) {
+  const auto jpeg = JpegOf("half", 3, 1);
+  const auto facts = shot::ReadJpegHead(jpeg);
+  EXPECT_EQ(facts.width, 1632);
+  EXPECT_EQ(facts.height, 1224);
+  EXPECT_TRUE(facts.yuv420);
+  EXPECT_EQ(facts.quality, 85);
+  EXPECT_EQ(shot::ReadJpegHead(JpegOf("full", 0, 0)).quality, 95);
+  EXPECT_EQ(shot::ReadJpegHead(support::TwoToneJpeg(408, 306, 80)).quality, 80);
+  EXPECT_FALSE(shot::ReadJpegHead(support::NoiseJpeg(64, 48, 0)).yuv420);
+
+  const shot::Gray gray = shot::DecodeGray(jpeg, 8);
+  EXPECT_EQ(gray.width, 204);
+  EXPECT_EQ(gray.height, 153);
+  EXPECT_NEAR(gray.At(100, 10), 210, 3);
+  EXPECT_NEAR(gray.At(100, 140), 50, 3);
+  const shot::Yuv yuv = shot::DecodeYuv(jpeg);
+  ASSERT_EQ(yuv.y.size(), 1632U * 1224U);
+  ASSERT_EQ(yuv.u.size(), 816U * 612U);
+  EXPECT_NEAR(yuv.y.front(), 210, 3);
+  EXPECT_NEAR(yuv.y.back(), 50, 3);
+  EXPECT_NEAR(yuv.v.back(), 128, 3);
+}
+
+}  // namespace
