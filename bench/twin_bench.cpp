@@ -1,0 +1,195 @@
+// What the board costs its host: an idle board's speed, the host time of a shot, the memory of a rendered one.
+//   twin_bench [--benchmark_filter=REGEX]
+// Each measurement runs in a process of its own, so that its memory is its own too.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <regex>
+#include <stdexcept>
+#include <string>
+
+#include "twin/board.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using HostClock = std::chrono::steady_clock;
+
+constexpr int kRepetitions = 5;  // of the short ones; the median counts
+constexpr auto kIdle = 5min;     // board time
+
+double ProcessorSeconds() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+struct HostTime {
+  double real = 0, cpu = 0;  // seconds; cpu over all threads
+};
+
+template <class Work>
+HostTime Measure(Work work) {
+  const auto start = HostClock::now();
+  const double cpu = ProcessorSeconds();
+  work();
+  return {std::chrono::duration<double>(HostClock::now() - start).count(), ProcessorSeconds() - cpu};
+}
+
+HostTime Median(std::array<HostTime, kRepetitions>& times) {
+  std::sort(times.begin(), times.end(), [](const HostTime& a, const HostTime& b) { return a.real < b.real; });
+  return times[kRepetitions / 2];
+}
+
+void BootOrThrow(twin::Board& board) {
+  if (!board.Boot() || board.Exited()) throw std::runtime_error("the board did not come up");
+}
+
+void ShootOrThrow(twin::Board& board) {
+  board.button.Press(100ms);
+  if (!board.RunUntilShotEnds()) throw std::runtime_error("the shot did not end");
+  if (board.disk.Shots().empty()) throw std::runtime_error("there is no shot on the disk");
+}
+
+// --- measurements: each fills in what it found ---
+
+struct Found {
+  HostTime start;  // board built and booted
+  HostTime work;
+  long peakKBs = 0;  // of the whole process
+};
+
+Found IdleBoard() {
+  Found found;
+  twin::Board board{twin::BoardOptions{}};
+  found.start = Measure([&] { BootOrThrow(board); });
+  std::array<HostTime, kRepetitions> times;
+  for (HostTime& time : times) time = Measure([&] { board.Run(kIdle); });
+  found.work = Median(times);
+  return found;
+}
+
+Found MarkedShot() {
+  Found found;
+  std::array<HostTime, kRepetitions> starts, shots;
+  for (size_t i = 0; i < kRepetitions; i++) {
+    std::unique_ptr<twin::Board> board;
+    starts[i] = Measure([&] {
+      board = std::make_unique<twin::Board>(twin::BoardOptions{});
+      BootOrThrow(*board);
+    });
+    shots[i] = Measure([&] { ShootOrThrow(*board); });
+  }
+  found.start = Median(starts);
+  found.work = Median(shots);
+  return found;
+}
+
+Found RenderedShot() {
+  Found found;
+  std::unique_ptr<twin::Board> board;
+  twin::BoardOptions options;
+  options.pictures = twin::Pictures::Rendered;
+  found.start = Measure([&] {
+    board = std::make_unique<twin::Board>(options);
+    BootOrThrow(*board);
+  });
+  found.work = Measure([&] { ShootOrThrow(*board); });
+  return found;
+}
+
+// Runs `measurement` in a child. Throws if that fails.
+Found InOwnProcess(Found (*measurement)()) {
+  int ends[2];
+  if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("no process");
+  if (child == 0) {
+    try {
+      const Found found = measurement();
+      _exit(write(ends[1], &found, sizeof found) == sizeof found ? 0 : 1);
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "%s\n", error.what());
+      _exit(1);
+    }
+  }
+  close(ends[1]);
+  Found found;
+  const bool read = ::read(ends[0], &found, sizeof found) == sizeof found;
+  close(ends[0]);
+  int status = 0;
+  rusage usage;
+  wait4(child, &status, 0, &usage);
+  if (!read || status != 0) throw std::runtime_error("the measurement failed");
+  found.peakKBs = usage.ru_maxrss;
+  return found;
+}
+
+const char* Verdict(bool met) { return met ? "" : "  MISSED"; }
+
+// The idle board and the marked shot use one thread, so their processor time is what a free machine would take; the
+// rendered shot uses all processors, so only its real time, on a free machine, says how long a person waits.
+void TellShot(const char* name, const Found& found, double judged, double aimSeconds) {
+  std::printf("%s: %.3f s of host time (cpu %.3f s), aim under %.1f s%s; start before it %.3f s (cpu %.3f s)\n", name,
+              found.work.real, found.work.cpu, aimSeconds, Verdict(judged < aimSeconds), found.start.real,
+              found.start.cpu);
+}
+
+void TellLoad() {
+  double load = 0;
+  const long processors = sysconf(_SC_NPROCESSORS_ONLN);
+  if (getloadavg(&load, 1) == 1 && load > static_cast<double>(processors)) {
+    std::printf("This machine was busy (load %.1f on %ld processors): real times count others' work too.\n", load,
+                processors);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::regex wanted(".*");
+  constexpr const char* kFilter = "--benchmark_filter=";
+  for (int i = 1; i < argc; i++) {
+    if (std::strncmp(argv[i], kFilter, std::strlen(kFilter)) != 0) {
+      std::fprintf(stderr, "not understood: %s\n", argv[i]);
+      return 2;
+    }
+    wanted = argv[i] + std::strlen(kFilter);
+  }
+  const auto named = [&](const char* name) { return std::regex_search(name, wanted); };
+  try {
+    if (named("IdleBoard")) {
+      const Found found = InOwnProcess(IdleBoard);
+      const double idle = std::chrono::duration<double>(kIdle).count();
+      std::printf("IdleBoard: %.0f simulated seconds a host second (cpu %.0f), aim at least 300%s\n",
+                  idle / found.work.real, idle / found.work.cpu, Verdict(idle / found.work.cpu >= 300));
+    }
+    if (named("MarkedShot")) {
+      const Found found = InOwnProcess(MarkedShot);
+      TellShot("MarkedShot", found, found.work.cpu, 0.5);
+    }
+    if (named("RenderedShot")) {
+      const Found found = InOwnProcess(RenderedShot);
+      TellShot("RenderedShot", found, found.work.real, 10);
+      const double peak = static_cast<double>(found.peakKBs) / 1000;
+      std::printf("RenderedShot: peak memory %.0f MB, aim under 800 MB%s\n", peak, Verdict(peak < 800));
+    }
+    TellLoad();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 2;
+  }
+  return 0;
+}
