@@ -4,7 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "twin/light/pictures.h"
+#include "twin/light/marked_pictures.h"
+#include "twin/light/rendered_pictures.h"
 #include "twin/seam/commands.h"
 #include "twin/seam/process_image.h"
 

@@ -14,7 +14,8 @@ struct StoredFrame {
   uint32_t shot = 0;    // counts exposures of the array since the board was built, from 1
   double seconds = 0;   // exposure time that the sensor was really set to
   double gain = 1;      // 1 is unity, ISO 100
-  bool mirror = false;  // the sensor's own orientation registers
+  bool mirror = false;  // the sensor's own orientation registers. What mounting and video input turn on top of them
+                        // is in the pictures already: see rendered_pictures.h
   bool flip = false;
 };
 
