@@ -128,6 +128,20 @@ TEST_F(FailingShot, WithoutMemoryForPacksTheLoopEnds) {
   EXPECT_EQ(Logged("malloc error\n"), 1u);
 }
 
+// A shot that ends between its channels, with the full frame taken and the half one not, must not leave the next shot
+// half a step ahead: each of its pictures would be filed as its neighbour. The sixteenth frame comes twice and the half
+// one is slow to fetch, so that a full frame and the next half frame wait together; then the half channel fails.
+TEST_F(FailingShot, NoFrameCountsForTheNextShot) {
+  Start();
+  board.faults.Add("frame.double silence detail=25");
+  board.faults.Add("venc.stream delay=100ms detail=1 nth=17");
+  board.faults.Add("venc.query fail detail=1 nth=18");
+  ASSERT_TRUE(Shoot());
+  EXPECT_EQ(board.faults.Fired(), 3u);
+  EXPECT_THAT(Outcome(), Pair(0, 10));
+  ExpectGoodShot();
+}
+
 // A failed shot does not close its stream, and each next one opens its own: nothing grows but the open files.
 TEST_F(FailingShot, AnAbortedShotLeavesItsStreamBehind) {
   Start();
