@@ -21,7 +21,7 @@ using testing::Pair;
 
 using Bytes = std::vector<uint8_t>;
 
-struct ShotFile : SnapLoop {
+struct WrittenShot : SnapLoop {
   std::filesystem::path Local(const std::string& name) const { return board.paths.Local() / name; }
   void Put(const std::string& name, const Bytes& bytes) {
     std::ofstream(Local(name), std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -46,7 +46,7 @@ struct Reader {
   }
 };
 
-TEST_F(ShotFile, StandsByteForByteWithAndWithoutLogo) {
+TEST_F(WrittenShot, StandsByteForByteWithAndWithoutLogo) {
   const Bytes conf = FileBytes(Local("CameraConf_800"));
   const Bytes vignet = FileBytes(Local("CameraVignet_800"));
   ASSERT_EQ(conf.size(), 800u);
@@ -85,7 +85,7 @@ TEST_F(ShotFile, StandsByteForByteWithAndWithoutLogo) {
 }
 
 // A power cut right after the start of a shot leaves a full head and an empty index, under the temporary name.
-TEST_F(ShotFile, TheHeadIsOnTheDiskBeforeTheFirstFrame) {
+TEST_F(WrittenShot, TheHeadIsOnTheDiskBeforeTheFirstFrame) {
   Start();
   ctrl->captureMode = 2;
   ctrl->needSave = kShotRunning;
@@ -99,7 +99,7 @@ TEST_F(ShotFile, TheHeadIsOnTheDiskBeforeTheFirstFrame) {
   EXPECT_TRUE(std::all_of(bytes.end() - 4, bytes.end(), [](uint8_t byte) { return byte == 0; }));
 }
 
-TEST_F(ShotFile, ShortCalibrationFilesGiveZerosAndTheLastRecordAgain) {
+TEST_F(WrittenShot, ShortCalibrationFilesGiveZerosAndTheLastRecordAgain) {
   const Bytes vignet = FileBytes(Local("CameraVignet_800"));
   Put("CameraConf_800", Bytes(100, 0x11));
   Put("CameraVignet_800", Bytes(vignet.begin(), vignet.begin() + 2 * 3080));
@@ -112,7 +112,7 @@ TEST_F(ShotFile, ShortCalibrationFilesGiveZerosAndTheLastRecordAgain) {
   EXPECT_EQ(section(1076 + 24 * 3080, 3080), Bytes(vignet.begin() + 3080, vignet.begin() + 2 * 3080));
 }
 
-TEST_F(ShotFile, ARemoteAloneMakesADwo) {
+TEST_F(WrittenShot, ARemoteAloneMakesADwo) {
   ctrl->serialFd = 5;
   Start();
   ASSERT_TRUE(Shoot());
@@ -122,7 +122,7 @@ TEST_F(ShotFile, ARemoteAloneMakesADwo) {
   EXPECT_EQ(bytes[1], 0x73);
 }
 
-TEST_F(ShotFile, TellsTheClientAndTheRemoteWhatItTook) {
+TEST_F(WrittenShot, TellsTheClientAndTheRemoteWhatItTook) {
   std::strcpy(ctrl->prefix, "house");
   ctrl->isoMode = 1;
   ctrl->latitude = 5;
@@ -146,7 +146,7 @@ TEST_F(ShotFile, TellsTheClientAndTheRemoteWhatItTook) {
   EXPECT_STREQ(ctrl->oriInfo, info);
 }
 
-TEST_F(ShotFile, LevelCorrectionIsStoredAndRecorded) {
+TEST_F(WrittenShot, LevelCorrectionIsStoredAndRecorded) {
   ctrl->plusVertexX = 700;
   ctrl->plusVertexY = -800;
   Start();
@@ -168,7 +168,7 @@ TEST_F(ShotFile, LevelCorrectionIsStoredAndRecorded) {
 
 // --- two halves ---
 
-TEST_F(ShotFile, TwoHalvesMakeOneShot) {
+TEST_F(WrittenShot, TwoHalvesMakeOneShot) {
   const std::set<int> firstHalf = {0, 1, 4, 5, 6, 7, 11, 12, 13, 14, 18, 19, 20, 21, 23, 24};
   for (const int thumbCamera : {12, 3}) {  // of the first half, and of the second
     ctrl->thumbCamIdx = static_cast<BYTE>(thumbCamera);
@@ -193,7 +193,7 @@ TEST_F(ShotFile, TwoHalvesMakeOneShot) {
 
 // --- one camera ---
 
-struct SingleCamera : ShotFile, testing::WithParamInterface<int> {};
+struct SingleCamera : WrittenShot, testing::WithParamInterface<int> {};
 
 // Needs no calibration files; beyond the last camera it is the last.
 TEST_P(SingleCamera, IsAJpegOfItsMiddleExposure) {
@@ -223,7 +223,7 @@ TEST_P(SingleCamera, IsAJpegOfItsMiddleExposure) {
 // The ends of the layers, the camera of layer 1 that is counted last, and numbers that no camera has.
 INSTANTIATE_TEST_SUITE_P(Cameras, SingleCamera, testing::Values(1, 9, 10, 16, 17, 24, 25, 26, 255));
 
-TEST_F(ShotFile, RawFramesAreNotTakenYet) {
+TEST_F(WrittenShot, RawFramesAreNotTakenYet) {
   ctrl->saveRaw = 1;
   Start();
   ASSERT_TRUE(Shoot());
