@@ -97,6 +97,12 @@ TEST_F(CaptureTrigger, CountdownOfFiveSecondsHurriesInTheLastTwo) {
   EXPECT_GE(shots.at(0).start - begin, 5000ms - 1ms);
 }
 
+TEST_F(CaptureTrigger, CountdownBetweenWholeSecondsHurriesWhenLessThanTwoAreLeft) {
+  Shoot(4400ms);
+  const std::vector<long> countdown = {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300};
+  EXPECT_THAT(Buzzer(), IsAbout(Joined(countdown, SuccessAfter(4400))));
+}
+
 TEST_F(CaptureTrigger, MuteSilencesSuccessAndCountdownButNoFailure) {
   ctrlSigs->muteMode = 1;
   Shoot(1000ms);
