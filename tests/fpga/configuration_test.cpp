@@ -51,6 +51,12 @@ TEST_F(Configuration, InitStaysLowWhileTheMemoryIsCleared) {
     EXPECT_TRUE(Init());
     SendStream({stream.begin() + 1000, stream.end()});
     EXPECT_FALSE(Done());
+
+    ASSERT_TRUE(StartConfiguration());
+    Set(5, 7, false);
+    Output(5, 7, true);  // held low by the processor: the parts do not listen
+    SendStream(stream);
+    EXPECT_FALSE(Done());
   });
 }
 
@@ -71,6 +77,12 @@ TEST_F(Configuration, ADamagedStreamDoesNotConfigure) {
          s[FindWord(s, {0x30, 0x00, 0x00, 0x01}) + 7] ^= 1;
        },
        false},
+      {"no check sum",
+       [&](auto& s) {
+         const auto at = s.begin() + static_cast<long>(FindWord(s, {0x30, 0x00, 0x00, 0x01}));
+         s.erase(at, at + 8);
+       },
+       true},
       {"a word is missing", [&](auto& s) { s.erase(s.begin() + 800000, s.begin() + 800004); }, false},
       {"cut off", [&](auto& s) { s.erase(s.end() - 4000, s.end()); }, true},
   };
@@ -162,6 +174,11 @@ TEST_F(Configuration, WhatEndsWhat) {
     Clock(0x14);
     EXPECT_EQ(Read(1, 0x40), 0) << "the fabric needs a reset after its clock stood still";
     ResetPulse();
+    EXPECT_EQ(Read(1, 0x40), 1);
+
+    Set(5, 7, false);
+    EXPECT_EQ(Read(1, 0x40), 0) << "in reset";
+    Set(5, 7, true);
     EXPECT_EQ(Read(1, 0x40), 1);
 
     Suspend(true);

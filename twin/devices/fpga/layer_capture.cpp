@@ -60,7 +60,7 @@ void LayerCapture::FrameStarts(int camera) {
 void LayerCapture::FrameEnds(int camera, const Sensor::Exposure& taken) {
   constexpr uint32_t kMostRowErrors = 0xFFFF;
   const Tag tag = std::exchange(frames_[static_cast<size_t>(camera)].present, Tag{});
-  if (!capturing_ || tag.kind == Tag::Kind::None) return;
+  if (tag.kind == Tag::Kind::None) return;
   if (taken.lineLength >> 8 != lineLengthHigh_) {
     rowErrors_ = std::min(kMostRowErrors, rowErrors_ + static_cast<uint32_t>(HeightOf(PictureSize::Full)));
   }
