@@ -103,6 +103,11 @@ enum ShotStatus : BYTE {
   kShotRunning = 0xFF,   // the snap thread owns the shot
 };
 
+// Bits of `usbMode`: which USB adapters are plugged in.
+constexpr BYTE kUsbWifi = 1;
+constexpr BYTE kUsbEthernet = 2;
+constexpr BYTE kUsbSerial = 4;  // the remote's; the device then has GPS and compass too
+
 // Request fields that are raised by 0xFF.
 constexpr BYTE kRequested = 0xFF;
 constexpr BYTE kRawLoadEmpty = 0xFF;

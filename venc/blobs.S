@@ -6,6 +6,19 @@
 confData:
   .incbin "fpga_bitstream.bin"
 
+  .global miiKoData         /* kernel modules of the USB adapters, written to flash */
+miiKoData:
+  .incbin "mii.ko"
+  .global r8152KoData
+r8152KoData:
+  .incbin "r8152.ko"
+  .global usbserialKoData
+usbserialKoData:
+  .incbin "usbserial.ko"
+  .global cp210xKoData
+cp210xKoData:
+  .incbin "cp210x.ko"
+
   .section .data            /* sensor tables: words of address << 8 | value; table B is changed by lens type */
   .balign 16
   .global reg20TableA       /* 238 words */

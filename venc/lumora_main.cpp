@@ -2,12 +2,14 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 
 #include "common/control_signals.h"
 #include "common/fpga_ctrl/array/bring_up.h"
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/control_loop.h"
+#include "common/httpd/server.h"
 #include "common/log.h"
 #include "common/sample_comm_isp/sample_comm_isp.h"
 #include "common/sample_comm_sys/sample_comm_sys.h"
@@ -33,19 +35,58 @@ void SetStartValues(ControlSignals* ctrlSigs) {
 }
 
 // What the disk brings, and what it and the flash remember. The two numbers come behind the settings, as they save
-// them back.
-void LoadDeviceFiles(ControlSignals* ctrlSigs) {
+// them back. Returns whether there were settings.
+bool LoadDeviceFiles(ControlSignals* ctrlSigs) {
   LumoCopyLogoFile();
   LumoCopyInfoFile();
   LumoCopyConfFile();
   LumoLoadWBFile();
   LumoSetWifiName();
+  LumoModifyS90User();
   ctrlSigs->serialNo = CalcSerailNo();
-  LumoLoadSetting(ctrlSigs);
+  LumoInitKOFiles();
+  LumoResetDhcpcdLeases();
+  const bool hasSetting = LumoLoadSetting(ctrlSigs) == 0;
   LumoSetThumbCamIdx(ctrlSigs);
   LumoSetWirelessId(ctrlSigs);
   LumoLoadVertex(ctrlSigs);
   LumoLoadInfo(ctrlSigs);
+  return hasSetting;
+}
+
+// Finds the USB adapters and brings up what they are for. Returns whether the device has a network.
+bool OpenAdapters(ControlSignals* ctrlSigs, bool hasSetting) {
+  const BYTE usbMode = GetUsbMode();
+  ctrlSigs->usbMode = usbMode;
+  fprintf(g_lumoDebug, "UsbMode:%d\n", usbMode);
+  if ((usbMode & kUsbSerial) != 0) {
+    if (!hasSetting) {
+      ctrlSigs->captureMode = 4;
+      ctrlSigs->evCompVal = 0;
+      ctrlSigs->isoMode = 1;
+    }
+    LumoUsbSerialOpen();
+  }
+  bool hasNet = false;
+  if ((usbMode & kUsbEthernet) != 0) {
+    LumoEthOpen();
+    hasNet = true;
+  } else if ((usbMode & kUsbWifi) != 0) {
+    LumoWifiOpen();
+    hasNet = access("/var/run/hostapd/wlan0", F_OK) == 0;
+  }
+  LumoLog("Has Net?:%s\n", hasNet ? "Yes" : "No");
+  return hasNet;
+}
+
+// By the adapters alone: an access point that did not come up is shut down all the same.
+void CloseAdapters(BYTE usbMode) {
+  if ((usbMode & kUsbEthernet) != 0) {
+    LumoEthClose();
+  } else if ((usbMode & kUsbWifi) != 0) {
+    LumoWifiClose();
+  }
+  if ((usbMode & kUsbSerial) != 0) LumoUsbSerialClose();
 }
 
 // Only -1 counts as a failed start, although pthread_create answers with a positive error number: a thread that did
@@ -74,24 +115,37 @@ int LumoMain() {
 
   LumoOpenDebugFile();
   LumoLog("Full Start\n");
-  LoadDeviceFiles(&ctrlSigs);
+  const bool hasSetting = LoadDeviceFiles(&ctrlSigs);
 
   if (LumoDeviceOpen(&ctrlSigs) < 0) {
     LumoLog("LumoDeviceOpen error\n");
     return -1;
   }
 
+  const bool hasNet = OpenAdapters(&ctrlSigs, hasSetting);
+
   if (!StartThread(LumoHandleControl, &ctrlSigs)) {
     LumoLog("pthread_create 1 error\n");
     return -2;
   }
   signal(SIGPIPE, SIG_IGN);
+  if (hasNet) {
+    if (!StartThread(LumoServerMain0, &ctrlSigs)) {
+      LumoLog("pthread_create 3 error\n");
+      return -4;
+    }
+    if (!StartThread(LumoServerMain1, &ctrlSigs)) {
+      LumoLog("pthread_create 4 error\n");
+      return -5;
+    }
+  }
   signal(SIGINT, SAMPLE_VENC_HandleSig);
   signal(SIGTERM, SAMPLE_VENC_HandleSig);
 
   SAMPLE_VENC_1080P_MJPEG_JPEG(&ctrlSigs);
 
   LumoSystemSync();
+  CloseAdapters(ctrlSigs.usbMode);
   LumoDeviceClose();
   ctrlSigs.needQuit = 0;  // the control thread now lets the power be cut
   for (;;) usleep(10 * 1000);

@@ -7,6 +7,7 @@
 
 #include "tools/blobs/bitstream.h"
 #include "tools/blobs/calibration.h"
+#include "tools/blobs/kernel_modules.h"
 #include "tools/blobs/sensor_tables.h"
 
 namespace {
@@ -40,6 +41,9 @@ int main(int argc, char** argv) {
     Write(directory / "reg20_table_b.bin", LittleEndian(blobs::MakeSensorTableB()));
     Write(directory / "CameraConf_800", blobs::MakeCameraConf());
     Write(directory / "CameraVignet_800", blobs::MakeCameraVignet());
+    for (const auto& [name, size] : blobs::kKernelModules) {
+      Write(directory / (std::string(name) + ".ko"), blobs::MakeKernelModule(name, size));
+    }
   } catch (const std::exception& problem) {
     std::fprintf(stderr, "lumora-blobs: %s\n", problem.what());
     return 1;

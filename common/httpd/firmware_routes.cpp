@@ -1,0 +1,31 @@
+#include <cstdio>
+
+#include "common/httpd/post_body.h"
+#include "common/httpd/routes.h"
+#include "common/httpd/server.h"
+
+// The boot script takes a file of the final name at the next start and puts it in the application's place.
+static constexpr const char* kArriving = "/mnt/udisk/firmware_tmp";
+static constexpr const char* kFinished = "/mnt/udisk/firmware";
+
+void update_firmware(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* request) {
+  FILE* file = fopen(kArriving, "wb");
+  if (file == nullptr) {
+    send_txt(client, 400, "Bad Request", "Write file error");
+    return;
+  }
+  const unsigned int crc = get_post_body(client, file, request->contentLength);
+  fclose(file);
+  if (request->crcValue != static_cast<int64_t>(crc)) {
+    remove(kArriving);
+    send_txt(client, 400, "Bad Request", "CRC error");
+    return;
+  }
+  rename(kArriving, kFinished);
+  send_txt(client, 200, "OK", "OK");
+}
+
+void del_updated_firmware(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* /*request*/) {
+  remove("/mnt/udisk/lumora.updated");
+  send_txt(client, 200, "OK", "OK");
+}

@@ -1,0 +1,91 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/log.h"
+#include "venc/system_integration.h"
+
+namespace {
+
+constexpr char kScript[] = "/etc/init.d/S90user";
+
+constexpr char kMountMarker[] = "Retry mount";
+constexpr char kMountLine[] = "mount -t vfat /dev/sda1 /mnt/udisk\n";
+constexpr char kMountRetry[] =
+    "if [ \"$?\" != 0 ]; then\n"
+    "  sleep 2\n"
+    "  echo \"Retry mount\"\n"
+    "  mount -t vfat /dev/sda1 /mnt/udisk\n"
+    "fi\n";
+
+constexpr char kFirmwareMarker[] = "firmware";
+constexpr char kStart[] = "/mnt/local/lumora";
+constexpr size_t kFirmwareOffset = 21;  // from the start of the match, whatever the script holds there
+constexpr char kFirmwareInstall[] =
+    "\nif [ -f /mnt/udisk/firmware ]; then\n"
+    "  mv /mnt/udisk/firmware /mnt/local/lumora\n"
+    "  chmod 777 /mnt/local/lumora\n"
+    "fi\n";
+
+constexpr size_t kRoom = sizeof(kMountRetry) + sizeof(kFirmwareInstall);
+
+// Reads the whole script, with a terminator and room for both additions behind it. Null if it cannot be read; the
+// caller frees it.
+char* ReadScript() {
+  FILE* file = fopen(kScript, "rb");
+  if (file == nullptr) return nullptr;
+  char* script = nullptr;
+  long size = -1;
+  if (fseek(file, 0, SEEK_END) == 0) size = ftell(file);
+  if (size >= 0 && fseek(file, 0, SEEK_SET) == 0) {
+    script = static_cast<char*>(calloc(static_cast<size_t>(size) + kRoom, 1));
+  }
+  if (script != nullptr && fread(script, 1, static_cast<size_t>(size), file) != static_cast<size_t>(size)) {
+    free(script);
+    script = nullptr;
+  }
+  fclose(file);
+  return script;
+}
+
+// Inserts `text` at `place`, inside the script's memory.
+void Insert(char* place, const char* text) {
+  memmove(place + strlen(text), place, strlen(place) + 1);
+  memcpy(place, text, strlen(text));
+}
+
+bool AddMountRetry(char* script) {
+  if (strstr(script, kMountMarker) != nullptr) return false;
+  LumoLog("Add Retry mount to S90User\n");
+  char* line = strstr(script, kMountLine);
+  if (line == nullptr) return false;
+  Insert(line + strlen(kMountLine), kMountRetry);
+  return true;
+}
+
+bool AddFirmwareInstall(char* script) {
+  if (strstr(script, kFirmwareMarker) != nullptr) return false;
+  LumoLog("Add Update firmware to S90User\n");
+  char* start = strstr(script, kStart);
+  // A script that ends before the place has none.
+  if (start == nullptr || strlen(start) < kFirmwareOffset) return false;
+  Insert(start + kFirmwareOffset, kFirmwareInstall);
+  return true;
+}
+
+}  // namespace
+
+void LumoModifyS90User() {
+  char* script = ReadScript();
+  if (script == nullptr) return;
+  const bool hasMount = AddMountRetry(script);
+  const bool hasFirmware = AddFirmwareInstall(script);
+  if (hasMount || hasFirmware) {
+    FILE* file = fopen(kScript, "wb");
+    if (file != nullptr) {
+      fwrite(script, 1, strlen(script), file);
+      fclose(file);
+    }
+  }
+  free(script);
+}
