@@ -50,7 +50,8 @@ Board::Board(BoardOptions wanted)
       disk(faults, paths.Disk(), options.diskKBs),
       stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }),
       array(kernel, faults, *pictures, gpio),
-      media(kernel, faults, *pictures, descriptors) {
+      media(kernel, faults, *pictures, descriptors),
+      network(kernel, faults, interfaces, descriptors) {
   if (current != nullptr) throw std::logic_error("one board at a time");
   current = this;
   Wire();
@@ -141,6 +142,7 @@ void Board::CleanUp() {
   panel.Reset();
   array.PowerOnReset();
   media.Reset();
+  interfaces.RemoveAll();
 }
 
 bool Board::Boot() {

@@ -20,6 +20,7 @@
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
 #include "twin/devices/media/media_pipeline.h"
+#include "twin/devices/network/network.h"
 #include "twin/devices/panel/panel.h"
 #include "twin/devices/usb_disk/usb_disk.h"
 #include "twin/faults/faults.h"
@@ -112,6 +113,8 @@ class Board {
   Stdio stdio;
   FpgaArray array;
   MediaPipeline media;
+  NetworkInterfaces interfaces;
+  Network network;
 
  private:
   void Wire();

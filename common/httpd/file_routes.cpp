@@ -10,6 +10,7 @@
 #include "common/httpd/routes.h"
 #include "common/httpd/serve.h"
 #include "common/httpd/server.h"
+#include "common/sample_comm_venc/container.h"
 
 static constexpr int kHeadRoom = 16;    // in front of the list's text
 static constexpr int kCharging = 1000;  // added to the battery level
@@ -19,8 +20,8 @@ static constexpr int kMaxErrFiles = 512;
 
 // A name that does not fit gives a path that no file has.
 static void ShotPath(const ControlSignals* ctrlSigs, const HttpRequest* request, char* path, size_t size) {
-  const bool isOri = ctrlSigs->serialFd == -1 || (ctrlSigs->usbMode & (kUsbWifi | kUsbEthernet)) != 0;
-  const int length = snprintf(path, size, "%s%s.%s", "/mnt/udisk/DCIM/", request->mainName, isOri ? "ori" : "dwo");
+  const int length = snprintf(path, size, "%s%s.%s", "/mnt/udisk/DCIM/", request->mainName,
+                              LumoIsOriShot(ctrlSigs) ? "ori" : "dwo");
   if (length >= static_cast<int>(size)) path[0] = '\0';
 }
 

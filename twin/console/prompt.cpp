@@ -13,15 +13,9 @@ namespace {
 
 constexpr Duration kSlice = 1h;
 
-// Standard input by lines, without ever waiting longer than told.
+// Standard input by lines.
 class Input {
  public:
-  // Whether there is something to read, or the end.
-  bool Waiting(Duration limit) const {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    const timespec time{limit.count() / 1'000'000'000, limit.count() % 1'000'000'000};
-    return ppoll(&input, 1, &time, nullptr) > 0;
-  }
   // Reads what is there. False at the end, or when a signal came.
   bool Fill() {
     char data[4096];
@@ -56,23 +50,15 @@ void ExecuteAndTell(Console& console, const std::string& line) {
 
 void RunPrompt(Console& console, Pace pace, StatusDisplay* status) {
   Input input;
-  bool atPrompt = false, typed = false;
+  bool typed = false;
   const bool terminal = isatty(STDIN_FILENO) != 0;
-  if (pace == Pace::Real) {
-    console.board.kernel.SetIdle([&](Duration idle) {
-      if (!atPrompt) {
-        poll(nullptr, 0, static_cast<int>(idle / 1ms) + 1);
-      } else if (input.Waiting(idle)) {
-        typed = true;
-      }
-    });
-  }
+  HostPoll& host = console.board.kernel.Host();
   while (!console.Quitting()) {
     if (terminal && !status) console.out << "> " << std::flush;
     typed = pace == Pace::Free;
-    atPrompt = true;
+    if (pace == Pace::Real) host.Add(STDIN_FILENO, POLLIN, [&] { typed = true; });
     while (!typed && !console.Quitting()) console.board.RunUntil([&] { return typed || console.Quitting(); }, kSlice);
-    atPrompt = false;
+    host.Remove(STDIN_FILENO);
     if (console.Quitting()) break;
     const bool more = input.Fill();
     if (status) status->Clear();
@@ -87,7 +73,6 @@ void RunPrompt(Console& console, Pace pace, StatusDisplay* status) {
       break;
     }
   }
-  console.board.kernel.SetIdle(nullptr);
 }
 
 }  // namespace twin

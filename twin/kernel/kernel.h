@@ -16,6 +16,8 @@
 #include <string_view>
 #include <vector>
 
+#include "twin/kernel/host_poll.h"
+
 namespace twin {
 
 using namespace std::chrono_literals;
@@ -86,9 +88,8 @@ class Kernel {
   // From now on, equal-time events run in an order drawn from the seed, and any door may let others run first.
   void Explore() { exploring_ = true; }
 
-  // In real pace: called instead of sleeping, with how long the board has nothing to do (at most 20 ms).
-  // It should return early when a socket or a terminal has something to say.
-  void SetIdle(std::function<void(Duration)> idle) { idle_ = std::move(idle); }
+  // Host descriptors that the board listens to while it has nothing to do. Real pace only.
+  HostPoll& Host() { return host_; }
 
   uint64_t Random();  // from the seed; the only source of chance on the board
   uint64_t Switches() const { return switches_; }
@@ -119,7 +120,8 @@ class Kernel {
   uint64_t random_;
   Fiber* current_ = nullptr;
   Pace pace_;
-  std::function<void(Duration)> idle_;
+  HostPoll host_;
+  std::chrono::steady_clock::time_point lastPoll_;
   std::vector<std::unique_ptr<Fiber>> fibers_;
   std::unique_ptr<Events> events_;
   std::unique_ptr<Watchdog> watchdog_;

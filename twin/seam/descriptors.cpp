@@ -26,10 +26,15 @@ int Descriptors::Open(const std::string& path, int flags) {
   const auto node = nodes_.find(path);
   if (node == nodes_.end()) return -ENOENT;
   if (const int result = node->second->Open(flags); result < 0) return result;
-  return Store({node->second, true});
+  return Store({node->second, true, nullptr});
 }
 
-int Descriptors::Install(DeviceFile& device) { return Store({&device, false}); }
+int Descriptors::Install(DeviceFile& device) { return Store({&device, false, nullptr}); }
+
+int Descriptors::Adopt(std::unique_ptr<DeviceFile> device) {
+  DeviceFile* raw = device.get();
+  return Store({raw, true, std::move(device)});
+}
 
 void Descriptors::Remove(int descriptor) {
   if (Find(descriptor) != nullptr) entries_[static_cast<size_t>(descriptor)] = {};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,8 @@ class Descriptors {
   int Open(const std::string& path, int flags);
   // A descriptor that a library call hands out; it is not opened or closed by the device's Open and Close.
   int Install(DeviceFile& device);
+  // The same for a device of which this is the only reference: closed with the descriptor, and then destroyed.
+  int Adopt(std::unique_ptr<DeviceFile> device);
   void Remove(int descriptor);
   int Close(int descriptor);  // 0 or -errno
   DeviceFile* Find(int descriptor);
@@ -29,6 +32,7 @@ class Descriptors {
   struct Entry {
     DeviceFile* device = nullptr;
     bool opened = false;
+    std::shared_ptr<DeviceFile> owned;
   };
   int Store(Entry entry);
 

@@ -1,0 +1,77 @@
+// TCP on the board's interfaces: listening sockets of the application, and who connects to them.
+//
+// Bus face: the socket calls. World face: Connect, for a peer inside the simulation; ServeOnHost, which lets the host's
+// own programs in through real sockets on the loopback (real pace). Both reach a listener only while the interface
+// that it is bound to is up.
+// Modelled: one stream a connection with a bounded window, half-close, reset, backlog. Not modelled: addresses, loss,
+// delay, bandwidth; data in flight when an interface goes down stays where it is until it is up again.
+// Faults: "net.socket", "net.option", "net.bind", "net.listen", "net.accept": Fail; "net.send", "net.receive": Fail.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "twin/device_file.h"
+#include "twin/devices/network/connection.h"
+#include "twin/devices/network/interfaces.h"
+#include "twin/faults/faults.h"
+#include "twin/seam/descriptors.h"
+
+namespace twin {
+
+class Network {
+ public:
+  Network(Kernel& kernel, Faults& faults, NetworkInterfaces& interfaces, Descriptors& descriptors);
+  ~Network();
+
+  // --- bus: results of the calls, or -errno. In fibers; Accept, Receive and Send wait as blocking sockets do ---
+  int Socket(int domain, int type, int protocol);
+  int SetOption(int descriptor, int level, int name, const void* value, socklen_t size);
+  int Bind(int descriptor, const sockaddr* address, socklen_t size);
+  int Listen(int descriptor, int backlog);
+  int Accept(int descriptor, sockaddr* address, socklen_t* size);
+  long Receive(int descriptor, void* data, size_t size, int flags);
+  long Send(int descriptor, const void* data, size_t size, int flags);
+
+  // --- world ---
+  // A new client of `port`; null if nobody listens there on an interface that is up.
+  std::shared_ptr<Client> Connect(uint16_t port);
+  bool Listening(uint16_t port) const;  // reachable: on an interface that is up
+  // Opens a real listener at `address` for each of the application's listeners, while that can be reached. A board port
+  // p is the host's p + `offset`. Throws std::runtime_error for an address that is none.
+  void ServeOnHost(const std::string& address, int offset);
+  // Called when a host listener opens or closes, or could not be opened (`error`, else empty).
+  void OnHostListener(std::function<void(uint16_t hostPort, bool open, const std::string& error)> listener) {
+    hostListenerChanged_ = std::move(listener);
+  }
+  uint64_t Accepted() const { return accepted_; }
+
+ private:
+  class SocketFile;
+  struct HostListener;
+
+  SocketFile* Find(int descriptor);
+  SocketFile* ListenerOf(uint16_t port) const;
+  void UpdateHostListeners();
+
+  Kernel& kernel_;
+  NetworkInterfaces& interfaces_;
+  Descriptors& descriptors_;
+  std::set<SocketFile*> sockets_;
+  std::string hostAddress_;
+  int hostOffset_ = 0;
+  std::map<uint16_t, std::unique_ptr<HostListener>> hostListeners_;  // by board port
+  std::function<void(uint16_t, bool, const std::string&)> hostListenerChanged_;
+  uint64_t accepted_ = 0;
+  FaultPoint socket_, option_, bind_, listen_, accept_, send_, receive_;
+};
+
+}  // namespace twin

@@ -1,0 +1,52 @@
+// Doors for sockets, and for chance.
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "twin/board.h"
+
+using twin::Board;
+
+namespace {
+
+template <class Result>
+Result Failed(Result result) {
+  if (result >= 0) return result;
+  errno = static_cast<int>(-result);
+  return -1;
+}
+
+}  // namespace
+
+extern "C" {
+
+int twin_socket(int domain, int type, int protocol) {
+  return Failed(Board::Current().network.Socket(domain, type, protocol));
+}
+
+int twin_setsockopt(int descriptor, int level, int name, const void* value, socklen_t size) {
+  return Failed(Board::Current().network.SetOption(descriptor, level, name, value, size));
+}
+
+int twin_bind(int descriptor, const sockaddr* address, socklen_t size) {
+  return Failed(Board::Current().network.Bind(descriptor, address, size));
+}
+
+int twin_listen(int descriptor, int backlog) { return Failed(Board::Current().network.Listen(descriptor, backlog)); }
+
+int twin_accept(int descriptor, sockaddr* address, socklen_t* size) {
+  return Failed(Board::Current().network.Accept(descriptor, address, size));
+}
+
+ssize_t twin_recv(int descriptor, void* data, size_t size, int flags) {
+  return Failed(Board::Current().network.Receive(descriptor, data, size, flags));
+}
+
+ssize_t twin_send(int descriptor, const void* data, size_t size, int flags) {
+  return Failed(Board::Current().network.Send(descriptor, data, size, flags));
+}
+
+int twin_rand() { return static_cast<int>(Board::Current().kernel.Random() % (static_cast<uint64_t>(RAND_MAX) + 1)); }
+
+}  // extern "C"
