@@ -45,4 +45,13 @@ int RunShellCommand(Board& board, const std::string& command) {
   return 127 << 8;
 }
 
+std::optional<std::string> ShellCommandOutput(Board& board, const std::string& command) {
+  if (command == "lsusb") {
+    board.kernel.Spend(60ms);
+    return "Bus 001 Device 001: ID 1d6b:0002 Linux Foundation 2.0 root hub\n";
+  }
+  board.Complain("unknown command: " + command);
+  return std::nullopt;
+}
+
 }  // namespace twin

@@ -39,6 +39,33 @@ int64_t Stdio::LogStream::Tell() {
   return -1;
 }
 
+size_t Stdio::TextStream::Read(char* data, size_t size) {
+  const size_t taken = text_.copy(data, size, position_);
+  position_ += taken;
+  if (taken < size) end = true;
+  return taken;
+}
+
+size_t Stdio::TextStream::Write(const char* /*data*/, size_t /*size*/) {
+  errno = EBADF;
+  return 0;
+}
+
+int Stdio::TextStream::Seek(int64_t /*offset*/, int /*whence*/) {
+  errno = ESPIPE;
+  return -1;
+}
+
+int64_t Stdio::TextStream::Tell() {
+  errno = ESPIPE;
+  return -1;
+}
+
+FILE* Stdio::OpenText(std::string text) {
+  texts_.emplace_back(std::move(text));
+  return ToFile(&texts_.back());
+}
+
 FILE* Stdio::Open(const std::string& path, const std::string& mode) {
   const bool update = mode.find('+') != std::string::npos;
   int flags = 0;
@@ -76,12 +103,17 @@ FILE* Stdio::Open(const std::string& path, const std::string& mode) {
 
 Stream* Stdio::Find(FILE* file) {
   if (file == ToFile(&output_)) return &output_;
-  const auto found = std::find_if(files_.begin(), files_.end(), [file](FileStream& f) { return ToFile(&f) == file; });
-  return found == files_.end() ? nullptr : &*found;
+  const auto isIt = [file](Stream& stream) { return ToFile(&stream) == file; };
+  const auto found = std::find_if(files_.begin(), files_.end(), isIt);
+  if (found != files_.end()) return &*found;
+  const auto text = std::find_if(texts_.begin(), texts_.end(), isIt);
+  return text == texts_.end() ? nullptr : &*text;
 }
 
 int Stdio::Close(FILE* file) {
-  const auto found = std::find_if(files_.begin(), files_.end(), [file](FileStream& f) { return ToFile(&f) == file; });
+  const auto isIt = [file](Stream& stream) { return ToFile(&stream) == file; };
+  if (std::erase_if(texts_, isIt) > 0) return 0;
+  const auto found = std::find_if(files_.begin(), files_.end(), isIt);
   if (found == files_.end()) {
     errno = EBADF;
     return EOF;
@@ -109,6 +141,9 @@ size_t Stdio::OpenOnDisk() const {
       std::count_if(files_.begin(), files_.end(), [](const FileStream& f) { return f.OnDisk(); }));
 }
 
-void Stdio::Drop() { files_.clear(); }
+void Stdio::Drop() {
+  files_.clear();
+  texts_.clear();
+}
 
 }  // namespace twin

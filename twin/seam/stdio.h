@@ -38,6 +38,8 @@ class Stdio {
   ~Stdio();
 
   FILE* Open(const std::string& path, const std::string& mode);  // null with errno set
+  // A stream that reads `text`, what a command has printed.
+  FILE* OpenText(std::string text);
   int Close(FILE* file);
   Stream* Find(FILE* file);  // null if it is not an open stream
   FILE* StandardOutput() { return ToFile(&output_); }
@@ -56,6 +58,20 @@ class Stdio {
     int64_t Tell() override;
     int Close() override { return 0; }
   };
+  class TextStream final : public Stream {
+   public:
+    explicit TextStream(std::string text) : text_(std::move(text)) {}
+    size_t Read(char* data, size_t size) override;
+    size_t Write(const char* data, size_t size) override;
+    int Flush() override { return 0; }
+    int Seek(int64_t offset, int whence) override;
+    int64_t Tell() override;
+    int Close() override { return 0; }
+
+   private:
+    std::string text_;
+    size_t position_ = 0;
+  };
   static FILE* ToFile(Stream* stream) { return reinterpret_cast<FILE*>(stream); }
 
   Kernel& kernel_;
@@ -63,6 +79,7 @@ class Stdio {
   UsbDisk& disk_;
   LogStream output_;
   std::list<class FileStream> files_;
+  std::list<TextStream> texts_;
 };
 
 }  // namespace twin
