@@ -62,7 +62,7 @@ void ToYCbCr(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* y, u
   for (int x = 0; x < width; x++) {
     const int red = r[x], green = g[x], blue = b[x];
     y[x] = static_cast<uint8_t>((77 * red + 150 * green + 29 * blue + 128) >> 8);
-    // 255 at most: the largest sum is 128 x 255, with the middle 128 just 255.996.
+    // Rounded by 127 and not 128: full blue or red then just stays at 255.
     cb[x] = static_cast<uint8_t>((-43 * red - 85 * green + 128 * blue + 128 * 256 + 127) >> 8);
     cr[x] = static_cast<uint8_t>((128 * red - 107 * green - 21 * blue + 128 * 256 + 127) >> 8);
   }

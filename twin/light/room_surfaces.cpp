@@ -113,7 +113,7 @@ Rgb RightWall(Vec3 at, uint32_t seed) {
   if (Between(at.y, -1.1f, 0.1f) && at.z < 0.65f) {  // the door
     const float u = std::abs(at.y + 0.5f);
     if (u > 0.52f || at.z > 0.57f) return whitePaint;
-    const float dy = at.y - 0.28f - 0.3f * 0, dz = at.z + 0.5f;
+    const float dy = at.y - 0.28f, dz = at.z + 0.5f;
     if ((dy + 0.42f) * (dy + 0.42f) + dz * dz < 0.0016f) return {0.75f, 0.6f, 0.2f};
     const bool groove = Between(u, 0.34f, 0.36f) || std::abs(std::abs(at.z + 0.45f) - 0.08f) < 0.012f;
     return Rgb{0.30f, 0.14f, 0.06f} * (WoodGrain(at.z, at.y, seed) * (groove ? 0.5f : 1.0f));
