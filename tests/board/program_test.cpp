@@ -1,0 +1,113 @@
+// The program as a person starts it: its options, what it prints, how it ends.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+struct Ended {
+  int status = -1;
+  std::string output;  // standard output and, where asked for, error
+};
+
+struct Program : testing::Test {
+  fs::path place = fs::path(testing::TempDir()) / ("program-" + std::to_string(getpid()));
+  const std::string program = std::string(LUMORA_BINARY_DIR) + "/bin/lumora-twin";
+
+  Program() { fs::create_directories(place); }
+  ~Program() override { fs::remove_all(place); }
+
+  Ended Run(const std::string& arguments) {
+    Ended ended;
+    FILE* pipe = popen((program + " --pictures marked " + arguments).c_str(), "r");
+    std::array<char, 4096> data;
+    while (const size_t size = fread(data.data(), 1, data.size(), pipe)) ended.output.append(data.data(), size);
+    ended.status = WEXITSTATUS(pclose(pipe));
+    return ended;
+  }
+  std::string Script(const std::string& text) {
+    std::ofstream(place / "script") << text;
+    return "--pace free --script " + (place / "script").string();
+  }
+};
+
+TEST_F(Program, PressesOncePrintsTheShotAndLeavesTheLog) {
+  const Ended ended = Run("--pace free --press-once --root " + (place / "board").string() + " --log " +
+                          (place / "lumora.log").string() + " --status 2> " + (place / "status").string());
+  EXPECT_EQ(ended.status, 0);
+  ASSERT_THAT(ended.output, EndsWith(".ori\n"));
+  const fs::path shot = ended.output.substr(0, ended.output.size() - 1);
+  EXPECT_EQ(shot.parent_path(), place / "board/mnt/udisk/DCIM");
+  EXPECT_GT(fs::file_size(shot), 100'000u);
+  const auto read = [](const fs::path& file) {
+    std::ifstream stream(file);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  };
+  EXPECT_THAT(read(place / "lumora.log"), HasSubstr("StartCapture\n"));
+  EXPECT_THAT(read(place / "status"), AllOf(HasSubstr("starting"), HasSubstr(" of 94"), HasSubstr("1 shot\n")));
+}
+
+TEST_F(Program, SaysWhenNoShotComes) {
+  fs::create_directories(place / "disk");
+  const Ended ended = Run("--pace free --press-once --disk-size 200000 --disk " + (place / "disk").string() + " 2>&1");
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_EQ(ended.output, "the board took no shot; LED 0 is red\n");
+}
+
+TEST_F(Program, EndsAsItsScriptDoes) {
+  EXPECT_EQ(Run(Script("wait idle\nexpect colour blue\n")).status, 0);
+  const Ended failed = Run(Script("wait idle\nexpect colour red\n"));
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(failed.output, (place / "script").string() + ":2: expected colour red, found blue\n");
+  EXPECT_EQ(Run(Script("dance\n")).status, 2);
+  EXPECT_EQ(Run("--pace slow 2>&1").status, 2);
+  EXPECT_EQ(Run("--script " + (place / "none").string() + " 2>&1").status, 2);
+}
+
+TEST_F(Program, TwoRunsOfOneSeedAreOne) {
+  const std::string commands = Script("wait idle\npress 100ms\nwait shot\nlog 1000\nstatus\n");
+  const Ended first = Run(commands + " --disk " + (place / "a").string());
+  const Ended second = Run(commands + " --disk " + (place / "b").string());
+  EXPECT_EQ(first.status, 0);
+  EXPECT_EQ(first.output, second.output);
+  EXPECT_EQ(system(("diff -r " + (place / "a").string() + ' ' + (place / "b").string()).c_str()), 0);
+}
+
+TEST_F(Program, ReadsCommandsFromItsInput) {
+  const Ended ended = Run("--pace free <<'END'\nwait idle\nexpect colour red\nstatus\nquit\nstatus\nEND");
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_THAT(ended.output, testing::MatchesRegex("expected colour red, found blue\n.*ready.*0 shots\n"));
+}
+
+TEST_F(Program, EndsCleanlyOnInterrupt) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(ends[1], STDERR_FILENO);
+    execl(program.c_str(), program.c_str(), "--pictures", "marked", "--press-once", "--status", nullptr);
+    _exit(99);
+  }
+  close(ends[1]);
+  char first;
+  ASSERT_EQ(read(ends[0], &first, 1), 1);  // the first line of the status: it is under way
+  kill(child, SIGINT);
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(ends[0]);
+  EXPECT_TRUE(WIFEXITED(status)) << "it was killed by signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 1) << "there is no shot to show";
+}
+
+}  // namespace
