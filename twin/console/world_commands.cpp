@@ -28,6 +28,12 @@ void SetBattery(Console& console, const Words& arguments) {
   console.board.coProcessor.SetBattery(static_cast<int>(sample));
 }
 
+void SetLight(Console& console, const Words& arguments) {
+  const double factor = FractionFrom(arguments[0], "light");
+  if (factor < 1e-6 || factor > 1e6) throw CommandError("light wants a factor from 0.000001 to 1000000");
+  console.board.pictures->SetLight(factor);
+}
+
 void SetTemperature(Console& console, const Words& arguments) {
   const int64_t degrees = NumberFrom(arguments[0], "temperature");
   if (degrees < -64 || degrees > 191) throw CommandError("a sensor measures -64 to 191 degrees, not " + arguments[0]);
@@ -63,7 +69,7 @@ void AddFault(Console& console, const Words& arguments) {
   }
 }
 
-constexpr std::array<Command, 14> kCommands = {{
+constexpr std::array<Command, 15> kCommands = {{
     {"press", "LENGTH", "press the button so long", 1, 1,
      [](Console& c, const Words& a) { c.board.button.Press(LengthFrom(a[0], "press")); }},
     {"hold", "[LENGTH]", "press the button and keep it, or keep it so long and let go", 0, 1,
@@ -76,6 +82,7 @@ constexpr std::array<Command, 14> kCommands = {{
     {"battery", "0..63", "what the battery measures from now on", 1, 1, SetBattery},
     {"charge", "on|off", "the charger", 1, 1,
      [](Console& c, const Words& a) { c.board.coProcessor.SetCharging(SwitchFrom(a[0], "charge")); }},
+    {"light", "X", "factor on the world's light from now on", 1, 1, SetLight},
     {"temperature", "DEGREES [CAMERA]", "of one sensor's die, or of all", 1, 2, SetTemperature},
     {"clock", "YYYY-MM-DD HH:MM:SS", "set the battery-backed clock", 2, 2, SetClock},
     {"plug", "", "plug the disk in (it is mounted at the next start)", 0, 0,

@@ -80,7 +80,7 @@ uint64_t FrameMaker::NoiseOf(const StoredFrame& frame) const {
 std::shared_ptr<const Planes> FrameMaker::Expose(const StoredFrame& frame) {
   const bool upsideDown = frame.camera < 9;  // the cameras of layer 0
   Development development;
-  development.signal = static_cast<float>(SignalPerLight(frame.seconds * frame.gain));
+  development.signal = static_cast<float>(SignalPerLight(frame.seconds * frame.gain * frame.light));
   development.gain = static_cast<float>(frame.gain);
   development.mirror = frame.mirror == upsideDown;
   development.flip = frame.flip == upsideDown;

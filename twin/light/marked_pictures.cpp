@@ -22,7 +22,7 @@ class MarkedPictures final : public PictureSource {
   }
 
   Jpeg Encode(const StoredFrame& frame, PictureSize size, int quality) override {
-    const double signal = MeanSignal(frame.camera, frame.seconds * frame.gain);
+    const double signal = MeanSignal(frame.camera, frame.seconds * frame.gain * frame.light);
     const int field = static_cast<int>(std::lround(255 * Display(signal)));
     const MarkBits bits = BitsOf({.camera = frame.camera,
                                   .bracket = frame.bracket,

@@ -17,6 +17,7 @@ struct StoredFrame {
   bool mirror = false;  // the sensor's own orientation registers. What mounting and video input turn on top of them
                         // is in the pictures already: see rendered_pictures.h
   bool flip = false;
+  double light = 1;  // SetLight of the source when the frame was exposed
 };
 
 enum class PictureSize { Full, Half };  // 3264 x 2448, 1632 x 1224
@@ -30,8 +31,13 @@ class PictureSource {
  public:
   virtual ~PictureSource() = default;
 
+  // The world becomes brighter or darker: a factor on the light that the source was made with. Frames that are already
+  // stored stay as they are. The factor goes into what the chips ask with: exposure, and StoredFrame::light.
+  void SetLight(double factor) { light_ = factor; }
+  double Light() const { return light_; }
+
   // Mean of a camera's clipped linear signal, 0 to 1 (1: every pixel saturated), for an exposure of `exposure` =
-  // seconds x gain. Rises with exposure, saturates per pixel.
+  // seconds x gain x Light. Rises with exposure, saturates per pixel.
   virtual double MeanSignal(int camera, double exposure) = 0;
 
   // The frame as the JPEG encoder would make it: 4:2:0, the exact size, `quality` 1 to 100. The same arguments give
@@ -40,6 +46,9 @@ class PictureSource {
 
   // A hint that these frames will be asked for soon, in this order, at both sizes. May be ignored.
   virtual void Prefetch(const std::vector<StoredFrame>& /*frames*/) {}
+
+ private:
+  double light_ = 1;
 };
 
 // What receives the array's video stream.

@@ -18,7 +18,7 @@ constexpr size_t framesKept = 16;  // in all; about 4 MB each
 
 bool Same(const StoredFrame& a, const StoredFrame& b) {
   return a.camera == b.camera && a.bracket == b.bracket && a.shot == b.shot && a.seconds == b.seconds &&
-         a.gain == b.gain && a.mirror == b.mirror && a.flip == b.flip;
+         a.gain == b.gain && a.mirror == b.mirror && a.flip == b.flip && a.light == b.light;
 }
 
 class RenderedPictures final : public PictureSource {

@@ -68,7 +68,8 @@ void LayerCapture::FrameEnds(int camera, const Sensor::Exposure& taken) {
     Store(camera, tag.step.bracket, taken);
   } else if (layer_ == kMeasuringLayer) {
     const int image = ImageNumber(layer_, camera);
-    parts_.meter.FrameEnds(tag.step, parts_.pictures.MeanSignal(image, taken.seconds * taken.gain));
+    parts_.meter.FrameEnds(tag.step,
+                           parts_.pictures.MeanSignal(image, taken.seconds * taken.gain * parts_.pictures.Light()));
   }
 }
 
@@ -81,6 +82,7 @@ void LayerCapture::Store(int camera, int bracket, const Sensor::Exposure& taken)
   frame.gain = taken.gain;
   frame.mirror = taken.mirror;
   frame.flip = taken.flip;
+  frame.light = parts_.pictures.Light();
   store_[static_cast<size_t>(camera * kBrackets + bracket)] = frame;
   LookIfSaved();
 }
