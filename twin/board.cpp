@@ -51,7 +51,8 @@ Board::Board(BoardOptions wanted)
       stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }),
       array(kernel, faults, *pictures, gpio),
       media(kernel, faults, *pictures, descriptors),
-      network(kernel, faults, interfaces, descriptors) {
+      network(kernel, faults, interfaces, descriptors),
+      serial(kernel, faults) {
   if (current != nullptr) throw std::logic_error("one board at a time");
   current = this;
   Wire();
@@ -143,6 +144,7 @@ void Board::CleanUp() {
   array.PowerOnReset();
   media.Reset();
   interfaces.RemoveAll();
+  serial.Reset();
 }
 
 bool Board::Boot() {

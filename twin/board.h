@@ -22,6 +22,7 @@
 #include "twin/devices/media/media_pipeline.h"
 #include "twin/devices/network/network.h"
 #include "twin/devices/panel/panel.h"
+#include "twin/devices/serial_port/serial_port.h"
 #include "twin/devices/usb_disk/usb_disk.h"
 #include "twin/faults/faults.h"
 #include "twin/kernel/kernel.h"
@@ -115,6 +116,7 @@ class Board {
   MediaPipeline media;
   NetworkInterfaces interfaces;
   Network network;
+  SerialPort serial;  // of the wireless remote; under /dev while its adapter is there
 
  private:
   void Wire();

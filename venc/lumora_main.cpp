@@ -13,6 +13,7 @@
 #include "common/log.h"
 #include "common/sample_comm_isp/sample_comm_isp.h"
 #include "common/sample_comm_sys/sample_comm_sys.h"
+#include "common/usbserial/remote.h"
 #include "venc/lumora.h"
 #include "venc/media_pipeline.h"
 #include "venc/settings.h"
@@ -129,6 +130,10 @@ int LumoMain() {
     return -2;
   }
   signal(SIGPIPE, SIG_IGN);
+  if ((ctrlSigs.usbMode & kUsbSerial) != 0 && !StartThread(LumoSerialMain, &ctrlSigs)) {
+    LumoLog("pthread_create 2 error\n");
+    return -3;
+  }
   if (hasNet) {
     if (!StartThread(LumoServerMain0, &ctrlSigs)) {
       LumoLog("pthread_create 3 error\n");

@@ -1,8 +1,10 @@
 // Doors for threads, descriptors, time and the process itself.
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/ioctl.h>
 #include <sys/select.h>
 #include <sys/time.h>
+#include <termios.h>
 
 #include <cerrno>
 #include <csignal>
@@ -65,6 +67,19 @@ ssize_t twin_read(int descriptor, void* data, size_t size) {
 ssize_t twin_write(int descriptor, const void* data, size_t size) {
   DeviceFile* device = Board::Current().descriptors.Find(descriptor);
   return Failed(device == nullptr ? -EBADF : device->Write(data, size));
+}
+
+int twin_fcntl(int descriptor, int /*command*/, ...) {
+  return Board::Current().descriptors.Find(descriptor) != nullptr ? 0 : static_cast<int>(Failed(-EBADF));
+}
+
+// Terminal settings go to the device by the requests that the C library uses for them.
+int twin_tcgetattr(int descriptor, termios* settings) { return twin_ioctl(descriptor, TCGETS, settings); }
+int twin_tcsetattr(int descriptor, int /*when*/, const termios* settings) {
+  return twin_ioctl(descriptor, TCSETS, const_cast<termios*>(settings));
+}
+int twin_tcflush(int descriptor, int queue) {
+  return twin_ioctl(descriptor, TCFLSH, reinterpret_cast<void*>(static_cast<intptr_t>(queue)));
 }
 
 int twin_select(int count, fd_set* reading, fd_set* writing, fd_set* exceptions, timeval* timeout) {

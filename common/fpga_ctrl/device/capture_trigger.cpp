@@ -10,6 +10,7 @@
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/log.h"
+#include "common/usbserial/display_line.h"
 
 namespace {
 
@@ -26,20 +27,27 @@ void SetShotStatus(ControlSignals* ctrlSigs, BYTE status) {
   ctrlSigs->needCapture = status;
 }
 
-void DiskFull(ControlSignals* ctrlSigs) {
+// Shows a line on the remote, if there is one.
+void Show(ControlSignals* ctrlSigs, DisplayLine line, const DisplayLevels& levels) {
+  if (ctrlSigs->serialFd != -1) LumoSendDisplayLine(ctrlSigs, line, levels, false);
+}
+
+void DiskFull(ControlSignals* ctrlSigs, const DisplayLevels& levels) {
   LumoPulseTrain(6, 0);
   LumoGpioSetAdEn(1);
   ctrlSigs->needExitTimeLapse = 0;
   ctrlSigs->timeLapse = 0;
   SetShotStatus(ctrlSigs, kShotDiskFull);
+  Show(ctrlSigs, kLineDiskFull, levels);
 }
 
 // A series goes on: `timeLapse` stays.
-void ShotFailed(ControlSignals* ctrlSigs) {
+void ShotFailed(ControlSignals* ctrlSigs, const DisplayLevels& levels) {
   LumoLog("Cap error need_capture:%d  need_save:%d\n", ctrlSigs->needCapture.load(), ctrlSigs->needSave.load());
   LumoPulseTrain(8, 0);
   LumoGpioSetAdEn(1);
   SetShotStatus(ctrlSigs, kShotFailed);
+  Show(ctrlSigs, kLineError, levels);
 }
 
 void StopSeries(ControlSignals* ctrlSigs) {
@@ -125,10 +133,14 @@ void LumoNeedCapture(ControlSignals* ctrlSigs, unsigned int captureTime) {
   LumoGpioSetAdEn(0);
   SetShotStatus(ctrlSigs, kShotAccepted);
 
+  // Worked out once and shown in every line of this shot; without a remote nobody asks.
+  DisplayLevels levels = {};
+  if (ctrlSigs->serialFd != -1) levels = LumoReadDisplayLevels(ctrlSigs);
   if (LumoStorageEnough() == 0) {
-    DiskFull(ctrlSigs);
+    DiskFull(ctrlSigs, levels);
     return;
   }
+  Show(ctrlSigs, kLineCapture, levels);
   if (!CountDown(ctrlSigs, captureTime)) return;
 
   LumoLog("StartCapture\n");
@@ -136,14 +148,15 @@ void LumoNeedCapture(ControlSignals* ctrlSigs, unsigned int captureTime) {
 
   while (ctrlSigs->needCapture == kShotRunning) usleep(1000);
   if (ctrlSigs->needCapture != kShotIdle) {
-    ShotFailed(ctrlSigs);
+    ShotFailed(ctrlSigs, levels);
     return;
   }
 
   LumoPulseTrain(2, ctrlSigs->muteMode);
+  Show(ctrlSigs, kLineSave, levels);
   FollowSave(ctrlSigs);
   if (ctrlSigs->needSave != kShotIdle) {
-    ShotFailed(ctrlSigs);
+    ShotFailed(ctrlSigs, levels);
     return;
   }
 
@@ -151,4 +164,5 @@ void LumoNeedCapture(ControlSignals* ctrlSigs, unsigned int captureTime) {
   LumoGpioSetAdEn(1);
   LumoUpdateStorageLED(ctrlSigs);
   LumoUpdateFileList(ctrlSigs);
+  Show(ctrlSigs, kLineShot, levels);
 }
