@@ -16,6 +16,8 @@ class CountedPictures final : public twin::PictureSource {
 };
 
 struct MediaUnits {
+  ~MediaUnits() { kernel.KillFibers(); }  // while what they wait for still stands
+
   // Runs `body` as a thread of the board and lets the board run until it has ended; fails the test after a minute.
   void Do(const std::function<void()>& body);
 
