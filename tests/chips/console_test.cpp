@@ -99,6 +99,9 @@ TEST_F(ConsoleOfABoard, AScriptTellsAStoryFromPowerOnToTheLastShot) {
                       "expect complaints 0\n"
                       "power cut\n"
                       "expect power off\n"
+                      "expect led 2\n"
+                      "power on\n"
+                      "expect led 0\n"
                       "quit\n"
                       "expect shots 99\n"),
             0)

@@ -36,6 +36,7 @@ void Wait(Console& console, const Words& arguments) {
 void Power(Console& console, const Words& arguments) {
   Board& board = console.board;
   if (arguments[0] == "on") {
+    if (!board.Powered()) board.panel.ForgetPulses();
     board.PowerOn();
   } else if (arguments[0] == "cut") {
     board.PowerOff();
@@ -49,7 +50,7 @@ void Power(Console& console, const Words& arguments) {
 }
 
 constexpr std::array<Command, 4> kCommands = {{
-    {"wait", "LENGTH|idle|shot|off|log TEXT [LIMIT]",
+    {"wait", "LENGTH | idle|shot|off [LIMIT] | log TEXT",
      "let time pass; until the board is idle; until a shot has begun and ended; until it is off; until a new log line",
      1, 20, Wait},
     {"power", "on|off|cut", "start the board; switch it off by a long press and wait; cut the supply", 1, 1, Power},
