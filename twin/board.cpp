@@ -4,10 +4,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "twin/flash_files.h"
 #include "twin/light/marked_pictures.h"
 #include "twin/light/rendered_pictures.h"
-#include "twin/seam/commands.h"
 #include "twin/seam/process_image.h"
+#include "twin/seam/shell_script.h"
 
 extern "C" {
 extern FILE* twin_stdout;
@@ -22,7 +23,10 @@ namespace {
 
 Board* current = nullptr;
 
-constexpr Duration kBootTime = 3s;  // boot loader, kernel and boot script, up to the start of the application
+constexpr Duration kBootTime = 2600ms;                      // boot loader and kernel, up to the boot script
+constexpr const char* kControlSockets = "var/run/hostapd";  // under the board's root
+constexpr const char* kBootScript = "/etc/init.d/S90user";
+constexpr int kNoSuchCommand = 127;  // a shell's exit code
 
 std::unique_ptr<PictureSource> MakePictures(const BoardOptions& options) {
   if (options.pictures == Pictures::Marked) return MakeMarkedPictures(options.light, options.seed);
@@ -52,11 +56,16 @@ Board::Board(BoardOptions wanted)
       array(kernel, faults, *pictures, gpio),
       media(kernel, faults, *pictures, descriptors),
       network(kernel, faults, interfaces, descriptors),
-      serial(kernel, faults) {
+      serial(kernel, faults),
+      usb(faults),
+      drivers(kernel, faults, usb, interfaces),
+      accessPoint(faults, interfaces, paths.Root() / kControlSockets) {
   if (current != nullptr) throw std::logic_error("one board at a time");
   current = this;
   Wire();
-  InstallFlash();
+  InstallFlashFiles(paths, LUMORA_BLOB_DIR);
+  clockChip.KeepIn(paths.Root() / "clock_chip");
+  for (const UsbAdapter adapter : options.usb) usb.Plug(adapter);
 }
 
 Board::~Board() {
@@ -84,16 +93,14 @@ void Board::Wire() {
                        [this](uint32_t pin) { return pinRegisters.Get(pin) == 1; });
   });
 
+  drivers.OnSerialPort([this](bool there) {
+    there ? descriptors.AddNode("/dev/ttyUSB0", serial) : descriptors.RemoveNode("/dev/ttyUSB0");
+    serial.SetPlugged(there);
+  });
+
   paths.SetDiskMounted([this] { return disk.Mounted(); });
   coProcessor.SetPowerOff([this] { PowerOff(); });
   faults.SetPowerCut([this] { PowerOff(); });
-}
-
-// The device's own flash, as the maker delivers it. What is there already stays.
-void Board::InstallFlash() {
-  for (const char* name : {"CameraConf_800", "CameraVignet_800"}) {
-    fs::copy_file(fs::path(LUMORA_BLOB_DIR) / name, paths.Local() / name, fs::copy_options::skip_existing);
-  }
 }
 
 // --- power ---
@@ -107,14 +114,21 @@ void Board::PowerOn(std::function<int()> application) {
   exitStatus_ = 0;
   poweredAt_ = kernel.Now();
   SetSystemTime(Duration{0});
-  kernel.Spawn("main", [this, application = std::move(application)] { StartUp(application); });
+  for (const auto& entry : fs::directory_iterator(paths.Root() / "var/run")) fs::remove_all(entry);  // lies in memory
+  drivers.PowerOn();
+  kernel.Spawn("boot", [this, application = std::move(application)] { StartUp(application); });
 }
 
-// The boot script, and then the application in its place.
+// From the boot loader to the application in the place that the boot script has for it.
 void Board::StartUp(const std::function<int()>& application) {
   kernel.Spend(kBootTime);
-  disk.Mount();
-  ApplicationExits(application());
+  bool started = false;
+  RunBootScript(*this, kBootScript, [&](bool background) {
+    started = true;
+    const auto run = [this, application] { ApplicationExits(application()); };
+    background ? void(kernel.Spawn("main", run)) : run();
+  });
+  if (!started) ApplicationExits(kNoSuchCommand);
 }
 
 void Board::PowerOff() {
@@ -143,6 +157,7 @@ void Board::CleanUp() {
   panel.Reset();
   array.PowerOnReset();
   media.Reset();
+  drivers.PowerOff();
   interfaces.RemoveAll();
   serial.Reset();
 }
@@ -204,8 +219,6 @@ void Board::SendSignal(int number) {
   });
 }
 
-int Board::RunCommand(const std::string& command) { return RunShellCommand(*this, command); }
-
 // --- what it says ---
 
 void Board::WriteLog(const char* data, size_t size) {
@@ -230,5 +243,3 @@ std::vector<std::string> Board::Complaints() const {
 }
 
 }  // namespace twin
-
-extern "C" int twin_system(const char* command) { return twin::Board::Current().RunCommand(command); }

@@ -20,10 +20,14 @@
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
 #include "twin/devices/media/media_pipeline.h"
+#include "twin/devices/network/access_point.h"
+#include "twin/devices/network/interfaces.h"
 #include "twin/devices/network/network.h"
 #include "twin/devices/panel/panel.h"
 #include "twin/devices/serial_port/serial_port.h"
 #include "twin/devices/usb_disk/usb_disk.h"
+#include "twin/devices/usb_ports/usb_drivers.h"
+#include "twin/devices/usb_ports/usb_ports.h"
 #include "twin/faults/faults.h"
 #include "twin/kernel/kernel.h"
 #include "twin/light/picture_source.h"
@@ -39,15 +43,16 @@ namespace twin {
 enum class Pictures { Marked, Rendered };
 
 struct BoardOptions {
-  std::filesystem::path root;  // the board's file systems; empty: a fresh directory, removed with the board
-  std::filesystem::path disk;  // the USB disk's files; empty: `root`/mnt/udisk
+  std::filesystem::path root = {};  // the board's file systems; empty: a fresh directory, removed with the board
+  std::filesystem::path disk = {};  // the USB disk's files; empty: `root`/mnt/udisk
   Pictures pictures = Pictures::Marked;
-  std::filesystem::path scene;  // equirectangular JPEG for Rendered; empty: the procedural world
-  double light = 1.0;           // factor on the world's light, both picture kinds
+  std::filesystem::path scene = {};  // equirectangular JPEG for Rendered; empty: the procedural world
+  double light = 1.0;                // factor on the world's light, both picture kinds
   uint64_t seed = 1;
   Pace pace = Pace::Free;
-  uint64_t diskKBs = 62'500'000;  // capacity
-  bool coProcessor = true;        // false: the device form without one
+  uint64_t diskKBs = 62'500'000;     // capacity
+  bool coProcessor = true;           // false: the device form without one
+  std::vector<UsbAdapter> usb = {};  // plugged in from the beginning, besides the disk
 };
 
 class Board {
@@ -57,8 +62,8 @@ class Board {
   static Board& Current();  // the one that exists
 
   // --- a person and nature ---
-  // Starts the application, as the boot script does; also after a power-off. A test may start something else in its
-  // place, to call the application's functions one by one.
+  // Runs the boot script, which starts the application; also after a power-off. A test may have something else started
+  // in its place, to call the application's functions one by one.
   void PowerOn(std::function<int()> application = LumoMain);
   void PowerOff();  // the power goes at this instant; what was not written is lost
   bool Powered() const { return powered_; }
@@ -94,7 +99,6 @@ class Board {
   int StartThread(pthread_t* id, void* (*body)(void*), void* argument);  // results of pthread_create
   int JoinThread(pthread_t id);
   sighandler_t SetSignalHandler(int number, sighandler_t handler);
-  int RunCommand(const std::string& command);  // results of system
 
   const BoardOptions options;
   Kernel kernel;
@@ -117,10 +121,13 @@ class Board {
   NetworkInterfaces interfaces;
   Network network;
   SerialPort serial;  // of the wireless remote; under /dev while its adapter is there
+  UsbPorts usb;
+  UsbDrivers drivers;
+  AccessPoint accessPoint;
+  FaultPoint popenFault{faults, "shell.popen", "starting a command to read from: fail"};
 
  private:
   void Wire();
-  void InstallFlash();
   void StartUp(const std::function<int()>& application);
   void CleanUp();
 

@@ -75,6 +75,15 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.add_option("--seed", board.seed, "Of all chance on the board")->type_name("N")->capture_default_str();
   program.add_flag_callback(
       "--no-co-processor", [&board] { board.coProcessor = false; }, "The form of the device without a co-processor");
+  const std::map<std::string, UsbAdapter> adapters = [] {
+    std::map<std::string, UsbAdapter> names;
+    for (const UsbAdapterKind& kind : kUsbAdapters) names[std::string(kind.word)] = kind.adapter;
+    return names;
+  }();
+  program.add_option("--usb", board.usb, "Adapters that are plugged in: wifi, ethernet, serial, separated by commas")
+      ->delimiter(',')
+      ->transform(CLI::CheckedTransformer(adapters).description(""))
+      ->type_name("LIST");
   program.add_option("--script", arguments.script, "Commands to carry out; then end")
       ->check(CLI::ExistingFile.description(""))
       ->type_name("FILE");

@@ -146,6 +146,7 @@ TEST_F(ConsoleOfABoard, ALineThatIsNotUnderstoodEndsTheScriptWithTwo) {
            {"expect disk round 5", "expect disk wants"},
            {"temperature 20 25", "cameras are 0 to 24"},
            {"speed 0", "speed wants"},
+           {"plug toaster", "disk, wifi, ethernet and serial"},
            {"wait", "usage: wait"},
            {"power up", "power wants on, off or cut"}}) {
     EXPECT_THAT(Refusal(line), HasSubstr(message)) << line;
@@ -165,7 +166,10 @@ TEST_F(ConsoleOfABoard, CommandsReachTheWorld) {
   EXPECT_FALSE(board.disk.Plugged());
   EXPECT_THAT(board.faults.Describe(), testing::ElementsAre("disk.write fail=ENOSPC nth=3, fired 0 times"));
   EXPECT_TRUE(board.button.Pressed());
-  EXPECT_EQ(RunScript("release\nfault clear\n"), 0);
+  EXPECT_EQ(RunScript("release\nfault clear\nplug\nplug serial\nplug ethernet\nunplug serial\n"), 0);
+  EXPECT_TRUE(board.disk.Plugged());
+  EXPECT_TRUE(board.usb.Plugged(UsbAdapter::Ethernet));
+  EXPECT_FALSE(board.usb.Plugged(UsbAdapter::Serial));
   EXPECT_FALSE(board.button.Pressed());
   EXPECT_TRUE(board.faults.Describe().empty());
 }

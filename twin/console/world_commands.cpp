@@ -51,6 +51,17 @@ void FillDisk(Console& console, const Words& arguments) {
   console.board.disk.FillTo(static_cast<uint64_t>(freeKBs));
 }
 
+// The disk, or one of the adapters.
+void SetPlugged(Console& console, const Words& arguments, bool plugged) {
+  Board& board = console.board;
+  const std::string what = arguments.empty() ? "disk" : arguments[0];
+  if (what == "disk") return plugged ? board.disk.Plug() : board.disk.Pull();
+  for (const UsbAdapterKind& kind : kUsbAdapters) {
+    if (kind.word == what) return plugged ? board.usb.Plug(kind.adapter) : board.usb.Unplug(kind.adapter);
+  }
+  throw CommandError("there are disk, wifi, ethernet and serial to plug, not \"" + what + '"');
+}
+
 void SetDiskSpeed(Console& console, const Words& arguments) {
   const int64_t bytesPerSecond = NumberFrom(arguments[0], "speed");
   if (bytesPerSecond < 1) throw CommandError("speed wants bytes per second, at least 1, not " + arguments[0]);
@@ -69,7 +80,7 @@ void AddFault(Console& console, const Words& arguments) {
   }
 }
 
-constexpr std::array<Command, 15> kCommands = {{
+constexpr std::array<Command, 16> kCommands = {{
     {"press", "LENGTH", "press the button so long", 1, 1,
      [](Console& c, const Words& a) { c.board.button.Press(LengthFrom(a[0], "press")); }},
     {"hold", "[LENGTH]", "press the button and keep it, or keep it so long and let go", 0, 1,
@@ -85,9 +96,12 @@ constexpr std::array<Command, 15> kCommands = {{
     {"light", "X", "factor on the world's light from now on", 1, 1, SetLight},
     {"temperature", "DEGREES [CAMERA]", "of one sensor's die, or of all", 1, 2, SetTemperature},
     {"clock", "YYYY-MM-DD HH:MM:SS", "set the battery-backed clock", 2, 2, SetClock},
-    {"plug", "", "plug the disk in (it is mounted at the next start)", 0, 0,
-     [](Console& c, const Words&) { c.board.disk.Plug(); }},
-    {"pull", "", "pull the disk out", 0, 0, [](Console& c, const Words&) { c.board.disk.Pull(); }},
+    {"plug", "[disk|wifi|ethernet|serial]", "plug it in; the camera looks for it at its next start", 0, 1,
+     [](Console& c, const Words& a) { SetPlugged(c, a, true); }},
+    {"pull", "[disk|wifi|ethernet|serial]", "pull it out; the disk, if not said", 0, 1,
+     [](Console& c, const Words& a) { SetPlugged(c, a, false); }},
+    {"unplug", "[disk|wifi|ethernet|serial]", "the same", 0, 1,
+     [](Console& c, const Words& a) { SetPlugged(c, a, false); }},
     {"fill", "KB", "other files take the disk's room, so many KB stay free", 1, 1, FillDisk},
     {"readonly", "on|off", "the disk's write lock", 1, 1,
      [](Console& c, const Words& a) { c.board.disk.SetReadOnly(SwitchFrom(a[0], "readonly")); }},

@@ -39,31 +39,40 @@ int64_t Stdio::LogStream::Tell() {
   return -1;
 }
 
-size_t Stdio::TextStream::Read(char* data, size_t size) {
-  const size_t taken = text_.copy(data, size, position_);
-  position_ += taken;
-  if (taken < size) end = true;
-  return taken;
+size_t Stdio::PipeStream::Read(char* data, size_t size) {
+  const size_t got = text.copy(data, size, position);
+  position += got;
+  if (got < size) end = true;
+  return got;
 }
 
-size_t Stdio::TextStream::Write(const char* /*data*/, size_t /*size*/) {
+size_t Stdio::PipeStream::Write(const char* /*data*/, size_t /*size*/) {
+  failed = true;
   errno = EBADF;
   return 0;
 }
 
-int Stdio::TextStream::Seek(int64_t /*offset*/, int /*whence*/) {
+int Stdio::PipeStream::Seek(int64_t /*offset*/, int /*whence*/) {
   errno = ESPIPE;
   return -1;
 }
 
-int64_t Stdio::TextStream::Tell() {
+int64_t Stdio::PipeStream::Tell() {
   errno = ESPIPE;
   return -1;
 }
 
-FILE* Stdio::OpenText(std::string text) {
-  texts_.emplace_back(std::move(text));
-  return ToFile(&texts_.back());
+FILE* Stdio::OpenPipe(std::string text, int status) { return ToFile(&pipes_.emplace_back(std::move(text), status)); }
+
+int Stdio::ClosePipe(FILE* file) {
+  const auto found = std::find_if(pipes_.begin(), pipes_.end(), [file](PipeStream& p) { return ToFile(&p) == file; });
+  if (found == pipes_.end()) {
+    errno = ECHILD;
+    return -1;
+  }
+  const int status = found->status;
+  pipes_.erase(found);
+  return status;
 }
 
 FILE* Stdio::Open(const std::string& path, const std::string& mode) {
@@ -103,17 +112,15 @@ FILE* Stdio::Open(const std::string& path, const std::string& mode) {
 
 Stream* Stdio::Find(FILE* file) {
   if (file == ToFile(&output_)) return &output_;
-  const auto isIt = [file](Stream& stream) { return ToFile(&stream) == file; };
-  const auto found = std::find_if(files_.begin(), files_.end(), isIt);
-  if (found != files_.end()) return &*found;
-  const auto text = std::find_if(texts_.begin(), texts_.end(), isIt);
-  return text == texts_.end() ? nullptr : &*text;
+  for (PipeStream& pipe : pipes_) {
+    if (file == ToFile(&pipe)) return &pipe;
+  }
+  const auto found = std::find_if(files_.begin(), files_.end(), [file](FileStream& f) { return ToFile(&f) == file; });
+  return found == files_.end() ? nullptr : &*found;
 }
 
 int Stdio::Close(FILE* file) {
-  const auto isIt = [file](Stream& stream) { return ToFile(&stream) == file; };
-  if (std::erase_if(texts_, isIt) > 0) return 0;
-  const auto found = std::find_if(files_.begin(), files_.end(), isIt);
+  const auto found = std::find_if(files_.begin(), files_.end(), [file](FileStream& f) { return ToFile(&f) == file; });
   if (found == files_.end()) {
     errno = EBADF;
     return EOF;
@@ -143,7 +150,7 @@ size_t Stdio::OpenOnDisk() const {
 
 void Stdio::Drop() {
   files_.clear();
-  texts_.clear();
+  pipes_.clear();
 }
 
 }  // namespace twin

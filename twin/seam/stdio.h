@@ -38,12 +38,13 @@ class Stdio {
   ~Stdio();
 
   FILE* Open(const std::string& path, const std::string& mode);  // null with errno set
-  // A stream that reads `text`, what a command has printed.
-  FILE* OpenText(std::string text);
   int Close(FILE* file);
   Stream* Find(FILE* file);  // null if it is not an open stream
   FILE* StandardOutput() { return ToFile(&output_); }
   int Print(FILE* file, const char* format, va_list arguments);
+  // What a command printed, to be read. `status` is what ClosePipe returns, which is -1 for any other stream.
+  FILE* OpenPipe(std::string text, int status);
+  int ClosePipe(FILE* file);
   size_t OpenOnDisk() const;  // files that keep the disk from being unmounted
   void Drop();                // the power is gone: buffers are lost, files are closed as they are
 
@@ -58,19 +59,18 @@ class Stdio {
     int64_t Tell() override;
     int Close() override { return 0; }
   };
-  class TextStream final : public Stream {
+  class PipeStream final : public Stream {
    public:
-    explicit TextStream(std::string text) : text_(std::move(text)) {}
+    PipeStream(std::string printed, int exitStatus) : text(std::move(printed)), status(exitStatus) {}
+    std::string text;
+    int status;
+    size_t position = 0;
     size_t Read(char* data, size_t size) override;
     size_t Write(const char* data, size_t size) override;
     int Flush() override { return 0; }
     int Seek(int64_t offset, int whence) override;
     int64_t Tell() override;
     int Close() override { return 0; }
-
-   private:
-    std::string text_;
-    size_t position_ = 0;
   };
   static FILE* ToFile(Stream* stream) { return reinterpret_cast<FILE*>(stream); }
 
@@ -79,7 +79,7 @@ class Stdio {
   UsbDisk& disk_;
   LogStream output_;
   std::list<class FileStream> files_;
-  std::list<TextStream> texts_;
+  std::list<PipeStream> pipes_;
 };
 
 }  // namespace twin

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "twin/board.h"
-#include "twin/seam/commands.h"
 
 using twin::Board;
 using twin::Stream;
@@ -113,14 +112,5 @@ int twin_fputc(int c, FILE* file) {
 
 int twin_puts(const char* text) { return twin_fputs(text, twin_stdout) == EOF ? EOF : twin_fputc('\n', twin_stdout); }
 int twin_putchar(int c) { return twin_fputc(c, twin_stdout); }
-
-FILE* twin_popen(const char* command, const char* /*mode*/) {
-  Board& board = Board::Current();
-  const auto output = twin::ShellCommandOutput(board, command);
-  // The shell starts in any case; a command that it does not find prints nothing.
-  return board.stdio.OpenText(output.value_or(""));
-}
-
-int twin_pclose(FILE* file) { return twin_fclose(file); }
 
 }  // extern "C"

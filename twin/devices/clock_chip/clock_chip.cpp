@@ -1,6 +1,7 @@
 #include "twin/devices/clock_chip/clock_chip.h"
 
 #include <cstring>
+#include <fstream>
 #include <optional>
 #include <stdexcept>
 
@@ -8,7 +9,8 @@ namespace twin {
 
 namespace {
 
-constexpr int64_t kStart = 1781519400;  // 2026-06-15 10:30:00
+constexpr int64_t kStart = 1781519400;   // 2026-06-15 10:30:00
+constexpr int64_t kLast = 253402300799;  // 9999-12-31 23:59:59
 
 std::optional<int64_t> SecondsOf(const CivilTime& date) {
   using namespace std::chrono;
@@ -48,6 +50,21 @@ ClockChip::ClockChip(Kernel& kernel, Faults& faults)
       open_(faults, "rtc.open", "opening the clock: fail"),
       read_(faults, "rtc.read", "reading the clock: fail, value=SECONDS since 1970"),
       write_(faults, "rtc.write", "setting the clock: fail, value=SECONDS since 1970, silence") {}
+
+ClockChip::~ClockChip() {
+  if (file_.empty()) return;
+  const Duration passed = kernel_.Now() - base_;
+  std::ofstream(file_) << baseSeconds_ + passed / 1s << ' ' << (passed % 1s).count() << '\n';
+}
+
+void ClockChip::KeepIn(std::filesystem::path file) {
+  file_ = std::move(file);
+  int64_t seconds = 0, nanoseconds = 0;
+  if (!(std::ifstream(file_) >> seconds >> nanoseconds)) return;
+  if (seconds < 0 || seconds > kLast || nanoseconds < 0 || nanoseconds >= std::nano::den) return;
+  baseSeconds_ = seconds;
+  base_ = kernel_.Now() - Duration{nanoseconds};
+}
 
 int ClockChip::Open(int /*flags*/) {
   const auto effect = open_.Ask();

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 
 #include "twin/device_file.h"
 #include "twin/faults/faults.h"
@@ -33,6 +34,10 @@ class ClockChip final : public DeviceFile {
 
   // Starts at 2026-06-15 10:30:00.
   ClockChip(Kernel& kernel, Faults& faults);
+  ~ClockChip() override;
+  // Goes on from the time that `file` holds (seconds since 1970, nanoseconds), if there is one, and leaves its own
+  // there at the end, for the next board: nothing passes in between. A file that holds no time is passed over.
+  void KeepIn(std::filesystem::path file);
 
   // --- bus ---
   int Open(int flags) override;
@@ -49,6 +54,7 @@ class ClockChip final : public DeviceFile {
 
  private:
   Kernel& kernel_;
+  std::filesystem::path file_;
   int64_t baseSeconds_ = 0;  // the date at board time base_, in seconds since 1970
   Time base_{0};
   FaultPoint open_, read_, write_;

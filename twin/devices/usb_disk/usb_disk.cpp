@@ -35,7 +35,8 @@ UsbDisk::UsbDisk(Faults& faults, fs::path directory, uint64_t capacityKBs)
       makeDirectory_(faults, "disk.mkdir", "making a directory: fail, silence, delay, powercut"),
       list_(faults, "disk.list", "opening a directory: fail, delay, powercut"),
       sync_(faults, "disk.sync", "syncing: fail, delay, powercut"),
-      statfs_(faults, "disk.statfs", "asking for the free space: fail, delay, powercut") {
+      statfs_(faults, "disk.statfs", "asking for the free space: fail, delay, powercut"),
+      mount_(faults, "disk.mount", "mounting: fail") {
   fs::create_directories(directory_);
   Count();
 }
@@ -195,6 +196,8 @@ void UsbDisk::Count() {
 // --- the volume ---
 
 int UsbDisk::Mount() {
+  const auto effect = mount_.Ask();
+  if (effect && effect->kind == Effect::Kind::Fail) return static_cast<int>(effect->value);
   if (!plugged_) return ENODEV;
   if (mounted_) return EBUSY;
   mounted_ = true;

@@ -87,10 +87,11 @@ class UsbDisk {
   uint64_t Writes() const { return writes_; }  // BeforeWrite calls so far
 
   // --- faults ---
-  // "disk.open", "disk.read", "disk.rename", "disk.remove", "disk.mkdir", "disk.list", "disk.sync", "disk.statfs":
-  // Fail; Silence (rename, remove and mkdir report success and nothing happens); Delay; PowerCut, after the operation.
-  // "disk.write": Fail; Silence (the write is forgotten); Value v (torn: v bytes are stored, all are reported);
-  // Delay; PowerCut with value v (v bytes are stored, or half of them if v is negative, then the power goes).
+  // "disk.open", "disk.read", "disk.rename", "disk.remove", "disk.mkdir", "disk.list", "disk.sync", "disk.statfs",
+  // "disk.mount": Fail; Silence (rename, remove and mkdir report success and nothing happens); Delay; PowerCut, after
+  // the operation. "disk.write": Fail; Silence (the write is forgotten); Value v (torn: v bytes are stored, all are
+  // reported); Delay; PowerCut with value v (v bytes are stored, or half of them if v is negative, then the power
+  // goes).
 
  private:
   bool Alive() const { return plugged_ && mounted_ && !stale_; }
@@ -112,7 +113,7 @@ class UsbDisk {
   bool mounted_ = false;
   bool stale_ = false;
   bool readOnly_ = false;
-  FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, list_, sync_, statfs_;
+  FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, list_, sync_, statfs_, mount_;
 };
 
 }  // namespace twin

@@ -1,0 +1,118 @@
+// The whole device with its adapters and its boot script, from power-on to power-off.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/support/file_bytes.h"
+#include "twin/board.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace twin;
+
+struct SmallLinux : testing::Test {
+  static void SwitchOff(Board& board) {
+    board.button.Press(4s);
+    EXPECT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
+  }
+  static std::string Text(const fs::path& path) {
+    const auto bytes = FileBytes(path);
+    return {bytes.begin(), bytes.end()};
+  }
+};
+
+TEST_F(SmallLinux, EthernetWinsOverWifiInOpeningAndClosing) {
+  Board board{BoardOptions{.usb = {UsbAdapter::Wifi, UsbAdapter::Ethernet}}};
+  ASSERT_TRUE(board.Boot());
+  EXPECT_EQ(board.LogCount("UsbMode:3\n"), 1u);
+  EXPECT_EQ(board.LogCount("Has Net?:Yes\n"), 1u);
+  EXPECT_TRUE(board.interfaces.Up("eth0"));
+  EXPECT_FALSE(board.interfaces.Up("wlan0"));
+  SwitchOff(board);
+  EXPECT_EQ(board.LogCount("r8152_start\n"), 1u);
+  EXPECT_EQ(board.LogCount("r8152_shutdown\n"), 1u);
+  EXPECT_EQ(board.LogCount("80211"), 0u);
+  EXPECT_EQ(board.Complaints(), std::vector<std::string>{});
+}
+
+TEST_F(SmallLinux, AnAccessPointThatFailsIsNoNetworkAndIsShutDownAllTheSame) {
+  Board board{BoardOptions{.usb = {UsbAdapter::Wifi}}};
+  board.faults.Add("wifi.access-point fail");
+  ASSERT_TRUE(board.Boot());
+  EXPECT_EQ(board.LogCount("Has Net?:No\n"), 1u);
+  SwitchOff(board);
+  EXPECT_EQ(board.LogCount("80211_shutdown.sh\n"), 1u);
+
+  ASSERT_TRUE(board.Boot());
+  EXPECT_EQ(board.LogCount("Has Net?:Yes\n"), 1u) << "the next start is a new try";
+  EXPECT_TRUE(board.interfaces.Up("wlan0"));
+  EXPECT_EQ(board.Complaints(), std::vector<std::string>{});
+}
+
+TEST_F(SmallLinux, ADiskThatIsSlowToMountIsTriedAgainOnceTheScriptIsPatched) {
+  Board board{BoardOptions{}};
+  board.faults.Add("disk.mount fail=ENXIO");
+  ASSERT_TRUE(board.Boot());
+  EXPECT_FALSE(board.disk.Mounted()) << "the script as delivered tries once";
+  EXPECT_EQ(board.LogCount("Retry mount\n"), 0u);
+  board.PowerOff();
+
+  const Time start = board.Now();
+  board.faults.Add("disk.mount fail=ENXIO");
+  board.PowerOn();
+  EXPECT_TRUE(board.RunUntil([&] { return board.disk.Mounted(); }, 10s));
+  const Duration took = board.Now() - start;
+  EXPECT_EQ(board.LogCount("Retry mount\n"), 1u);
+  board.PowerOff();
+  board.PowerOn();
+  const Time again = board.Now();
+  EXPECT_TRUE(board.RunUntil([&] { return board.disk.Mounted(); }, 10s));
+  const Duration extra = took - (board.Now() - again);
+  EXPECT_GE(extra, 2s);
+  EXPECT_LE(extra, 2500ms);
+}
+
+TEST_F(SmallLinux, AFirmwareOnTheDiskIsInstalledAtTheNextStart) {
+  Board board{BoardOptions{}};
+  const fs::path image = board.disk.Directory() / "firmware", installed = board.paths.Local() / "lumora";
+  const std::string before = Text(installed);
+  const std::string next = "Lumora 2\n" + std::string(20000, '2');
+  std::ofstream(image) << next;
+  ASSERT_TRUE(board.Boot());
+  EXPECT_EQ(Text(installed), before) << "this start only taught the script";
+  SwitchOff(board);
+
+  // The power goes in the middle of the copy: the image is still on the disk, and the start after that installs it.
+  board.faults.Add("disk.read powercut nth=3");
+  board.PowerOn();
+  EXPECT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 10s));
+  EXPECT_LT(Text(installed).size(), next.size());
+  EXPECT_EQ(Text(image), next);
+  ASSERT_TRUE(board.Boot());
+  EXPECT_EQ(Text(installed), next);
+  EXPECT_FALSE(fs::exists(image));
+  EXPECT_EQ(board.disk.FreeClusters(), board.disk.TotalClusters() - 1) << "DCIM alone";
+  EXPECT_EQ(board.Complaints(), std::vector<std::string>{});
+}
+
+TEST_F(SmallLinux, TheClockGoesOnInASecondProgramOnTheSameRoot) {
+  const fs::path root = fs::path(testing::TempDir()) / ("root-" + std::to_string(getpid()));
+  {
+    Board board{BoardOptions{.root = root}};
+    board.clockChip.SetDate({2031, 12, 31, 23, 59, 58, 0});
+    board.Run(1700ms);
+  }
+  {
+    Board board{BoardOptions{.root = root}};
+    board.Run(200ms);
+    EXPECT_EQ(board.clockChip.Date().second, 59);
+    board.Run(200ms);
+    EXPECT_EQ(board.clockChip.Date(), (CivilTime{2032, 1, 1, 0, 0, 0, 4}));
+  }
+  std::ofstream(root / "clock_chip") << "no time";
+  EXPECT_EQ(Board{BoardOptions{.root = root}}.clockChip.Date(), (CivilTime{2026, 6, 15, 10, 30, 0, 1}));
+  fs::remove_all(root);
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include "twin/devices/usb_ports/usb_drivers.h"
+
+#include <gtest/gtest.h>
+
+namespace twin {
+namespace {
+
+struct Drivers : testing::Test {
+  Kernel kernel;
+  Faults faults{kernel};
+  UsbPorts ports{faults};
+  NetworkInterfaces interfaces;
+  UsbDrivers drivers{kernel, faults, ports, interfaces};
+
+  Drivers() { drivers.PowerOn(); }
+  int Insert(const std::string& name) {
+    return drivers.Insert(std::string("\x7F"
+                                      "ELF\1\1\0name=",
+                                      12) +
+                          name + '\0' + "code");
+  }
+};
+
+TEST_F(Drivers, StandOnOneAnother) {
+  EXPECT_EQ(Insert("r8152"), ENOENT) << "without mii";
+  EXPECT_EQ(Insert("mii"), 0);
+  EXPECT_EQ(Insert("mii"), EEXIST);
+  EXPECT_EQ(Insert("cp210x"), ENOENT) << "mii is not what it needs";
+  EXPECT_EQ(Insert("r8152"), 0);
+  EXPECT_EQ(drivers.Remove("mii"), EWOULDBLOCK);
+  EXPECT_EQ(drivers.Remove("r8152"), 0);
+  EXPECT_EQ(drivers.Remove("r8152"), ENOENT);
+  EXPECT_EQ(drivers.Remove("mii"), 0);
+  for (const std::string& none : {std::string(),
+                                  std::string("\x7F"
+                                              "ELF"),
+                                  std::string("\x7F"
+                                              "ELG\0name=mii\0",
+                                              13),
+                                  std::string("\x7F"
+                                              "ELF\0name=mii",
+                                              12),
+                                  std::string("\x7F"
+                                              "ELF\0name=\0",
+                                              10)}) {
+    EXPECT_EQ(drivers.Insert(none), ENOEXEC) << none.size();
+  }
+}
+
+TEST_F(Drivers, FindTheirAdapterAfterAMoment) {
+  std::string told;
+  interfaces.OnChange([&] { told += interfaces.Exists("eth0") ? '+' : '-'; });
+  Insert("mii");
+  Insert("r8152");
+  kernel.Run(2s);
+  ports.Plug(UsbAdapter::Ethernet);
+  kernel.Run(100ms);
+  EXPECT_FALSE(interfaces.Exists("eth0"));
+  ports.Unplug(UsbAdapter::Ethernet);
+  kernel.Run(1s);
+  EXPECT_EQ(told, "") << "it was out before the driver knew";
+  ports.Plug(UsbAdapter::Ethernet);
+  kernel.Run(1s);
+  EXPECT_TRUE(interfaces.Exists("eth0"));
+  EXPECT_FALSE(interfaces.Up("eth0"));
+  interfaces.SetUp("eth0", true);
+  ports.Unplug(UsbAdapter::Ethernet);
+  EXPECT_FALSE(interfaces.Exists("eth0"));
+  ports.Plug(UsbAdapter::Ethernet);
+  kernel.Run(1s);
+  EXPECT_FALSE(interfaces.Up("eth0")) << "a new interface is down";
+  drivers.PowerOff();
+  EXPECT_FALSE(interfaces.Exists("eth0"));
+  drivers.PowerOn();
+  kernel.Run(1s);
+  EXPECT_FALSE(interfaces.Exists("eth0") || drivers.Loaded("r8152")) << "modules do not outlive the power";
+}
+
+TEST_F(Drivers, Break) {
+  faults.Add("module.insert fail=ENOMEM");
+  EXPECT_EQ(Insert("mii"), ENOMEM);
+  faults.Add("usb.probe silence");
+  ports.Plug(UsbAdapter::Wifi);
+  kernel.Run(1s);
+  EXPECT_FALSE(interfaces.Exists("wlan0"));
+  ports.Unplug(UsbAdapter::Wifi);
+  faults.Add("usb.probe delay=5s");
+  ports.Plug(UsbAdapter::Wifi);
+  kernel.Run(5s);
+  EXPECT_FALSE(interfaces.Exists("wlan0"));
+  kernel.Run(1s);
+  EXPECT_TRUE(interfaces.Exists("wlan0"));
+}
+
+}  // namespace
+}  // namespace twin

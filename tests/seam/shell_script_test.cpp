@@ -1,0 +1,107 @@
+#include "twin/seam/shell_script.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/support/on_board.h"
+#include "twin/seam/commands.h"
+
+namespace twin {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Shell : testing::Test {
+  Board board{BoardOptions{}};
+  std::string output;
+  int status = -1;
+
+  // Runs the text as a script of the device.
+  void Run(const std::string& text) {
+    output.clear();
+    OnBoard(board, [&] {
+      std::ofstream(board.paths.Local() / "test.sh") << text;
+      status = RunCommandLine(board, "./test.sh", output);
+    });
+  }
+};
+
+TEST_F(Shell, FollowsItsBranches) {
+  Run("#!/bin/sh\n"
+      "umount /mnt/udisk\n"
+      "if [ \"$?\" != 0 ]; then\n  echo busy\nelse\n  echo \"un  mounted\"  now\nfi\n"
+      "  umount /mnt/udisk\n"
+      "if [ \"$?\" != 0 ]; then\n"
+      "  if [ -f hostapd.conf ]; then\n    echo conf\n  else\n    echo none\n  fi\n"
+      "else\n"
+      "  if [ ! -f nothing ]; then\n    echo a\n  else\n    echo b\n  fi\n"
+      "  unheard of\n"
+      "fi\n"
+      "mount -t vfat /dev/sda1 /mnt/udisk\n"
+      "if [ -f /mnt/udisk ]; then\n  echo a directory is no file\nfi\n"
+      "exit 3\necho never\n");
+  EXPECT_EQ(output, "un  mounted now\numount: can't unmount /mnt/udisk: Invalid argument\nconf\n");
+  EXPECT_EQ(status, 3);
+  EXPECT_THAT(board.Complaints(), IsEmpty());
+}
+
+TEST_F(Shell, ComplainsOfWhatItDoesNotKnow) {
+  Run("reboot\nmount -t ext4 /dev/sda1 /mnt/udisk\ncd /\nwhile true\nfi\nif [ 1 = 1 ]; then\necho skipped\n");
+  EXPECT_THAT(board.Complaints(),
+              ElementsAre(HasSubstr("command: reboot"), HasSubstr("command: mount -t ext4 /dev/sda1 /mnt/udisk"),
+                          HasSubstr("line not understood: cd /"), HasSubstr("command: while true"),
+                          HasSubstr("line not understood: fi"), HasSubstr("not understood: if [ 1 = 1 ]; then"),
+                          HasSubstr("no end of an if")));
+  EXPECT_THAT(output, Not(HasSubstr("skipped")));
+  OnBoard(board, [&] { status = RunCommandLine(board, "./missing.sh", output); });
+  EXPECT_EQ(status, 127);
+}
+
+TEST_F(Shell, MovesFilesWithinAndAcrossTheDisk) {
+  const auto& disk = board.disk.Directory();
+  const std::string image(10000, 'i');
+  std::ofstream(disk / "a") << image;
+  const uint64_t before = board.disk.FreeClusters();
+  board.disk.Pull();
+  board.disk.Plug();
+  Run("mv /mnt/udisk/a /mnt/udisk/b\nmv /mnt/udisk/b c\nchmod 750 c\nmv c d\nmv nothing e\n");
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(output, "mv: can't rename 'nothing': No such file or directory\n");
+  EXPECT_TRUE(std::filesystem::is_empty(disk));
+  EXPECT_EQ(board.disk.FreeClusters(), before);
+  const auto moved = board.paths.Local() / "d";
+  EXPECT_EQ(std::filesystem::file_size(moved), image.size());
+  EXPECT_EQ(std::filesystem::status(moved).permissions(), std::filesystem::perms(0750));
+  std::ofstream(disk / "a") << image;
+  board.faults.Add("disk.read fail nth=2");
+  Run("mv /mnt/udisk/a d\n");
+  EXPECT_EQ(status, 1);
+  EXPECT_TRUE(std::filesystem::exists(disk / "a")) << "the source stays until the copy is whole";
+}
+
+TEST_F(Shell, ABootScriptThatStartsNothingLeavesTheBoardWithout) {
+  const auto script = board.paths.Root() / "etc/init.d/S90user";
+  bool ran = false;
+  const auto boots = [&] {
+    ran = false;
+    OnBoard(board, [&] { ran = true; });
+    return ran;
+  };
+  EXPECT_TRUE(boots());
+  std::ofstream(script) << "cd /mnt/local\n/mnt/local/lumora\necho behind\n";
+  EXPECT_TRUE(boots());
+  EXPECT_EQ(board.LogCount("behind"), 0u);
+  std::filesystem::remove(board.paths.Local() / "lumora");
+  EXPECT_FALSE(boots());
+  EXPECT_EQ(board.LogCount("/mnt/local/lumora: not found"), 1u);
+  EXPECT_EQ(board.ExitStatus(), 127);
+  std::filesystem::remove(script);
+  EXPECT_FALSE(boots());
+}
+
+}  // namespace
+}  // namespace twin

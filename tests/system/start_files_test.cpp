@@ -1,0 +1,88 @@
+// Files that every start lays out, empties or opens: modules, leases, the log on the disk.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/support/file_bytes.h"
+#include "tests/support/on_board.h"
+#include "venc/system_integration.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct StartFiles : testing::Test {
+  twin::Board board{twin::BoardOptions{}};
+  fs::path log = board.disk.Directory() / "debug";
+
+  static std::string Text(const fs::path& path) {
+    const auto bytes = FileBytes(path);
+    return {bytes.begin(), bytes.end()};
+  }
+  // A process in which `step` logs, and which ends in order. Returns what opening the log gave.
+  int Log(void (*step)()) {
+    int result = 1;
+    OnBoard(board, [&] {
+      result = LumoOpenDebugFile();
+      step();
+      LumoSystemSync();
+    });
+    return result;
+  }
+};
+
+TEST_F(StartFiles, ModulesAreLaidOutWhereTheyAreMissing) {
+  const fs::path local = board.paths.Local();
+  std::ofstream(local / "usbserial.ko") << "mine";
+  for (int start = 0; start < 2; start++) OnBoard(board, LumoInitKOFiles);
+  for (const auto& [name, size] : {std::pair{"mii", 6976u}, {"r8152", 37784u}, {"cp210x", 23660u}}) {
+    const std::string file = std::string(name) + ".ko";
+    EXPECT_EQ(Text(local / file), Text(fs::path(LUMORA_BLOB_DIR) / file)) << name;
+    EXPECT_EQ(fs::file_size(local / file), size) << name;
+  }
+  EXPECT_EQ(Text(local / "usbserial.ko"), "mine");
+}
+
+TEST_F(StartFiles, LeasesAreForgotten) {
+  const fs::path leases = board.paths.Root() / "var/lib/dhcp/dhcpcd.leases";
+  std::ofstream(leases) << "lease 192.168.5.20 { }\nlease 192.168.5.21 { }\n";
+  OnBoard(board, LumoResetDhcpcdLeases);
+  EXPECT_EQ(Text(leases), "\n");
+  fs::remove_all(leases.parent_path());
+  OnBoard(board, LumoResetDhcpcdLeases);
+  EXPECT_FALSE(fs::exists(leases));
+}
+
+TEST_F(StartFiles, AnEmptyDebugFileTakesTheLogAndEachStartEmptiesIt) {
+  EXPECT_EQ(Log(LumoWifiClose), 0);
+  EXPECT_FALSE(fs::exists(log));
+  EXPECT_EQ(board.LogCount("80211_shutdown.sh\n"), 1u) << "standard error";
+  std::ofstream(log).flush();
+  EXPECT_EQ(Log([] {
+              LumoWifiClose();
+              LumoEthClose();
+            }),
+            0);
+  EXPECT_TRUE(Text(log).starts_with("LumoWifiClose:")) << Text(log);
+  EXPECT_TRUE(Text(log).ends_with(" r8152_shutdown\n")) << Text(log);
+  EXPECT_TRUE(board.disk.Mounted()) << "the open log keeps the disk busy";
+  EXPECT_EQ(Log(LumoUsbSerialClose), 0);
+  EXPECT_TRUE(Text(log).starts_with("LumoUsbSerialClose:")) << Text(log);
+  EXPECT_TRUE(Text(log).ends_with(" cp210x_shutdown\n")) << Text(log);
+  EXPECT_EQ(board.LogCount("cp210x_shutdown\n"), 0u);
+}
+
+TEST_F(StartFiles, ADebugFileThatCannotBeWrittenLeavesTheLogAtStandardError) {
+  std::ofstream(log) << "old";
+  board.disk.SetReadOnly(true);
+  EXPECT_EQ(Log(LumoWifiClose), 0);
+  board.disk.SetReadOnly(false);
+  board.faults.Add("disk.open fail=EMFILE nth=2");  // the question whether it is writable is the first
+  EXPECT_EQ(Log(LumoEthClose), -2);
+  EXPECT_EQ(board.faults.Fired(), 1u);
+  EXPECT_EQ(board.LogCount(" 80211_shutdown.sh\n"), 1u);
+  EXPECT_EQ(board.LogCount(" r8152_shutdown\n"), 1u);
+  EXPECT_EQ(Text(log), "old");
+}
+
+}  // namespace
