@@ -70,13 +70,14 @@ static int SendShot(int client, FILE* file, int64_t fileSize, const Delivery& pl
   if (send_bytes(client, plan.sent.data(), static_cast<size_t>(num * kEntrySize)) < 0) return -1;
   if (SendRange(client, file, indexEnd, 2) < 0) return -1;
   if (send_bytes(client, &total, sizeof(total)) < 0) return -1;
+  // The body ends where it was promised to. Previews may be longer than tiny pictures, and pictures may share bytes.
+  int64_t left = fileSize - plan.dataStart;
   for (size_t i = 0; i < static_cast<size_t>(num); i++) {
-    const int64_t offset = plan.stored[i].jpgFileOffset + plan.dataStart;
-    if (SendRange(client, file, offset, plan.sent[i].jpgFileSize) < 0) return -1;
+    const int64_t size = plan.sent[i].jpgFileSize < left ? plan.sent[i].jpgFileSize : left;
+    if (SendRange(client, file, plan.stored[i].jpgFileOffset + plan.dataStart, size) < 0) return -1;
+    left -= size;
   }
-  // Measured from what was sent, so that the body is as long as promised. Previews may be longer than tiny pictures.
-  const int64_t tail = plan.total + plan.dataStart;
-  return tail < fileSize ? SendRange(client, file, tail, fileSize - tail) : 0;
+  return SendRange(client, file, fileSize - left, left);
 }
 
 int serve_file(int client, const char* filename, int onlyPreview) {
