@@ -11,6 +11,7 @@
 #include "twin/board.h"
 #include "twin/console/console.h"
 #include "twin/console/prompt.h"
+#include "twin/console/serving.h"
 #include "twin/console/status_display.h"
 
 namespace {
@@ -20,7 +21,7 @@ using namespace twin;
 
 volatile std::sig_atomic_t stop = 0;
 
-void Stop(int) { stop = 1; }
+void Stop(int) { stop = stop + 1; }
 
 void CatchSignals() {
   struct sigaction action = {};
@@ -32,7 +33,9 @@ void CatchSignals() {
 struct Arguments {
   BoardOptions board;
   std::string script, log;
-  bool status = false, pressOnce = false, off = false;
+  bool status = false, pressOnce = false, off = false, serve = false;
+  std::string address = "127.0.0.1";
+  uint16_t port = 8080;
 };
 
 // Names of an enumeration's values, shown as "real|free".
@@ -84,6 +87,17 @@ void Declare(CLI::App& program, Arguments& arguments) {
       ->delimiter(',')
       ->transform(CLI::CheckedTransformer(adapters).description(""))
       ->type_name("LIST");
+  CLI::Option* serve = program.add_flag(
+      "--serve", arguments.serve, "Let this machine's programs in over HTTP, until Ctrl-C switches the camera off");
+  program.add_option("--port", arguments.port, "Port of the control routes; the next one is for files")
+      ->check(CLI::Range(1, 65534).description(""))
+      ->needs(serve)
+      ->type_name("N")
+      ->capture_default_str();
+  program.add_option("--bind", arguments.address, "IPv4 address of the two ports")
+      ->needs(serve)
+      ->type_name("ADDR")
+      ->capture_default_str();
   program.add_option("--script", arguments.script, "Commands to carry out; then end")
       ->check(CLI::ExistingFile.description(""))
       ->type_name("FILE");
@@ -118,6 +132,23 @@ int PressOnce(Console& console) {
   return 1;
 }
 
+// Until a signal, `quit`, the camera's own end, or a port that is lost; then the camera is switched off.
+int ServeUntilStopped(Console& console, const Serving& serving) {
+  Board& board = console.board;
+  const auto ended = [&] { return !board.Powered() || board.Exited() || !serving.Failure().empty(); };
+  while (!console.Quitting() && !ended()) board.RunUntil([&] { return console.Quitting() || ended(); }, 1h);
+  if (!serving.Failure().empty()) throw std::runtime_error(serving.Failure());
+  if (board.Exited()) {
+    std::cerr << "\nthe application ended with " << board.ExitStatus() << '\n';
+    return 1;
+  }
+  const int signals = stop;
+  if (board.Powered()) std::cerr << "\nswitching off; Ctrl-C once more cuts the power\n";
+  if (SwitchOff(board, [&] { return stop > signals; })) return 0;
+  std::cerr << "\nthe power was cut\n";
+  return 1;
+}
+
 int Run(const Arguments& arguments) {
   Board board{arguments.board};
   Console console{board, std::cout, stop};
@@ -127,6 +158,12 @@ int Run(const Arguments& arguments) {
     if (!log) throw std::runtime_error(arguments.log + ": cannot be written");
   }
   std::unique_ptr<StatusDisplay> status;
+  std::unique_ptr<Serving> serving;
+  if (arguments.serve) {
+    serving = std::make_unique<Serving>(board, arguments.address, arguments.port, std::cout, [&] {
+      if (status) status->Clear();
+    });
+  }
   board.OnLogLine([&](Time, const std::string& line) {
     if (log.is_open()) log << line << std::endl;
     if (!console.echoLog) return;
@@ -147,6 +184,7 @@ int Run(const Arguments& arguments) {
     result = PressOnce(console);
   } else {
     RunPrompt(console, arguments.board.pace, status.get());
+    if (serving) result = ServeUntilStopped(console, *serving);
   }
   status.reset();
   for (const std::string& complaint : board.Complaints()) std::cerr << "no model knows: " << complaint << '\n';
@@ -165,6 +203,15 @@ int main(int argc, char** argv) {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? 0 : 2;
+  }
+  BoardOptions& board = arguments.board;
+  if (arguments.serve) {
+    if (board.pace != Pace::Real) {
+      std::cerr << "lumora-twin: --serve keeps to your clock; it cannot be had with --pace free\n";
+      return 2;
+    }
+    const auto plugged = [&](UsbAdapter adapter) { return std::ranges::count(board.usb, adapter) > 0; };
+    if (!plugged(UsbAdapter::Ethernet) && !plugged(UsbAdapter::Wifi)) board.usb.push_back(UsbAdapter::Ethernet);
   }
   CatchSignals();
   try {

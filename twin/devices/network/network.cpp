@@ -194,6 +194,13 @@ void Network::ServeOnHost(const std::string& address, int offset) {
   UpdateHostListeners();
 }
 
+std::string Network::TryHostPort(const std::string& address, uint16_t hostPort) {
+  HostListener::CheckAddress(address);
+  std::string error;
+  HostListener::Open(kernel_.Host(), address, hostPort, error);
+  return error;
+}
+
 // The host's listeners follow the board's: what cannot be reached there cannot be reached here.
 void Network::UpdateHostListeners() {
   if (hostAddress_.empty()) return;

@@ -48,6 +48,8 @@ class Network {
   // Opens a real listener at `address` for each of the application's listeners, while that can be reached. A board port
   // p is the host's p + `offset`. Throws std::runtime_error for an address that is none.
   void ServeOnHost(const std::string& address, int offset);
+  // Whether a port could be had on the host now: empty, or a text that says why not.
+  std::string TryHostPort(const std::string& address, uint16_t hostPort);
   // Called when a host listener opens or closes, or could not be opened (`error`, else empty).
   void OnHostListener(std::function<void(uint16_t hostPort, bool open, const std::string& error)> listener) {
     hostListenerChanged_ = std::move(listener);
