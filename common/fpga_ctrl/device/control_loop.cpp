@@ -101,10 +101,10 @@ unsigned int TimeLapseInterval(int deviceId, BYTE timeLapse) {
 // curTime stays that of the pass that began the series, so actionTime stands at its start when it ends: a series
 // longer than the idle limit is followed by a switch-off.
 void RunTimeLapse(ControlSignals* ctrlSigs, unsigned int curTime, unsigned int captureTime) {
-  // Read once a turn: others may clear it at any moment.
+  // timeLapse is read once a turn: others may clear it at any moment.
   for (BYTE timeLapse = ctrlSigs->timeLapse; timeLapse != 0; timeLapse = ctrlSigs->timeLapse) {
-    captureTime +=
-        TimeLapseInterval(ctrlSigs->deviceId, timeLapse);  // from the planned time: the series does not drift
+    // From the planned time and not from now, so that the series does not drift.
+    captureTime += TimeLapseInterval(ctrlSigs->deviceId, timeLapse);
     const unsigned int soonest = LumoGetTime() + 1000;
     if (captureTime < soonest) captureTime = soonest;
     ctrlSigs->actionTime = curTime;
