@@ -52,7 +52,9 @@ Board::Board(BoardOptions wanted)
       button(kernel, coProcessor),
       clockChip(kernel, faults),
       disk(faults, paths.Disk(), options.diskKBs),
-      stdio(kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); }),
+      stdio(
+          kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); },
+          [this] { return SystemTime(); }),
       array(kernel, faults, *pictures, gpio),
       media(kernel, faults, *pictures, descriptors),
       network(kernel, faults, interfaces, descriptors),

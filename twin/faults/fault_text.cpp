@@ -15,11 +15,13 @@ struct ErrorName {
   std::string_view name;
   int value;
 };
-constexpr std::array<ErrorName, 20> errorNames = {
-    {{"EPERM", EPERM},   {"ENOENT", ENOENT}, {"EINTR", EINTR},   {"EIO", EIO},       {"ENXIO", ENXIO},
-     {"EBADF", EBADF},   {"EAGAIN", EAGAIN}, {"ENOMEM", ENOMEM}, {"EACCES", EACCES}, {"EFAULT", EFAULT},
-     {"EBUSY", EBUSY},   {"EEXIST", EEXIST}, {"ENODEV", ENODEV}, {"EINVAL", EINVAL}, {"EMFILE", EMFILE},
-     {"ENOSPC", ENOSPC}, {"EROFS", EROFS},   {"EPIPE", EPIPE},   {"ENOTTY", ENOTTY}, {"ETIMEDOUT", ETIMEDOUT}}};
+constexpr std::array<ErrorName, 22> errorNames = {
+    {{"EPERM", EPERM},           {"ENOENT", ENOENT},        {"EINTR", EINTR},   {"EIO", EIO},
+     {"ENXIO", ENXIO},           {"EBADF", EBADF},          {"EAGAIN", EAGAIN}, {"ENOMEM", ENOMEM},
+     {"EACCES", EACCES},         {"EFAULT", EFAULT},        {"EBUSY", EBUSY},   {"EEXIST", EEXIST},
+     {"ENODEV", ENODEV},         {"EINVAL", EINVAL},        {"EMFILE", EMFILE}, {"ENOSPC", ENOSPC},
+     {"EROFS", EROFS},           {"EPIPE", EPIPE},          {"ENOTTY", ENOTTY}, {"ETIMEDOUT", ETIMEDOUT},
+     {"ECONNRESET", ECONNRESET}, {"EADDRINUSE", EADDRINUSE}}};
 
 constexpr std::string_view kEffects = "fail[=ERRNO], value=N, silence, delay=TIME, powercut[=N]";
 constexpr std::string_view kConditions = "nth=N, times=N|always, detail=N, after=TIME, for=TIME, p=0..1";

@@ -20,15 +20,26 @@ uint64_t SizeOf(int descriptor) {
 }
 }  // namespace
 
-FileStream::FileStream(Kernel& kernel, UsbDisk& disk, BoardPath path, int descriptor, bool readable, bool writable)
+FileStream::FileStream(Kernel& kernel, UsbDisk& disk, const std::function<Duration()>& date, BoardPath path,
+                       int descriptor, bool readable, bool writable)
     : kernel_(kernel),
       disk_(disk),
+      date_(date),
       path_(std::move(path)),
       descriptor_(descriptor),
       readable_(readable),
       writable_(writable) {}
 
 FileStream::~FileStream() { close(descriptor_); }
+
+void FileStream::Stamp() {
+  const Duration now = date_();
+  timespec when{};
+  when.tv_sec = static_cast<time_t>(now / 1s);
+  when.tv_nsec = static_cast<long>((now % 1s).count());
+  const timespec times[] = {when, when};
+  futimens(descriptor_, times);
+}
 
 bool FileStream::Fail(int error) {
   failed = true;
@@ -79,6 +90,7 @@ bool FileStream::WriteOut(const char* data, size_t size) {
   if (verdict.stored > 0 && pwrite(descriptor_, data, verdict.stored, static_cast<off_t>(position_)) < 0) {
     return Fail(errno);
   }
+  Stamp();
   if (path_.onDisk) disk_.SizeChanged(path_.volume, SizeOf(descriptor_));
   kernel_.Spend(verdict.takes);
   if (verdict.powerCut) disk_.CutPower();

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "twin/seam/stdio.h"
@@ -11,7 +12,9 @@ namespace twin {
 
 class FileStream final : public Stream {
  public:
-  FileStream(Kernel& kernel, UsbDisk& disk, BoardPath path, int descriptor, bool readable, bool writable);
+  // date: the board's, since 1970
+  FileStream(Kernel& kernel, UsbDisk& disk, const std::function<Duration()>& date, BoardPath path, int descriptor,
+             bool readable, bool writable);
   ~FileStream() override;
   FileStream(const FileStream&) = delete;
   FileStream& operator=(const FileStream&) = delete;
@@ -22,6 +25,7 @@ class FileStream final : public Stream {
   int Seek(int64_t offset, int whence) override;
   int64_t Tell() override { return static_cast<int64_t>(position_); }
   int Close() override;
+  void Stamp();  // the file was changed now
   bool OnDisk() const { return path_.onDisk; }
 
  private:
@@ -32,6 +36,7 @@ class FileStream final : public Stream {
 
   Kernel& kernel_;
   UsbDisk& disk_;
+  const std::function<Duration()>& date_;
   BoardPath path_;
   int descriptor_;
   bool readable_, writable_;

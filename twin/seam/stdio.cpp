@@ -17,8 +17,9 @@ uint64_t SizeOf(int descriptor) {
 }
 }  // namespace
 
-Stdio::Stdio(Kernel& kernel, Paths& paths, UsbDisk& disk, std::function<void(const char*, size_t)> log)
-    : kernel_(kernel), paths_(paths), disk_(disk) {
+Stdio::Stdio(Kernel& kernel, Paths& paths, UsbDisk& disk, std::function<void(const char*, size_t)> log,
+             std::function<Duration()> date)
+    : kernel_(kernel), paths_(paths), date_(std::move(date)), disk_(disk) {
   output_.log = std::move(log);
 }
 
@@ -105,7 +106,8 @@ FILE* Stdio::Open(const std::string& path, const std::string& mode) {
   const int descriptor = open(where.host.c_str(), flags | O_CLOEXEC, 0666);
   if (descriptor < 0) return nullptr;
   if (where.onDisk && (flags & O_CREAT) != 0) disk_.SizeChanged(where.volume, SizeOf(descriptor));
-  files_.emplace_back(kernel_, disk_, std::move(where), descriptor, (flags & O_ACCMODE) != O_WRONLY, writes);
+  files_.emplace_back(kernel_, disk_, date_, std::move(where), descriptor, (flags & O_ACCMODE) != O_WRONLY, writes);
+  if ((flags & O_CREAT) != 0 && ((flags & O_TRUNC) != 0 || !exists)) files_.back().Stamp();
   if ((flags & O_APPEND) != 0) files_.back().Seek(0, SEEK_END);
   return ToFile(&files_.back());
 }

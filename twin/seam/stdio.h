@@ -33,8 +33,10 @@ class Stream {
 
 class Stdio {
  public:
-  // `log` receives what goes to standard output and standard error.
-  Stdio(Kernel& kernel, Paths& paths, UsbDisk& disk, std::function<void(const char*, size_t)> log);
+  // `log` receives what goes to standard output and standard error. `date` is the board's own, since 1970: files are
+  // as old as the board believes.
+  Stdio(Kernel& kernel, Paths& paths, UsbDisk& disk, std::function<void(const char*, size_t)> log,
+        std::function<Duration()> date);
   ~Stdio();
 
   FILE* Open(const std::string& path, const std::string& mode);  // null with errno set
@@ -76,6 +78,7 @@ class Stdio {
 
   Kernel& kernel_;
   Paths& paths_;
+  std::function<Duration()> date_;
   UsbDisk& disk_;
   LogStream output_;
   std::list<class FileStream> files_;
