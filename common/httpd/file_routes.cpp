@@ -20,8 +20,8 @@ static constexpr int kMaxErrFiles = 512;
 
 // A name that does not fit gives a path that no file has.
 static void ShotPath(const ControlSignals* ctrlSigs, const HttpRequest* request, char* path, size_t size) {
-  const int length = snprintf(path, size, "%s%s.%s", "/mnt/udisk/DCIM/", request->mainName,
-                              LumoIsOriShot(ctrlSigs) ? "ori" : "dwo");
+  const int length =
+      snprintf(path, size, "%s%s.%s", "/mnt/udisk/DCIM/", request->mainName, LumoIsOriShot(ctrlSigs) ? "ori" : "dwo");
   if (length >= static_cast<int>(size)) path[0] = '\0';
 }
 

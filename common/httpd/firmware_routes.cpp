@@ -15,8 +15,10 @@ void update_firmware(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* requ
     return;
   }
   const unsigned int crc = get_post_body(client, file, request->contentLength);
-  fclose(file);
-  if (request->crcValue != static_cast<int64_t>(crc)) {
+  // What the stream still holds is written only now: a disk that is full by then must not get by with a good CRC, or
+  // half an application would be installed at the next start.
+  const bool isWritten = fclose(file) == 0;
+  if (request->crcValue != static_cast<int64_t>(crc) || !isWritten) {
     remove(kArriving);
     send_txt(client, 400, "Bad Request", "CRC error");
     return;

@@ -8,7 +8,6 @@
 #include "common/fpga_ctrl/array/bounds.h"
 #include "common/types.h"
 
-// As large as a stream's own buffer, so that a write which fails does so at a block's end.
 static constexpr int kBlockSize = 4096;
 
 static constexpr std::array<uint32_t, 256> MakeCrcTable() {
@@ -23,20 +22,33 @@ static constexpr std::array<uint32_t, 256> MakeCrcTable() {
 static constexpr auto kCrcTable = MakeCrcTable();
 static_assert(kCrcTable[1] == 0x77073096 && kCrcTable[255] == 0x2D02EF8D);
 
-// Looks at a block first and then takes as many bytes as a reader of single bytes would have taken: all that the file
-// took, and the one that it refused.
+// Takes exactly `size` bytes that are known to be there. False if the peer has gone.
+static bool TakeBytes(int sock, BYTE* bytes, int size) {
+  while (size > 0) {
+    const ssize_t got = recv(sock, bytes, static_cast<size_t>(size), 0);
+    if (got < 1) return false;
+    size -= static_cast<int>(got);
+  }
+  return true;
+}
+
+// Byte by byte to the outside, with fewer system calls: looks at what has come, gives it to the file singly, so that a
+// full disk shows at the same byte, and then takes from the socket what the file took and the byte that it refused.
 unsigned int get_post_body(int sock, FILE* file, int size) {
   std::array<BYTE, kBlockSize> block;
   uint32_t crcValue = 0xFFFFFFFF;
-  while (size > 0) {
+  bool isWritten = true;
+  while (size > 0 && isWritten) {
     const ssize_t seen = recv(sock, block.data(), static_cast<size_t>(LMin(size, kBlockSize)), MSG_PEEK);
     if (seen < 1) break;
-    const size_t written = fwrite(block.data(), 1, static_cast<size_t>(seen), file);
-    for (size_t i = 0; i < written; i++) crcValue = crcValue >> 8 ^ kCrcTable[(crcValue ^ block[i]) & 255];
-    const bool isFull = written < static_cast<size_t>(seen);
-    const size_t taken = isFull ? written + 1 : written;
-    if (recv(sock, block.data(), taken, 0) < 1 || isFull) break;
-    size -= static_cast<int>(taken);
+    int taken = 0;
+    while (taken < seen && isWritten) {
+      const BYTE c = block[static_cast<size_t>(taken++)];
+      isWritten = fwrite(&c, 1, 1, file) == 1;
+      if (isWritten) crcValue = crcValue >> 8 ^ kCrcTable[(crcValue ^ c) & 255];
+    }
+    if (!TakeBytes(sock, block.data(), taken)) break;
+    size -= taken;
   }
   return ~crcValue;
 }

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <cctype>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -15,22 +16,29 @@ static constexpr int kMethodSize = 255;
 
 // --- values ---
 
-static int Clamped(const char* value, int least, int most) { return LMin(LMax(atoi(value), least), most); }
+// As atoi; a number beyond an int saturates, as the device's 32-bit library has it.
+static int Number(const char* value) {
+  const long number = strtol(value, nullptr, 10);
+  if (number > INT_MAX) return INT_MAX;
+  return number < INT_MIN ? INT_MIN : static_cast<int>(number);
+}
 
-static int Masked(const char* value, int mask) { return atoi(value) & mask; }
+static int Clamped(const char* value, int least, int most) { return LMin(LMax(Number(value), least), most); }
+
+static int Masked(const char* value, int mask) { return Number(value) & mask; }
 
 static int Truth(const char* value) { return strcasecmp(value, "true") == 0 || strcmp(value, "1") == 0 ? 1 : 0; }
 
 // A client sends either a small index, 8 meaning no compensation, or the biased value itself.
 static int Compensation(const char* value) {
-  int ev = atoi(value);
+  int ev = Number(value);
   if (ev < 16) ev += 120;
   return LMin(LMax(ev, 112), 144);
 }
 
 // 0 to 25; what lies outside falls back to 0.
 static int Index(const char* value) {
-  const int index = atoi(value);
+  const int index = Number(value);
   return index < 0 || index > 25 ? 0 : index;
 }
 
@@ -51,7 +59,7 @@ struct QueryKey {
 };
 
 static constexpr QueryKey kQueryKeys[] = {
-    {"session", [](char* v, HttpRequest* r) { r->session = atoi(v); }},
+    {"session", [](char* v, HttpRequest* r) { r->session = Number(v); }},
     {"filename", [](char* v, HttpRequest* r) { r->mainName = v; }},
     {"time", [](char* v, HttpRequest* r) { r->timeStr = v; }},
     {"strobemode", [](char* v, HttpRequest* r) { r->strobeMode = Masked(v, 3); }},
@@ -62,8 +70,8 @@ static constexpr QueryKey kQueryKeys[] = {
     {"isomode", [](char* v, HttpRequest* r) { r->isoMode = Masked(v, 3); }},
     {"exposure", [](char* v, HttpRequest* r) { r->manualExpsUs = Clamped(v, 250, 9000000); }},
     {"iso", [](char* v, HttpRequest* r) { r->manualIso = Clamped(v, 100, 1600); }},
-    {"longitude", [](char* v, HttpRequest* r) { r->longitude = atoi(v); }},
-    {"latitude", [](char* v, HttpRequest* r) { r->latitude = atoi(v); }},
+    {"longitude", [](char* v, HttpRequest* r) { r->longitude = Number(v); }},
+    {"latitude", [](char* v, HttpRequest* r) { r->latitude = Number(v); }},
     {"saveraw", [](char* v, HttpRequest* r) { r->saveRaw = Truth(v); }},
     {"gyrocorrect", [](char* v, HttpRequest* r) { r->gyroCorrect = Clamped(v, 0, 2); }},
     {"btnsetting", [](char* v, HttpRequest* r) { r->btnSetting = Clamped(v, 0, 2); }},
@@ -99,11 +107,13 @@ void parse_query(char* query, HttpRequest* request) {
 
 // --- the request ---
 
-// Copies up to white space, the end, or size - 1 characters. Returns where it stopped in `text`.
-static const char* TakeWord(const char* text, char* word, int size) {
+static bool IsSpace(char c) { return isspace(static_cast<unsigned char>(c)) != 0; }
+
+// Copies up to white space, `end`, or size - 1 characters; a zero byte in the line is a character like any other.
+// Returns where it stopped in `text`.
+static const char* TakeWord(const char* text, const char* end, char* word, int size) {
   int length = 0;
-  while (*text != '\0' && isspace(static_cast<unsigned char>(*text)) == 0 && length < size - 1)
-    word[length++] = *text++;
+  while (text != end && !IsSpace(*text) && length < size - 1) word[length++] = *text++;
   word[length] = '\0';
   return text;
 }
@@ -118,7 +128,7 @@ static bool ReadHeaders(int client, char* buf, HttpRequest* request) {
     if (length < 0) return false;
     if (request->httpMode != 1) continue;
     const char* found = strstr(buf, kLengthHeader);
-    if (found != nullptr) request->contentLength = atoi(found + strlen(kLengthHeader));
+    if (found != nullptr) request->contentLength = Number(found + strlen(kLengthHeader));
   }
   return true;
 }
@@ -126,9 +136,11 @@ static bool ReadHeaders(int client, char* buf, HttpRequest* request) {
 RequestResult read_request(int client, HttpRequest* request) {
   char buf[kLineSize];
   char method[kMethodSize];
-  if (get_line(client, buf, sizeof(buf)) < 0) return kRequestGone;
+  const int length = get_line(client, buf, sizeof(buf));
+  if (length < 0) return kRequestGone;
 
-  const char* rest = TakeWord(buf, method, sizeof(method));
+  const char* end = buf + length;
+  const char* rest = TakeWord(buf, end, method, sizeof(method));
   if (strcasecmp(method, "GET") == 0) {
     request->httpMode = 0;
   } else if (strcasecmp(method, "POST") == 0) {
@@ -136,8 +148,8 @@ RequestResult read_request(int client, HttpRequest* request) {
   } else {
     return kRequestBadMethod;
   }
-  while (isspace(static_cast<unsigned char>(*rest)) != 0) rest++;
-  TakeWord(rest, request->url, sizeof(request->url));
+  while (rest != end && IsSpace(*rest)) rest++;
+  TakeWord(rest, end, request->url, sizeof(request->url));
   char* query = strchr(request->url, '?');
   if (query != nullptr) {
     *query++ = '\0';

@@ -1,0 +1,369 @@
+// Which path answers on which port, what counts as activity, and what the capture and settings routes hand over.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "tests/support/file_bytes.h"
+#include "tests/support/http_bench.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+struct Routes : HttpBench {
+  std::string Text(const std::string& name) const {
+    const auto bytes = FileBytes(Disk(name));
+    return {bytes.begin(), bytes.end()};
+  }
+  // The command that a request put into the mailbox.
+  Command CommandOf(const std::string& target) {
+    commands.clear();
+    EXPECT_EQ(Get(target).raw, OkAnswer());
+    EXPECT_THAT(commands, SizeIs(1)) << target;
+    return commands.empty() ? Command{} : commands[0];
+  }
+};
+
+const std::string invalid = NotFoundAnswer("Invalid request");
+
+TEST_F(Routes, EachPathOnItsPortAndWhatKeepsTheCameraAwake) {
+  Start();
+  struct Row {
+    const char* path;
+    uint16_t port;
+    bool stamps;
+  };
+  for (const Row& row : {Row{"/get_session", kControl, false},
+                         Row{"/set_time", kControl, true},
+                         Row{"/do_capture", kControl, true},
+                         Row{"/cap_single", kControl, true},
+                         Row{"/get_list", kControl, false},
+                         Row{"/get_thumb", kControl, false},
+                         Row{"/get_parameters", kControl, false},
+                         Row{"/get_file", kBulk, true},
+                         Row{"/del_file", kControl, true},
+                         Row{"/get_single", kControl, true},
+                         Row{"/config", kControl, true},
+                         Row{"/set_prefix", kControl, true},
+                         Row{"/get_information", kControl, true},
+                         Row{"/exit_timelapse", kControl, true},
+                         Row{"/shutdown", kControl, false},
+                         Row{"/format_udisk", kControl, true},
+                         Row{"/compass_calibrate_start", kControl, true},
+                         Row{"/compass_calibrate_end", kControl, true},
+                         Row{"/get_battery_level", kControl, false},
+                         Row{"/get_last_temperature", kControl, false},
+                         Row{"/get_current_temperature", kControl, false},
+                         Row{"/get_last_exposure", kControl, false},
+                         Row{"/del_updated_firmware", kControl, true}}) {
+    SCOPED_TRACE(row.path);
+    ctrl->actionTime = 1;
+    EXPECT_EQ(Get(row.path, row.port == kControl ? kBulk : kControl).raw, invalid);
+    EXPECT_EQ(ctrl->actionTime, 1u);
+    const HttpAnswer answer = Get(row.path, row.port);
+    EXPECT_TRUE(answer.ended);
+    EXPECT_NE(answer.raw, invalid);
+    EXPECT_NE(answer.Status(), 0);
+    const auto now = static_cast<unsigned int>(board.Uptime() / 1ms);
+    if (row.stamps) {
+      EXPECT_NEAR(ctrl->actionTime, now, 100);
+    } else {
+      EXPECT_EQ(ctrl->actionTime, 1u);
+    }
+    EXPECT_EQ(Get(std::string(row.path) + "/", row.port).raw, invalid);
+    EXPECT_EQ(Get(std::string(row.path).substr(1), row.port).raw, invalid);
+  }
+  ctrl->actionTime = 1;
+  EXPECT_EQ(Exchange(board, kBulk, PostText("/update_firmware?crcvalue=0", "x")).Status(), 400);
+  EXPECT_EQ(ctrl->actionTime, 1u);
+  EXPECT_EQ(Exchange(board, kControl, PostText("/update_firmware?crcvalue=0", "x")).raw, invalid);
+}
+
+TEST_F(Routes, SessionsAreHandedOutAndNotAskedFor) {
+  Start();
+  const std::string first = Get("/get_session").body;
+  EXPECT_EQ(first.find_first_not_of("0123456789"), std::string::npos) << first;
+  EXPECT_NE(Get("/get_session").body, first);
+  EXPECT_EQ(ctrl->sessionNum, 0);
+  for (const char* query : {"", "?session=-1", "?session=12345", "?SESSION=x"}) {
+    EXPECT_EQ(Get(std::string("/get_last_exposure") + query).Status(), 200);
+  }
+}
+
+TEST_F(Routes, APostIsServedAndItsBodyLeftUnread) {
+  Start();
+  const HttpAnswer answer = Exchange(board, kControl, PostText("/get_last_exposure", "never read"));
+  EXPECT_EQ(answer.Status(), 200);
+  EXPECT_TRUE(answer.reset);
+  EXPECT_FALSE(Exchange(board, kControl, PostText("/get_last_exposure", "")).reset);
+}
+
+// --- shots ---
+
+TEST_F(Routes, CaptureWordsBitByBit) {
+  Start();
+  EXPECT_EQ(CommandOf("/do_capture").remoteCapCmd, 0x00008000u);
+  EXPECT_EQ(CommandOf("/do_capture?strobemode=2&delay=5&capmode=3&evmode=11&isomode=1").remoteCapCmd, 0x25038301u);
+  EXPECT_EQ(CommandOf("/do_capture?strobemode=3&delay=8&capmode=7&evmode=144&isomode=3").remoteCapCmd, 0x38079003u);
+  EXPECT_EQ(Logged("RemoteCap StrobeMode:2 TimeLapse:0 DelayMode:5 CapMode:3 IsoMode:1 EvComp:3 Exposure:10000 Iso:100 "
+                   "Raw:0 GryoCorrect:0\n"),
+            1u);
+}
+
+TEST_F(Routes, WhatACaptureWritesBesides) {
+  ctrl->manualExpsUs = 77;
+  ctrl->manualIso = 88;
+  ctrl->saveSingle = 9;
+  ctrl->needExitTimeLapse = 255;
+  Start();
+  Command command =
+      CommandOf("/do_capture?capmode=2&exposure=5000&iso=400&longitude=-3&latitude=4&saveraw=1&gyrocorrect=2");
+  EXPECT_EQ(command.manualExpsUs, 77) << "an even mode leaves the manual values";
+  EXPECT_EQ(command.manualIso, 88);
+  EXPECT_EQ(command.longitude, -3);
+  EXPECT_EQ(command.latitude, 4);
+  EXPECT_EQ(command.saveRaw, 1);
+  EXPECT_EQ(command.gyroCorrect, 2);
+  EXPECT_EQ(command.saveSingle, 0);
+  EXPECT_EQ(command.needExitTimeLapse, 0);
+
+  command = CommandOf("/do_capture?capmode=1");
+  EXPECT_EQ(command.manualExpsUs, 10000);
+  EXPECT_EQ(command.manualIso, 100);
+  EXPECT_EQ(command.longitude, 0);
+
+  // Two halves come before a series: no series, no raw, and the exposure stays long.
+  command = CommandOf("/do_capture?capmode=1&exposure=1000000&delay=8&timelapse=3&saveraw=1&gyrocorrect=1");
+  EXPECT_EQ(command.manualExpsUs, 1000000);
+  EXPECT_EQ(command.timeLapse, 0);
+  EXPECT_EQ(command.saveRaw, 0);
+  EXPECT_EQ(command.gyroCorrect, 0);
+
+  command = CommandOf("/do_capture?capmode=3&exposure=1000000&timelapse=9&saveraw=1&gyrocorrect=1");
+  EXPECT_EQ(command.manualExpsUs, 250000);
+  EXPECT_EQ(command.timeLapse, 7);
+  EXPECT_EQ(command.saveRaw, 0);
+  EXPECT_EQ(command.gyroCorrect, 0);
+
+  ctrl->timeLapse = 0;
+  ctrl->usbMode = kUsbEthernet | kUsbSerial;  // there is a position of the camera's own
+  ctrl->longitude = 11;
+  ctrl->latitude = 12;
+  command = CommandOf("/do_capture?longitude=-3&latitude=4");
+  EXPECT_EQ(command.longitude, 11);
+  EXPECT_EQ(command.latitude, 12);
+}
+
+TEST_F(Routes, ARefusedCaptureSaysOk) {
+  Start();
+  const auto refused = [this](const std::string& target) {
+    commands.clear();
+    const size_t logged = Logged("RemoteCap");
+    EXPECT_EQ(Get(target).raw, OkAnswer());
+    return commands.empty() && Logged("RemoteCap") == logged;
+  };
+  ctrl->needSave = 254;
+  EXPECT_TRUE(refused("/do_capture"));
+  EXPECT_FALSE(refused("/cap_single")) << "it does not look there";
+  ctrl->needSave = 255;
+  EXPECT_TRUE(refused("/do_capture"));
+  ctrl->needSave = 17;
+  EXPECT_FALSE(refused("/do_capture"));
+  ctrl->timeLapse = 2;
+  ctrl->saveSingle = 3;
+  EXPECT_TRUE(refused("/do_capture"));
+  std::ofstream{Disk("DCIM/00.jpg")} << "earlier";
+  EXPECT_TRUE(refused("/cap_single"));
+  EXPECT_EQ(Text("DCIM/00.jpg"), "earlier");
+  EXPECT_EQ(ctrl->saveSingle, 3);
+}
+
+TEST_F(Routes, SinglePicture) {
+  ctrl->manualIso = 800;
+  ctrl->saveRaw = 1;
+  Start();
+  for (const char* name : {"DCIM/24.jpg", "DCIM/23.jpg"}) std::ofstream{Disk(name)} << "earlier";
+  ctrl->usbMode = kUsbEthernet | kUsbSerial;
+  ctrl->longitude = 11;
+  const Command command = CommandOf("/cap_single?camidx=30&exposure=2500&longitude=7&iso=1600&saveraw=1");
+  EXPECT_EQ(command.remoteCapCmd, 98305u);
+  EXPECT_EQ(command.saveSingle, 25);
+  EXPECT_EQ(command.manualExpsUs, 2500);
+  EXPECT_EQ(command.manualIso, 100);
+  EXPECT_EQ(command.longitude, 0);
+  EXPECT_EQ(command.saveRaw, 0);
+  EXPECT_FALSE(std::filesystem::exists(Disk("DCIM/24.jpg")));
+  EXPECT_TRUE(std::filesystem::exists(Disk("DCIM/23.jpg")));
+  EXPECT_EQ(Logged("RemoteCap Exposure:2500\n"), 1u);
+  EXPECT_EQ(CommandOf("/cap_single").manualExpsUs, 10000);
+}
+
+TEST_F(Routes, ACaptureHoldsItsPortUntilItIsTaken) {
+  takesCommands = false;
+  Start();
+  const auto capture = board.network.Connect(kControl), list = board.network.Connect(kControl);
+  capture->Send(GetText("/do_capture"));
+  list->Send(GetText("/get_list"));
+  board.Run(10min);
+  EXPECT_EQ(capture->Received() + list->Received(), "");
+  EXPECT_EQ(Get("/get_file", kBulk).Status(), 404) << "the other port serves";
+  takesCommands = true;
+  EXPECT_TRUE(RunUntilEnded(board, *list, 10ms));
+  EXPECT_EQ(AnswerOf(*capture).body, "OK");
+  EXPECT_EQ(AnswerOf(*list).body, "0,0\r\n");
+}
+
+TEST_F(Routes, ASeriesIsOnlyAskedToEndIfThereIsOne) {
+  Start();
+  EXPECT_EQ(Get("/exit_timelapse").raw, OkAnswer());
+  EXPECT_EQ(ctrl->needExitTimeLapse, 0);
+  ctrl->timeLapse = 1;
+  EXPECT_EQ(Get("/exit_timelapse").raw, OkAnswer());
+  EXPECT_EQ(ctrl->needExitTimeLapse, 255);
+}
+
+// --- settings ---
+
+TEST_F(Routes, TimeByPositionAlone) {
+  Start();
+  const std::string bad = TextAnswer("400 BAD REQUEST", "Invalid time string");
+  for (const char* query : {"", "?time=", "?time=2026-11-13_06:53:0", "?time=2026-11-13_06:53:080"}) {
+    EXPECT_EQ(Get(std::string("/set_time") + query).raw, bad) << query;
+  }
+  EXPECT_EQ(Logged("SetTime"), 0u);
+  EXPECT_EQ(Get("/set_time?time=2026-11-13_06:53:08").raw, OkAnswer());
+  EXPECT_EQ(board.SystemTime() / 1s, 1794552788);
+  EXPECT_EQ(board.clockChip.Date().day, 13);
+  EXPECT_EQ(Logged("SetTime 2026-11-13_6:53:8\n"), 1u);
+  EXPECT_EQ(Get("/set_time?time=2027x01x02x03x04x05").raw, OkAnswer());
+  EXPECT_EQ(board.clockChip.Date(), (twin::CivilTime{2027, 1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(Logged("SetTime 2027-1-2_3:4:5\n"), 1u);
+  // No day of any month: the system rolls it over, the chip refuses it, the client hears nothing of that.
+  EXPECT_EQ(Get("/set_time?time=2027-02-30_00:00:00").raw, OkAnswer());
+  EXPECT_EQ(board.clockChip.Date().month, 1);
+  EXPECT_EQ(board.SystemTime() / 1s, 1803945600);  // 2 March
+}
+
+TEST_F(Routes, ConfigWritesAllThree) {
+  Start();
+  ctrl->btnSetting = 2;
+  ctrl->shutdownMode = 3;
+  EXPECT_EQ(Get("/config?mutemode=1").raw, OkAnswer());
+  EXPECT_EQ(ctrl->btnSetting, 0);
+  EXPECT_EQ(ctrl->shutdownMode, 0);
+  EXPECT_EQ(ctrl->muteMode, 1);
+  EXPECT_EQ(Get("/config?btnsetting=1&shutdownmode=5").raw, OkAnswer());
+  EXPECT_EQ(ctrl->muteMode, 0);
+  EXPECT_THAT(Text("DCIM/setting.ini"), HasSubstr("btnsetting=1\nshutdownmode=5\n"));
+}
+
+TEST_F(Routes, AShorterPrefixKeepsTheTail) {
+  Start();
+  const auto set = [this](const std::string& query) {
+    EXPECT_EQ(Get("/set_prefix" + query).raw, OkAnswer());
+    return std::string(ctrl->prefix) + "|" + std::to_string(ctrl->prefixLen);
+  };
+  EXPECT_EQ(set("?prefix=abcdef"), "abcdef|6");
+  EXPECT_EQ(set("?prefix=ab"), "abcdef|2");
+  EXPECT_EQ(set(""), "abcdef|0");
+  EXPECT_EQ(set("?prefix=twelve_chars"), "abcdef|0");
+  EXPECT_EQ(set("?prefix=elevenchars"), "elevenchars|11");
+  EXPECT_THAT(Text("DCIM/setting.ini"), HasSubstr("prefix=elevenchars\n"));
+}
+
+TEST_F(Routes, Information) {
+  ctrl->deviceId = 3;
+  ctrl->serialNo = 4000000000u;
+  Start();
+  board.disk.FillTo(1'000'000);
+  EXPECT_EQ(Get("/get_information").body,
+            "disk_total=62500000\r\ndisk_free=" + std::to_string(board.disk.FreeKBs()) +
+                "\r\nfirmware_version=20251113\r\ndevice_id=3\r\nserial_no=-294967296\r\n");
+  board.disk.Pull();
+  EXPECT_THAT(Get("/get_information").body, testing::StartsWith("disk_total=0\r\ndisk_free=0\r\n"));
+}
+
+TEST_F(Routes, CompassWaitsForItsAnswer) {
+  Start();
+  for (const char* path : {"/compass_calibrate_start", "/compass_calibrate_end"}) {
+    EXPECT_EQ(Get(path).raw, OkAnswer("NOT SUPPORT"));
+    EXPECT_EQ(ctrl->needCompassCalibrate, 0);
+  }
+  ctrl->usbMode = kUsbEthernet | kUsbSerial;
+  const std::tuple<const char*, int, const char*> cases[] = {{"/compass_calibrate_start", 0, "OK"},
+                                                             {"/compass_calibrate_end", 255, "ERROR"}};
+  for (const auto& [path, answer, body] : cases) {
+    const auto client = board.network.Connect(kControl);
+    client->Send(GetText(path));
+    EXPECT_FALSE(RunUntilEnded(board, *client, 1min)) << "no time-out";
+    calibration = answer;
+    EXPECT_TRUE(RunUntilEnded(board, *client, 4s));
+    EXPECT_EQ(client->Received(), OkAnswer(body));
+    ctrl->needCompassCalibrate = 0;
+  }
+}
+
+TEST_F(Routes, BatteryLevel) {
+  Start();
+  EXPECT_EQ(Get("/get_battery_level").body, "-1");
+  ctrl->batCharging = 1;
+  EXPECT_EQ(Get("/get_battery_level").body, "-1") << "nothing is added to no reading";
+  for (Shared<BYTE>& sample : ctrl->batVoltageVal) sample = 45;
+  ctrl->batVoltageValIdx = 64;
+  EXPECT_EQ(Get("/get_battery_level").body, "1062");  // 45 x 128 = 5760: 60 + 20 x 86 / 996
+  ctrl->batCharging = 0;
+  EXPECT_EQ(Get("/get_battery_level").body, "62");
+}
+
+TEST_F(Routes, Temperatures) {
+  Start();
+  const auto last = [this](const std::string& query) { return Get("/get_last_temperature" + query).body; };
+  EXPECT_EQ(last(""), "-10000");
+  for (size_t i = 0; i < 25; i++) ctrl->camTemp[i] = static_cast<int8_t>(30 + i % 2);  // 762 in all, mean 30.48
+  EXPECT_EQ(last(""), "30");
+  ctrl->camTemp[0] = 31;  // 763: 30.52
+  EXPECT_EQ(last("?index=0"), "31");
+  EXPECT_EQ(last("?index=1"), "31");
+  EXPECT_EQ(last("?index=25"), "30");
+  EXPECT_EQ(last("?index=26"), "31");
+  ctrl->camTemp[24] = 127;  // 860: 34.4
+  EXPECT_EQ(last(""), "34") << "a sensor that was not read counts with its 127";
+  EXPECT_EQ(last("?index=25"), "-10000");
+  ctrl->camTemp[3] = -2;
+  EXPECT_EQ(last("?index=4"), "254");
+
+  const twin::Time before = board.Now();
+  EXPECT_EQ(Get("/get_current_temperature?index=2").body, "-10000");
+  EXPECT_NEAR((board.Now() - before) / 1ms, 500, 10);
+  EXPECT_EQ(ctrl->needReadTemperature, 1) << "the reading is still wanted";
+  temperature = 95ms;
+  board.Run(100ms);
+  const twin::Time again = board.Now();
+  EXPECT_EQ(Get("/get_current_temperature?index=2").body, "31");
+  EXPECT_NEAR((board.Now() - again) / 1ms, 100, 10);
+}
+
+TEST_F(Routes, LastExposure) {
+  Start();
+  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=0.000000s\r\niso=0\r\n");
+  ctrl->lastExposure = 10000;
+  ctrl->lastIso = 1600;
+  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=0.010000s\r\niso=1600\r\n");
+  ctrl->lastExposure = -1500000;
+  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=-1.500000s\r\niso=1600\r\n");
+}
+
+TEST_F(Routes, RequestsForTheControlThreadAnswerAtOnce) {
+  Start();
+  EXPECT_EQ(Get("/shutdown").raw, OkAnswer());
+  EXPECT_EQ(ctrl->needShutdown, 255);
+  EXPECT_EQ(Get("/format_udisk").raw, OkAnswer());
+  EXPECT_EQ(ctrl->needFormat, 255);
+}
+
+}  // namespace
