@@ -44,6 +44,8 @@ HttpBoard::List HttpBoard::Parse(const HttpAnswer& answer) {
 HttpBoard::List HttpBoard::Poll() { return Parse(Get("/get_list")); }
 
 std::string HttpBoard::Follow(twin::Duration settled) {
+  // The answer to a request comes before the settings are saved and the shot begins.
+  board.Run(50ms);
   std::string seen, last;
   twin::Time quietSince = board.Now();
   const twin::Time limit = board.Now() + 30min;

@@ -1,0 +1,178 @@
+// Clients that mean harm, or mean nothing at all: nobody else is to notice.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/http_board.h"
+#include "tools/lumora-shot/verify.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::SizeIs;
+
+struct HttpClients : HttpBoard {
+  std::shared_ptr<twin::Client> Connect(uint16_t port, const std::string& text) {
+    const auto client = board.network.Connect(port);
+    EXPECT_TRUE(client);
+    client->Send(text);
+    return client;
+  }
+  void ExpectBothPortsServe() {
+    EXPECT_EQ(Get("/get_last_exposure").Status(), 200);
+    EXPECT_EQ(Get("/get_file?filename=none", kBulk).raw, NotFoundAnswer("File not found"));
+  }
+  void ExpectGoodShots(size_t number) {
+    const auto shots = board.disk.Shots();
+    EXPECT_THAT(shots, SizeIs(number));
+    for (const auto& shot : shots) {
+      const auto findings = shot::Verify(shot, shot::Depth::Structure);
+      EXPECT_FALSE(shot::HasFault(findings)) << shot::Text(findings);
+    }
+  }
+};
+
+TEST_F(HttpClients, OneThatStallsHoldsItsOwnPortOnly) {
+  Ok("/do_capture");
+  Follow();
+  const std::string name = Poll().names.at(0);
+
+  // A request line that never ends, while the button takes a shot and the other port sends a file.
+  const auto silent = Connect(kControl, "GET /get_li");
+  const auto waiting = Connect(kControl, GetText("/get_list"));
+  board.button.Press(100ms);
+  EXPECT_EQ(Get("/get_file?filename=" + name, kBulk).Status(), 200);
+  ASSERT_TRUE(board.RunUntilShotEnds());
+  EXPECT_EQ(waiting->Received(), "");
+  silent->Close();
+  EXPECT_TRUE(RunUntilEnded(board, *waiting, 1s));
+  EXPECT_THAT(Parse(AnswerOf(*waiting)).names, SizeIs(2));
+
+  // A download that is not read, while the control port goes on.
+  const auto lazy = board.network.Connect(kBulk);
+  lazy->ReadSlowly(0);
+  lazy->Send(GetText("/get_file?filename=" + name));
+  board.Run(1min);
+  EXPECT_FALSE(lazy->Ended());
+  Ok("/do_capture");
+  EXPECT_EQ(Follow(), "255,255 0,255 0,0");
+  const auto queued = Connect(kBulk, GetText("/get_file?filename=none"));
+  board.Run(10s);
+  EXPECT_EQ(queued->Received(), "");
+  lazy->Reset();
+  EXPECT_TRUE(RunUntilEnded(board, *queued, 1s));
+  EXPECT_EQ(AnswerOf(*queued).Status(), 404);
+
+  // An upload that stops.
+  const auto upload = Connect(kBulk, "POST /update_firmware?crcvalue=1 HTTP/1.1\r\nContent-Length: 1000\r\n\r\nabc");
+  board.Run(1min);
+  EXPECT_EQ(Get("/get_list").Status(), 200);
+  upload->Close();
+  board.Run(1s);
+  ExpectBothPortsServe();
+  EXPECT_FALSE(std::filesystem::exists(board.disk.Directory() / "firmware_tmp"));
+  ExpectGoodShots(3);
+}
+
+TEST_F(HttpClients, GarbageResetsAndFloodsLeaveNothingBehind) {
+  ExpectBothPortsServe();
+  const size_t descriptors = board.descriptors.OpenCount(), blocks = board.heap.Blocks(), bytes = board.heap.Bytes();
+  const auto flat = [&](const char* after) {
+    board.Run(100ms);
+    ExpectBothPortsServe();
+    EXPECT_EQ(board.descriptors.OpenCount(), descriptors) << after;
+    EXPECT_EQ(board.heap.Blocks(), blocks) << after;
+    EXPECT_EQ(board.heap.Bytes(), bytes) << after;
+    EXPECT_EQ(board.stdio.OpenOnDisk(), 0u) << after;
+  };
+  std::string garbage;
+  for (int i = 0; i < 20000; i++) garbage += static_cast<char>(i * 7919 >> 5);
+  for (const uint16_t port : {kControl, kBulk}) {
+    Exchange(board, port, garbage);
+    Exchange(board, port, "GET " + garbage + "\n\n");
+    flat("garbage");
+    for (const std::string& text :
+         {std::string(), std::string("G"), std::string("GET /get_list"), std::string("GET /get_list HTTP/1.1\r\n"),
+          std::string("GET /x?\r\nA"),
+          std::string("POST /update_firmware?crcvalue=0 HTTP/1.1\r\nContent-Length: 50\r\n\r\nhalf")}) {
+      const auto reset = Connect(port, text);
+      board.Run(5ms);
+      reset->Reset();
+      const auto closed = Connect(port, text);
+      closed->Close();
+      const auto gone = Connect(port, text);
+      gone->Reset();  // before anybody looked at it
+      board.Run(200ms);
+      EXPECT_TRUE(reset->Ended() && closed->Ended() && gone->Ended()) << text;
+    }
+    flat("resets and halves");
+  }
+  // One that goes away while it is being answered.
+  const auto leaver = board.network.Connect(kControl);
+  leaver->ReadSlowly(0);
+  leaver->Send(GetText("/get_list"));
+  leaver->Close();
+  flat("a leaver");
+}
+
+TEST_F(HttpClients, TenMegabytesOfHeader) {
+  const size_t descriptors = board.descriptors.OpenCount(), blocks = board.heap.Blocks();
+  const auto client = Connect(kControl, "GET /get_last_exposure HTTP/1.1\r\nX: ");
+  const std::string piece(1'000'000, 'x');
+  for (int i = 0; i < 10; i++) {
+    client->Send(piece);
+    board.Run(10ms);
+    EXPECT_EQ(Get("/get_file?filename=none", kBulk).Status(), 404);
+  }
+  client->Send("\r\n\r\n");
+  EXPECT_TRUE(RunUntilEnded(board, *client));
+  EXPECT_EQ(AnswerOf(*client).Status(), 200);
+  ExpectBothPortsServe();
+  EXPECT_EQ(board.descriptors.OpenCount(), descriptors);
+  EXPECT_EQ(board.heap.Blocks(), blocks);
+}
+
+TEST_F(HttpClients, TwoHundredAtOnce) {
+  Ok("/do_capture");
+  Follow();  // the encoders keep what they opened
+  const size_t descriptors = board.descriptors.OpenCount(), blocks = board.heap.Blocks();
+  Ok("/do_capture?delay=3");
+  std::vector<std::shared_ptr<twin::Client>> clients;
+  for (int i = 0; i < 200; i++) {
+    clients.push_back(board.network.Connect(i % 2 == 0 ? kControl : kBulk));
+    ASSERT_TRUE(clients.back());
+  }
+  board.Run(2s);
+  for (size_t i = 0; i < clients.size(); i++) {
+    if (i % 3 == 0) clients[i]->Reset();
+    if (i % 3 == 1) clients[i]->Send(GetText(i % 2 == 0 ? "/get_last_exposure" : "/get_file?filename=none"));
+    if (i % 3 == 2) clients[i]->Close();
+  }
+  EXPECT_EQ(Follow(), "254,254 255,255 0,255 0,0");
+  for (size_t i = 0; i < clients.size(); i++) {
+    EXPECT_TRUE(clients[i]->Ended()) << i;
+    EXPECT_EQ(AnswerOf(*clients[i]).Status(), i % 3 != 1 ? 0 : i % 2 == 0 ? 200 : 404) << i;
+  }
+  EXPECT_EQ(board.descriptors.OpenCount(), descriptors);
+  EXPECT_EQ(board.heap.Blocks(), blocks);
+  ExpectGoodShots(2);
+}
+
+TEST_F(HttpClients, AnInterfaceThatGoesDown) {
+  const auto half = Connect(kControl, "GET /get_last_exposure HTTP/1.1\r\n");
+  board.Run(1s);
+  board.interfaces.SetUp("eth0", false);
+  EXPECT_EQ(board.network.Connect(kControl), nullptr);
+  EXPECT_EQ(board.network.Connect(kBulk), nullptr);
+  half->Send("\r\n");
+  board.Run(10s);
+  EXPECT_EQ(half->Received(), "");
+  board.button.Press(100ms);
+  ASSERT_TRUE(board.RunUntilShotEnds());
+  board.interfaces.SetUp("eth0", true);
+  EXPECT_TRUE(RunUntilEnded(board, *half, 1s));
+  EXPECT_EQ(AnswerOf(*half).Status(), 200);
+  ExpectBothPortsServe();
+  ExpectGoodShots(1);
+}
+
+}  // namespace
