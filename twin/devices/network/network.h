@@ -3,8 +3,9 @@
 // Bus face: the socket calls. World face: Connect, for a peer inside the simulation; ServeOnHost, which lets the host's
 // own programs in through real sockets on the loopback (real pace). Both reach a listener only while the interface
 // that it is bound to is up.
-// Modelled: one stream a connection with a bounded window, half-close, reset, backlog. Not modelled: addresses, loss,
-// delay, bandwidth; data in flight when an interface goes down stays where it is until it is up again.
+// Modelled: one stream a connection with a bounded window, half-close, reset. Not modelled: addresses, loss, delay,
+// bandwidth, the limit of the backlog (who would have to try again waits in it); data in flight when an interface goes
+// down stays where it is until it is up again.
 // Faults: "net.socket", "net.option", "net.bind", "net.listen", "net.accept": Fail; "net.send", "net.receive": Fail.
 #pragma once
 
