@@ -151,6 +151,9 @@ TEST_F(Routes, WhatACaptureWritesBesides) {
   EXPECT_EQ(command.gyroCorrect, 0);
 
   ctrl->timeLapse = 0;
+  EXPECT_EQ(CommandOf("/do_capture?capmode=3&exposure=1000&timelapse=1").manualExpsUs, 1000);
+
+  ctrl->timeLapse = 0;
   ctrl->usbMode = kUsbEthernet | kUsbSerial;  // there is a position of the camera's own
   ctrl->longitude = 11;
   ctrl->latitude = 12;
