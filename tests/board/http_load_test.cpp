@@ -69,4 +69,29 @@ TEST_F(HttpLoad, TenThousandPollsDuringASeriesAndASlowDownload) {
   EXPECT_EQ(board.stdio.OpenOnDisk(), 0u);
 }
 
+// Whatever happens at one moment happens in any order, and any call may let others go first.
+TEST_F(HttpLoad, InAnyOrder) {
+  board.kernel.Explore();
+  std::string last;
+  for (int round = 0; round < 4; round++) {
+    Ok("/do_capture?capmode=" + std::to_string(round));
+    const auto download = last.empty() ? nullptr : board.network.Connect(kBulk);
+    if (download != nullptr) download->Send(GetText("/get_file?filename=" + last));
+    EXPECT_EQ(Follow(), "255,255 0,255 0,0");
+    const List list = Poll();
+    ASSERT_EQ(list.names.size(), last.empty() ? 1u : 2u);
+    if (download != nullptr) {
+      ASSERT_TRUE(download->Ended());
+      const HttpAnswer answer = AnswerOf(*download);
+      EXPECT_EQ(answer.ContentLength(), static_cast<int64_t>(answer.body.size()));
+      Ok("/del_file?filename=" + last);
+    }
+    last = list.names.back();
+    const auto findings = shot::Verify(Fetch(last), shot::Depth::Structure);
+    EXPECT_FALSE(shot::HasFault(findings)) << shot::Text(findings);
+    board.Run(50ms);
+    EXPECT_EQ(Poll().names, std::vector{last});
+  }
+}
+
 }  // namespace
