@@ -5,6 +5,7 @@ file(GLOB_RECURSE LUMORA_SOURCES CONFIGURE_DEPENDS
 
 # What touches registers or burns processor cycles: the device's own, supplied by the twin when it stands in.
 set(LUMORA_HARDWARE_SOURCES
+  ${CMAKE_SOURCE_DIR}/common/angle_reader/i2c_delay.cpp
   ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/array/registers.cpp
   ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/device/stc_delay.cpp)
 list(REMOVE_ITEM LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/main.cpp ${LUMORA_HARDWARE_SOURCES})

@@ -19,6 +19,10 @@ usbserialKoData:
 cp210xKoData:
   .incbin "cp210x.ko"
 
+  .global dmp_memory        /* program of the motion sensor's own processor, 3062 bytes */
+dmp_memory:
+  .incbin "dmp_image.bin"
+
   .section .data            /* sensor tables: words of address << 8 | value; table B is changed by lens type */
   .balign 16
   .global reg20TableA       /* 238 words */

@@ -7,6 +7,7 @@
 
 #include "tools/blobs/bitstream.h"
 #include "tools/blobs/calibration.h"
+#include "tools/blobs/dmp_image.h"
 #include "tools/blobs/kernel_modules.h"
 #include "tools/blobs/sensor_tables.h"
 
@@ -30,7 +31,9 @@ void Write(const std::filesystem::path& path, const std::vector<uint8_t>& bytes)
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Makes the stand-ins for the FPGA bitstream, the sensor tables and the calibration files"};
+  CLI::App app{
+      "Makes the stand-ins for the FPGA bitstream, the sensor tables, the motion program, the kernel modules and the "
+      "calibration files"};
   std::filesystem::path directory;
   app.add_option("DIR", directory, "where the files go; made if missing")->required();
   CLI11_PARSE(app, argc, argv);
@@ -41,6 +44,7 @@ int main(int argc, char** argv) {
     Write(directory / "reg20_table_b.bin", LittleEndian(blobs::MakeSensorTableB()));
     Write(directory / "CameraConf_800", blobs::MakeCameraConf());
     Write(directory / "CameraVignet_800", blobs::MakeCameraVignet());
+    Write(directory / "dmp_image.bin", blobs::MakeDmpImage());
     for (const auto& [name, size] : blobs::kKernelModules) {
       Write(directory / (std::string(name) + ".ko"), blobs::MakeKernelModule(name, size));
     }

@@ -1,4 +1,5 @@
 // What the processor itself does for the application: registers by physical address, and time burnt in empty loops.
+#include "common/angle_reader/i2c_delay.h"
 #include "common/fpga_ctrl/array/registers.h"
 #include "common/fpga_ctrl/device/stc_delay.h"
 #include "twin/board.h"
@@ -11,6 +12,9 @@ constexpr Duration kRegisterAccess = 60ns;
 
 // 40 times 47 empty iterations at two and a half cycles each (count, compare, branch) on a 1 GHz core.
 constexpr Duration kStcDelay = 4700ns;
+
+// 5 times 47 of the same.
+constexpr Duration kI2cDelay = 590ns;
 
 }  // namespace
 }  // namespace twin
@@ -33,3 +37,5 @@ void* memmap(unsigned int phy_addr, unsigned int size) {
 }
 
 void LumoStcSpiDelay() { twin::Board::Current().kernel.Spend(twin::kStcDelay); }
+
+void LumoI2cDelay() { twin::Board::Current().kernel.Spend(twin::kI2cDelay); }

@@ -5,10 +5,12 @@
 #include <array>
 #include <cstdio>
 
+#include "common/angle_reader/angle.h"
 #include "common/fpga_ctrl/array/bounds.h"
 #include "common/fpga_ctrl/array/bring_up.h"
 #include "common/fpga_ctrl/array/camera_sensors.h"
 #include "common/fpga_ctrl/array/fpga_commands.h"
+#include "common/fpga_ctrl/array/gps_compass.h"
 #include "common/fpga_ctrl/array/spi_link.h"
 #include "common/fpga_ctrl/capture/exposure.h"
 #include "common/fpga_ctrl/device/clock.h"
@@ -85,6 +87,7 @@ struct CaptureOutputs {
   int* gain;
   int* vertexX;
   int* vertexY;
+  int vertexReady;
   int* finalExposure;
 };
 
@@ -119,8 +122,12 @@ static void SetExposure(const ExposureRequest& request, const ManualExposure& ma
     fprintf(g_lumoDebug, "shutter%d:%d  total%d:%d  gain%d:%d\n", i, out.shutterLines[i], i, out.totalLines[i], i,
             out.gain[i]);
   }
+
   *out.vertexX = 0;
   *out.vertexY = 0;
+  if (out.vertexReady == 1 && LumoReadAngle(out.vertexX, out.vertexY) == 0) {
+    fprintf(g_lumoDebug, "vertexX:%d  vertexY:%d\n", *out.vertexX, *out.vertexY);
+  }
 }
 
 // --- one attempt ---
@@ -137,10 +144,10 @@ static std::array<int, 3> ReadRowErrors() {
 }
 
 int LumoCapture(ControlSignals* ctrlSigs, int* totalColumns, int* shutterLines, int* totalLines, int* gain,
-                int* vertexX, int* vertexY, int /*vertexReady*/, int* finalExposure, BYTE twoHalfIdx, BYTE captureMode,
+                int* vertexX, int* vertexY, int vertexReady, int* finalExposure, BYTE twoHalfIdx, BYTE captureMode,
                 BYTE strobeMode, int8_t evCompVal, BYTE isoMode, int manualExpsUs, int manualIso) {
   const ExposureRequest request = {captureMode, strobeMode, evCompVal, isoMode, manualExpsUs, manualIso};
-  const CaptureOutputs out = {shutterLines, totalLines, gain, vertexX, vertexY, finalExposure};
+  const CaptureOutputs out = {shutterLines, totalLines, gain, vertexX, vertexY, vertexReady, finalExposure};
   const bool isManual = LumoIsManualMode(captureMode);
 
   ManualExposure manual = {0, 16, 1, kDefaultColumnSize, 0};
@@ -231,7 +238,7 @@ int LumoCapture(ControlSignals* ctrlSigs, int* totalColumns, int* shutterLines, 
   return hsyncErr[0];  // 0, or negative if the count of layer 0 could not be read
 }
 
-int LumoCapturePrepare(ControlSignals* /*ctrlSigs*/, uint16_t exposureOrg, BYTE hdrEn, BYTE captureMode,
+int LumoCapturePrepare(ControlSignals* ctrlSigs, uint16_t exposureOrg, BYTE hdrEn, BYTE captureMode,
                        uint16_t columnSize) {
   if (LumoFpgaAwake() < 0) {
     LumoLog("LumoFpgaAwake error\n");
@@ -239,6 +246,10 @@ int LumoCapturePrepare(ControlSignals* /*ctrlSigs*/, uint16_t exposureOrg, BYTE 
     return -1;
   }
   PulseFifoReset();
+  if ((ctrlSigs->usbMode & kUsbSerial) != 0) {
+    LumoReadGpsCompass(&ctrlSigs->longitude, &ctrlSigs->latitude, &ctrlSigs->compassValue, &ctrlSigs->gpsState,
+                       ctrlSigs->vertexReady);
+  }
   if (LumoInitAllCameras() < 0) {
     LumoLog("LumoInitAllCameras error\n");
     LumoFpgaStandby();

@@ -6,15 +6,18 @@
 #include <array>
 #include <cstdlib>
 
+#include "common/angle_reader/angle.h"
 #include "common/control_signals.h"
 #include "common/fpga_ctrl/array/bounds.h"
 #include "common/fpga_ctrl/array/camera_sensors.h"
+#include "common/fpga_ctrl/array/gps_compass.h"
 #include "common/fpga_ctrl/device/capture_trigger.h"
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/pulses.h"
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/log.h"
+#include "common/usbserial/display_line.h"
 #include "venc/settings.h"
 
 namespace {
@@ -36,6 +39,7 @@ constexpr unsigned int kLongPress = 3000;       // ms
 constexpr unsigned int kSecondPress = 500;      // ms from the first release
 constexpr unsigned int kFurtherPress = 800;     // ms from each later release
 constexpr unsigned int kTeardownLimit = 30000;  // ms
+constexpr unsigned int kAngleSettling = 3000;   // ms
 constexpr BYTE kLowBattery = 10;                // raw samples below this switch off; 0 means no battery data
 
 bool WaitBtn(ControlSignals* ctrlSigs, BYTE level, unsigned int length) {
@@ -164,6 +168,13 @@ void FormatDisk(ControlSignals* ctrlSigs) {
   ctrlSigs->needFormat = 0;
 }
 
+void ReplyStatus(ControlSignals* ctrlSigs) {
+  const DisplayLevels levels = LumoReadDisplayLevels(ctrlSigs);
+  const bool hasPosition = LumoGetGpsState(ctrlSigs) >= 1;
+  LumoSendDisplayLine(ctrlSigs, kLineReady, levels, hasPosition);
+  ctrlSigs->needWirelessCamInfo = 0;
+}
+
 bool SwitchOffIsDue(const ControlSignals* ctrlSigs, unsigned int curTime, BYTE maxBatVoltageVal) {
   if (maxBatVoltageVal != 0 && maxBatVoltageVal < kLowBattery) return true;
   if (ctrlSigs->needShutdown == kRequested) return true;
@@ -190,8 +201,25 @@ bool ServeRequest(ControlSignals* ctrlSigs, unsigned int curTime, BYTE maxBatVol
     return true;
   } else if (ctrlSigs->needFormat == kRequested) {
     FormatDisk(ctrlSigs);
+  } else if (ctrlSigs->needWirelessCamInfo == kRequested) {
+    ReplyStatus(ctrlSigs);
+  } else if (ctrlSigs->needCompassCalibrate == 1 || ctrlSigs->needCompassCalibrate == 2) {
+    const BYTE modeStart = ctrlSigs->needCompassCalibrate == 1 ? 1 : 0;
+    ctrlSigs->needCompassCalibrate = LumoCompassCalibrate(modeStart) == 0 ? 0 : 0xFF;
   }
   return false;
+}
+
+// Empties the motion sensor's FIFO until its filter has settled. Nobody else reads it meanwhile.
+void SettleAngle(ControlSignals* ctrlSigs, unsigned int angleInitTime) {
+  if (LumoGetTime() - angleInitTime < kAngleSettling) {
+    int vertexX = 0;
+    int vertexY = 0;
+    LumoReadAngle(&vertexX, &vertexY);
+    return;
+  }
+  ctrlSigs->vertexReady = 1;
+  fprintf(g_lumoDebug, "vertexReady OK\n");
 }
 
 void Quit(ControlSignals* ctrlSigs) {
@@ -216,14 +244,14 @@ void* LumoHandleControl(void* arg) {
   // A button that is held already is a known state, not an edge.
   BYTE lastBtnOut = LumoStcGetBtnOut(ctrlSigs);
   BYTE curBtnOut = lastBtnOut;
-  // No motion sensor has been started: no shot may ask it for an angle.
-  ctrlSigs->vertexReady = -1;
+  if (LumoInitAngle() < 0) ctrlSigs->vertexReady = -1;
+  const unsigned int angleInitTime = LumoGetTime();
   LumoPulseTrain(4, 0);
   LumoUpdateFileList(ctrlSigs);
   ctrlSigs->actionTime = LumoGetTime();
 
-  bool quit = false;
-  while (!quit) {
+  for (;;) {
+    bool quit = false;
     const unsigned int curTime = LumoGetTime();
     const BYTE maxBatVoltageVal = LumoGetBatteryVoltageVal(ctrlSigs);
     curBtnOut = LumoStcGetBtnOut(ctrlSigs);
@@ -233,7 +261,9 @@ void* LumoHandleControl(void* arg) {
       quit = ServeRequest(ctrlSigs, curTime, maxBatVoltageVal);
     }
     lastBtnOut = curBtnOut;
-    if (!quit) usleep(1000);
+    if (quit) break;
+    if (ctrlSigs->vertexReady == 0) SettleAngle(ctrlSigs, angleInitTime);
+    usleep(1000);
   }
   Quit(ctrlSigs);
   return nullptr;
