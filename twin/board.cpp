@@ -56,6 +56,8 @@ Board::Board(BoardOptions wanted)
           kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); },
           [this] { return SystemTime(); }),
       array(kernel, faults, *pictures, gpio),
+      motionSensor(kernel, faults, attitude, gpio.At(6, 4), gpio.At(6, 3), options.seed),
+      gpsCompass(faults, attitude),
       media(kernel, faults, *pictures, descriptors),
       network(kernel, faults, interfaces, descriptors),
       serial(kernel, faults),
@@ -89,6 +91,9 @@ void Board::Wire() {
   descriptors.AddNode("/dev/spidev0.0", array.Spi());
   array.SetVideoInput(media);
   array.SetComplaints([this](std::string what) { Complain(std::move(what)); });
+  array.SetModule(gpsCompass);
+  gpsCompass.SetComplaints([this](std::string what) { Complain(std::move(what)); });
+  motionSensor.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   array.SetSpiRouted([this] {
     constexpr uint32_t kSpiPins[] = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};  // function 1: SPI0
     return std::all_of(std::begin(kSpiPins), std::end(kSpiPins),
@@ -158,6 +163,7 @@ void Board::CleanUp() {
   coProcessor.Reset();
   panel.Reset();
   array.PowerOnReset();
+  motionSensor.PowerOnReset();
   media.Reset();
   drivers.PowerOff();
   interfaces.RemoveAll();

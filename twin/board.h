@@ -14,12 +14,15 @@
 #include <string>
 #include <vector>
 
+#include "twin/attitude.h"
 #include "twin/devices/clock_chip/clock_chip.h"
 #include "twin/devices/co_processor/co_processor.h"
 #include "twin/devices/fpga/fpga_array.h"
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
+#include "twin/devices/gps_compass/gps_compass.h"
 #include "twin/devices/media/media_pipeline.h"
+#include "twin/devices/motion_sensor/motion_sensor.h"
 #include "twin/devices/network/access_point.h"
 #include "twin/devices/network/interfaces.h"
 #include "twin/devices/network/network.h"
@@ -117,6 +120,9 @@ class Board {
   UsbDisk disk;
   Stdio stdio;
   FpgaArray array;
+  Attitude attitude;  // how the camera is held
+  MotionSensor motionSensor;
+  GpsCompass gpsCompass;
   MediaPipeline media;
   NetworkInterfaces interfaces;
   Network network;

@@ -10,7 +10,9 @@ namespace twin {
 
 namespace {
 
-std::array<std::span<const Command>, 3> Table() { return {WorldCommands(), TimeCommands(), LookingCommands()}; }
+std::array<std::span<const Command>, 4> Table() {
+  return {WorldCommands(), AttitudeCommands(), TimeCommands(), LookingCommands()};
+}
 
 const Command* FindCommand(std::string_view name) {
   for (const auto part : Table()) {

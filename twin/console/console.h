@@ -63,8 +63,9 @@ class Console {
 };
 
 // The parts of the table, each in its own source.
-std::span<const Command> WorldCommands();    // what a person and nature do
-std::span<const Command> TimeCommands();     // waiting, power, the session
-std::span<const Command> LookingCommands();  // what can be seen, and expected
+std::span<const Command> WorldCommands();     // what a person and nature do
+std::span<const Command> AttitudeCommands();  // how the camera is held, and where
+std::span<const Command> TimeCommands();      // waiting, power, the session
+std::span<const Command> LookingCommands();   // what can be seen, and expected
 
 }  // namespace twin

@@ -139,8 +139,13 @@ void CameraGroup::FrameStarts(int camera) {
   });
 }
 
+bool CameraGroup::ForModule(const CameraCommand& command) const {
+  return module_ != nullptr && command.camera == first_ && RegisterOf(command) >= ModulePort::kFirstRegister;
+}
+
 void CameraGroup::Write(const CameraCommand& command, uint8_t value) {
   if (RegisterOf(command) < kFirstSensorRegister) return;
+  if (ForModule(command)) return module_->WriteModule(RegisterOf(command), value);
   bool answered = true;
   for (size_t i = 0; i < sensors_.size(); i++) {
     if (command.camera != CameraCommand::kAllCameras && command.camera != first_ + static_cast<int>(i)) continue;
@@ -151,6 +156,10 @@ void CameraGroup::Write(const CameraCommand& command, uint8_t value) {
 
 void CameraGroup::ReadOne(const CameraCommand& command) {
   constexpr uint8_t kNoAnswer = 0xFF;  // the bus's pull-up
+  if (ForModule(command)) {
+    lastRead_ = module_->ReadModule(RegisterOf(command));
+    return;
+  }
   const int index = command.camera == CameraCommand::kAllCameras ? 0 : command.camera - first_;
   lastRead_ = sensors_[static_cast<size_t>(index)]->Read(RegisterOf(command)).value_or(kNoAnswer);
 }

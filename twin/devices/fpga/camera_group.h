@@ -4,7 +4,8 @@
 // Commands (H, M, L are the frame's bytes): 0xB0 fetch byte H >> 3 of the present exposure set; 0xE1 load the sub
 // delay; 0xE2 run it; 0xE3, 0xE4 wait for a rising, falling frame sync, at most as long as the loaded delay, 0 is for
 // ever; 0xF0 write register HM = L; 0xF1 write the fetched byte to register HM; 0xF2 read register HM. Frame sync is
-// that of the group's first camera. Registers below 0x0100 are those of the line receivers, which keep nothing.
+// that of the group's first camera. Registers below 0x0100 are those of the line receivers, which keep nothing; those
+// of the first camera from 0xFF00 up belong to a module, where there is a port for one.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "twin/devices/fpga/array_timing.h"
+#include "twin/devices/fpga/module_port.h"
 #include "twin/devices/fpga/scene_meter.h"
 #include "twin/devices/fpga/sensor.h"
 #include "twin/kernel/kernel.h"
@@ -37,6 +39,8 @@ class CameraGroup {
   CameraGroup(Kernel& kernel, SceneMeter& meter, std::vector<Sensor*> sensors, int first,
               std::function<void(std::string)> complain, std::function<void(const SceneMeter::Step&)> stepEnds);
 
+  void SetModule(ModulePort& module) { module_ = &module; }
+
   bool Has(int camera) const;
   void Push(const CameraCommand& command);
   void Clear();             // FIFO reset: what waits and what is being done is dropped
@@ -58,11 +62,13 @@ class CameraGroup {
   void WaitForSync(bool rising);
   void Write(const CameraCommand& command, uint8_t value);
   void ReadOne(const CameraCommand& command);
+  bool ForModule(const CameraCommand& command) const;
 
   Kernel& kernel_;
   SceneMeter& meter_;
   std::vector<Sensor*> sensors_;
   const int first_;
+  ModulePort* module_ = nullptr;
   std::function<void(std::string)> complain_;
   std::function<void(const SceneMeter::Step&)> stepEnds_;
 

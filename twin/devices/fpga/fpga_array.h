@@ -13,7 +13,7 @@
 // Modelled: configuration (configuration.h), the bus (spi_bus.h), commands, registers and FIFOs (layer.h,
 // camera_group.h), scene measurement and exposure sets (scene_meter.h), sensors (sensor.h), captures and stores
 // (layer_capture.h), replay (video_chain.h). Not modelled: pixels (they follow from what a StoredFrame says), the
-// copy protection, GPS and compass.
+// copy protection. GPS and compass are a model of their own (module_port.h).
 // World face: each sensor's temperature; the light comes from the PictureSource. Fault face: array_faults.h.
 #pragma once
 
@@ -49,6 +49,8 @@ class FpgaArray final : public RegisterDevice {
   // wiring
   void SetVideoInput(VideoInput& input) { chain_.SetVideoInput(input); }
   void SetComplaints(std::function<void(std::string)> sink) { complaints_ = std::move(sink); }
+  // What hangs behind layer 0 (default: nothing, and nothing answers there).
+  void SetModule(ModulePort& module) { layers_[0].SetModule(module); }
   // Whether the processor's four SPI pins are connected to its controller (default: always).
   void SetSpiRouted(std::function<bool()> routed) { spi_.SetRouted(std::move(routed)); }
 

@@ -23,6 +23,9 @@ class Layer {
   // The fabric's reset, or the end of its clock or configuration: all is forgotten, the sensors are held in reset.
   void Reset();
 
+  // A module that answers in camera 0's range of registers. It outlives the layer.
+  void SetModule(ModulePort& module) { groups_[0].SetModule(module); }
+
   Sensor& At(int camera) { return sensors_[static_cast<size_t>(camera)]; }
   const LayerCapture& Capture() const { return capture_; }
   size_t CommandsWaiting() const;
