@@ -7,6 +7,7 @@ namespace twin {
 namespace {
 
 constexpr uint16_t kFirstSensorRegister = 0x0100;
+constexpr Duration kOwnRegister = 0ns;  // a module's registers are the fabric's own: no bus to cross
 
 uint16_t RegisterOf(const CameraCommand& command) { return static_cast<uint16_t>(command.h << 8 | command.m); }
 
@@ -83,9 +84,11 @@ void CameraGroup::Begin(const CameraCommand& command) {
     case 0xE2: BusyFor(subDelay_ * kDelayUnit, [] {}); break;
     case 0xE3:
     case 0xE4: WaitForSync(command.code == 0xE3); break;
-    case 0xF0: BusyFor(kControlWrite, [this, command] { Write(command, command.l); }); break;
+    case 0xF0:
+      BusyFor(ForModule(command) ? kOwnRegister : kControlWrite, [this, command] { Write(command, command.l); });
+      break;
     case 0xF1: BusyFor(kControlWrite, [this, command, value = fetched_] { Write(command, value); }); break;
-    case 0xF2: BusyFor(kControlRead, [this, command] { ReadOne(command); }); break;
+    case 0xF2: BusyFor(ForModule(command) ? kOwnRegister : kControlRead, [this, command] { ReadOne(command); }); break;
     default: break;
   }
 }

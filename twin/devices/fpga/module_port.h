@@ -1,5 +1,5 @@
-// A module that hangs behind layer 0. The layer answers for it in the register range of its camera 0 from 0xFF00 up,
-// which no sensor has; the fabric must run, the sensors need not.
+// A module that hangs behind layer 0. The layer answers for it, at once, in the register range of its camera 0 from
+// 0xFF00 up, which no sensor has; the fabric must run, the sensors need not.
 #pragma once
 
 #include <cstdint>

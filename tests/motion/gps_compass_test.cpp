@@ -1,0 +1,194 @@
+// Position and heading through the layers, against the world.
+#include "common/fpga_ctrl/array/gps_compass.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "common/angle_reader/angle.h"
+#include "common/fpga_ctrl/array/bring_up.h"
+#include "tests/support/on_board.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StrEq;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr double kDegree = std::numbers::pi / 180;
+
+// Degrees x 10^7 as the device records them, from the world's degrees: minutes to five places in the registers, the
+// longitude's second byte the same as its first.
+int Recorded(double degrees, bool longitude) {
+  const long long minutes = std::llround(std::abs(degrees) * 6000000);
+  long long raw = minutes / 6000000 * 10000000 + minutes % 6000000;
+  if (degrees < 0) raw = -raw;
+  if (longitude) {
+    const auto bytes = static_cast<uint32_t>(raw);
+    raw = static_cast<int32_t>((bytes & 0xFFFF00FF) | (bytes & 0xFF) << 8);
+  }
+  const long long whole = raw / 10000000;
+  return static_cast<int>(whole * 10000000 + (raw - whole * 10000000) * 5 / 3);
+}
+
+class Module : public testing::Test {
+ protected:
+  Module() {
+    ctrlSigs->usbMode = kUsbSerial;
+    board.gpsCompass.SetPlugged(true);
+    board.motionSensor.SetNoise(false);
+  }
+  ~Module() override { EXPECT_THAT(board.Complaints(), IsEmpty()); }
+
+  void OnOpenDevice(const std::function<void()>& body) {
+    OnBoard(board, [&] {
+      ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+      body();
+    });
+  }
+
+  twin::Board board{twin::BoardOptions{}};
+  std::unique_ptr<ControlSignals> ctrlSigs = std::make_unique<ControlSignals>();
+};
+
+TEST_F(Module, TellsThePositionInAllQuartersOfTheEarth) {
+  struct Place {
+    double latitude, longitude;
+  };
+  const Place places[] = {{31.752057, 121.4737},
+                          {-33.856784, 151.215297},
+                          {40.689247, -74.044502},
+                          {-22.951916, -43.210487},
+                          {90, 180},
+                          {-90, -180},
+                          {0.0000002, 0},
+                          {0, -0.5},
+                          {59.99999999, 0.99999999},
+                          {-0.0166667, 179.9999999},
+                          {12, -179.999}};
+  OnOpenDevice([&] {
+    for (const Place& place : places) {
+      board.gpsCompass.SetPosition(place.latitude, place.longitude);
+      EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), 1);
+      EXPECT_EQ(ctrlSigs->latitude, Recorded(place.latitude, false)) << place.latitude;
+      EXPECT_EQ(ctrlSigs->longitude, Recorded(place.longitude, true)) << place.longitude;
+      EXPECT_NEAR(ctrlSigs->latitude, place.latitude * 1e7, 2);
+      EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+    }
+  });
+}
+
+TEST_F(Module, ConvertsMinutesAndReadsALongitudesFirstByteTwice) {
+  OnOpenDevice([&] {
+    const auto raw = [&](uint32_t latitude, uint32_t longitude) {
+      board.faults.Clear();
+      for (uint32_t i = 0; i < 4; i++) {
+        for (const auto& [first, value] : {std::pair{0xFF00u, latitude}, {0xFF04u, longitude}}) {
+          board.faults.Add({.point = "module.read",
+                            .detail = first + i,
+                            .times = twin::FaultRule::kAlways,
+                            .effect = {.kind = twin::Effect::Kind::Value, .value = value >> 8 * i & 0xFF}});
+        }
+      }
+      return LumoGetGpsState(ctrlSigs.get());
+    };
+    EXPECT_EQ(raw(314512345, 0), 1);
+    EXPECT_EQ(ctrlSigs->latitude, 317520575);
+    EXPECT_EQ(raw(static_cast<uint32_t>(-314512345), 0x0000AB00), 0 + 1);
+    EXPECT_EQ(ctrlSigs->latitude, -317520575);
+    EXPECT_EQ(ctrlSigs->longitude, 0);  // its one byte that is not 0 is never read
+    EXPECT_EQ(raw(0, 0x0000AB00), 0);
+    EXPECT_EQ(raw(0, 0x12345678), 1);
+    EXPECT_EQ(ctrlSigs->longitude, 0x12347878 / 10000000 * 10000000 + 0x12347878 % 10000000 * 5 / 3);
+    raw(0x7FFFFFFF, 0x80000000);  // no place on Earth: wraps and harms nothing
+  });
+}
+
+TEST_F(Module, WithoutAFixTheCompassIsStillRead) {
+  board.attitude.Set(0, 0, -90);
+  OnOpenDevice([&] {
+    EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), 0);
+    EXPECT_EQ(ctrlSigs->latitude, 0);
+    EXPECT_EQ(ctrlSigs->longitude, 0);
+    EXPECT_NEAR(ctrlSigs->compassValue, 9000, 1);  // its front to the east
+    board.gpsCompass.SetPosition(1, 2);
+    EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), 1);
+    board.gpsCompass.LoseFix();
+    EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), 0);
+    EXPECT_EQ(ctrlSigs->gpsState, 0);
+  });
+  EXPECT_THAT(board.Log(), HasSubstr("Read GPS: longitude:0, latitude:0, compassValX:0, compassValY:4500, "
+                                     "compassValZ:-5362, compassValue:9000\n"));
+}
+
+TEST_F(Module, SaysWhenThereIsNoneOrTheArrayDoesNotWake) {
+  OnOpenDevice([&] {
+    ctrlSigs->usbMode = 3;
+    EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), -1);
+    ctrlSigs->usbMode = 7;
+    board.gpsCompass.SetPlugged(false);
+    EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), 0);
+    board.faults.Add("spi.message fail times=always");
+    EXPECT_EQ(LumoGetGpsState(ctrlSigs.get()), -2);
+    EXPECT_EQ(LumoCompassCalibrate(1), -1);
+  });
+}
+
+TEST_F(Module, CalibratesByTwoCommandsWhateverItAnswers) {
+  OnOpenDevice([&] {
+    EXPECT_EQ(LumoCompassCalibrate(1), 0);
+    EXPECT_EQ(LumoCompassCalibrate(0), 0);
+    EXPECT_EQ(board.gpsCompass.Calibrations(), "SE");
+    board.gpsCompass.SetPosition(31.752057, 121.4737);  // its lowest byte is not 0
+    EXPECT_EQ(LumoCompassCalibrate(7), -2);
+    EXPECT_EQ(LumoCompassCalibrate(0), -2);
+    EXPECT_EQ(board.gpsCompass.Calibrations(), "SESE");
+    EXPECT_THAT(board.array.StateName(), StrEq("suspended"));
+  });
+}
+
+// The heading by another road: where the camera's front points in the world, taken with the world's own vectors.
+double TrueHeading(const twin::Rotation& toWorld) {
+  const double north = toWorld[0][0], west = toWorld[1][0];
+  return std::atan2(-west, north) / kDegree;
+}
+
+TEST_F(Module, TellsTheHeadingUnderAnyTilt) {
+  struct Held {
+    double pitch, roll;
+  };
+  double largest = 0;
+  OnOpenDevice([&] {
+    ASSERT_EQ(LumoInitAngle(), 0);
+    ctrlSigs->vertexReady = 1;
+    for (const Held& held : {Held{0, 0}, Held{25, -10}, Held{-40, 70}}) {
+      for (int point = 0; point < 16; point++) {
+        const double heading = std::remainder(point * 22.5, 360);
+        board.attitude.Set(held.pitch, held.roll, -heading);
+        board.kernel.Spend(400ms);
+        LumoGetGpsState(ctrlSigs.get());
+        const double told = ctrlSigs->compassValue / 100.0;
+        EXPECT_GE(told, -180);
+        EXPECT_LE(told, 180);
+        EXPECT_NEAR(std::remainder(TrueHeading(board.attitude.ToWorld()) - heading, 360), 0, 1e-9);
+        largest = std::max(largest, std::abs(std::remainder(told - heading, 360)));
+      }
+    }
+    // Without the tilt it is the plain direction in the camera's own plane.
+    ctrlSigs->vertexReady = 0;
+    board.attitude.Set(-40, 70, -45);
+    LumoGetGpsState(ctrlSigs.get());
+    const double dip = 50 * kDegree;
+    const auto along = [&](size_t axis) {
+      return board.attitude.ToWorld()[0][axis] * std::cos(dip) - board.attitude.ToWorld()[2][axis] * std::sin(dip);
+    };
+    EXPECT_NEAR(ctrlSigs->compassValue, std::atan2(along(1), along(0)) / kDegree * 100, 3);
+  });
+  std::printf("largest error of 48 headings: %.3f degrees\n", largest);
+  EXPECT_LT(largest, 0.03);  // units of 1/7000 of the field, of which 0.64 lie flat
+}
+
+}  // namespace
