@@ -16,7 +16,13 @@ TEST_F(ControlLoop, SignalsThatItIsUpWhateverMuteSays) {
   EXPECT_EQ(StartsOf(pulses, pulses[0].start)[1], 200);
   EXPECT_STREQ(ctrlSigs->fileList + 16, "20260615_103000_abc\r\n");
   EXPECT_NEAR(ctrlSigs->actionTime, BoardTime(), 60);
-  EXPECT_EQ(ctrlSigs->vertexReady, -1) << "no sensor has been started";
+  // The motion sensor has been started, and settles for three seconds.
+  EXPECT_EQ(ctrlSigs->vertexReady, 0);
+  board.Run(2900ms - (board.Now() - pulses[0].start));
+  EXPECT_EQ(ctrlSigs->vertexReady, 0);
+  board.Run(200ms);
+  EXPECT_EQ(ctrlSigs->vertexReady, 1);
+  EXPECT_EQ(board.LogCount("vertexReady OK\n"), 1u);
 }
 
 TEST_F(ControlLoop, ButtonHeldAtStartIsNoPress) {
@@ -116,6 +122,7 @@ TEST_F(ControlLoop, PressJustUnderThreeSecondsTakesAShot) {
 TEST_F(ControlLoop, LongPressSwitchesOffOnceTheTeardownAnswers) {
   ctrlSigs->muteMode = 1;
   Start();
+  board.Run(3s);  // with the motion sensor settled, a pass takes a millisecond
   const Time pressed = board.Now();
   board.button.Press(4s);
   EXPECT_TRUE(Quits(5s));
@@ -142,6 +149,7 @@ TEST_F(ControlLoop, HungTeardownDelaysTheSwitchOffByThirtySeconds) {
 
 TEST_F(ControlLoop, IdleLimits) {
   Start(40min);
+  board.Run(3s);  // with the motion sensor settled, a pass takes a millisecond
   const auto idleFor = [&](BYTE mode, unsigned int length) {
     ctrlSigs->actionTime = BoardTime() - length;
     ctrlSigs->shutdownMode = mode;
