@@ -92,6 +92,7 @@ void Board::Wire() {
   array.SetVideoInput(media);
   array.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   array.SetModule(gpsCompass);
+  usb.OnChange([this] { gpsCompass.SetPlugged(usb.Plugged(UsbAdapter::Serial)); });  // one plug holds both
   gpsCompass.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   motionSensor.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   array.SetSpiRouted([this] {

@@ -105,4 +105,103 @@ TEST_F(Tilt, ABusHeldLowFromTheStartLeavesACamera) {
   EXPECT_EQ(Press().vertexX, 0);
 }
 
+// --- what a client sets ---
+
+class TiltClient : public testing::Test {
+ protected:
+  explicit TiltClient(std::vector<twin::UsbAdapter> usb = {twin::UsbAdapter::Wifi}) : board(With(std::move(usb))) {
+    board.motionSensor.SetNoise(false);
+    Boot();
+  }
+  ~TiltClient() override { EXPECT_THAT(board.Complaints(), IsEmpty()); }
+
+  static twin::BoardOptions With(std::vector<twin::UsbAdapter> usb) {
+    twin::BoardOptions options;
+    options.usb = std::move(usb);
+    return options;
+  }
+  void Boot() {
+    const size_t before = board.LogCount("vertexReady OK\n");
+    ASSERT_TRUE(board.Boot());
+    ASSERT_TRUE(board.RunUntil(
+        [&] { return board.network.Listening(8080) && board.LogCount("vertexReady OK\n") > before; }, 1min));
+  }
+  std::string Ask(const std::string& target) {
+    const auto client = board.network.Connect(8080);
+    if (client == nullptr) return "nobody listens";
+    client->Send("GET " + target + " HTTP/1.0\r\n\r\n");
+    board.RunUntil([&] { return client->Ended(); }, 1min);
+    return client->Received();
+  }
+  shot::Record Shoot(const std::string& parameters) {
+    const auto before = board.disk.Shots();
+    EXPECT_THAT(Ask("/do_capture?" + parameters), HasSubstr("200 OK"));
+    EXPECT_TRUE(board.RunUntil([&] { return board.disk.Shots().size() > before.size(); }, 1min));
+    board.Run(3s);
+    for (const auto& path : board.disk.Shots()) {
+      if (std::find(before.begin(), before.end(), path) == before.end()) return shot::File(path).Get().record;
+    }
+    ADD_FAILURE() << "no shot; log:\n" << board.Log();
+    return {};
+  }
+  void PowerCycle() {
+    Ask("/shutdown");
+    ASSERT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
+    board.Run(1min);
+    Boot();
+  }
+  void ExpectTilt(const std::string& parameters, double x, double y) {
+    const shot::Record record = Shoot(parameters);
+    EXPECT_NEAR(record.vertexX * kUnit, x, 0.002);
+    EXPECT_NEAR(record.vertexY * kUnit, y, 0.002);
+  }
+
+  twin::Board board;
+};
+
+TEST_F(TiltClient, MakesATiltTheLevelUntilItIsCleared) {
+  board.attitude.Set(4, -7, 0);
+  ExpectTilt("gyrocorrect=0", 4, -7);
+  ExpectTilt("gyrocorrect=1", 0, 0);
+  board.attitude.Set(5, -6.5, 0);
+  ExpectTilt("gyrocorrect=0", 1, 0.5);  // it is for one shot, what it found stays
+  PowerCycle();
+  ExpectTilt("gyrocorrect=0", 1, 0.5);
+  ExpectTilt("gyrocorrect=2", 5, -6.5);
+  PowerCycle();
+  ExpectTilt("gyrocorrect=0", 5, -6.5);
+}
+
+TEST_F(TiltClient, GivesThePositionWhereThereIsNoModule) {
+  const shot::Record record = Shoot("longitude=-740445020&latitude=406892470");
+  EXPECT_EQ(record.longitude, -740445020);
+  EXPECT_EQ(record.latitude, 406892470);
+  EXPECT_THAT(Ask("/compass_calibrate_start"), HasSubstr("NOT SUPPORT"));
+}
+
+class ClientOfModule : public TiltClient {
+ protected:
+  ClientOfModule() : TiltClient({twin::UsbAdapter::Wifi, twin::UsbAdapter::Serial}) {}
+};
+
+TEST_F(ClientOfModule, ThePositionIsTheModulesAndTheHeadingTheCameras) {
+  board.attitude.Set(20, -15, 100);  // its front a hundred degrees west of north
+  board.gpsCompass.SetPosition(-33.856784, 151.215297);
+  const shot::Record record = Shoot("longitude=1&latitude=2");
+  EXPECT_NEAR(record.latitude, -338567840, 2);
+  EXPECT_NEAR(record.longitude, 1512152970, 0xFF00 * 5 / 3);
+  EXPECT_NEAR(record.compassValue, -10000, 5);
+  EXPECT_NEAR(record.vertexX * kUnit, 20, 0.002);
+
+  board.gpsCompass.LoseFix();
+  const shot::Record lost = Shoot("longitude=1&latitude=2");
+  EXPECT_EQ(lost.latitude, 0);
+  EXPECT_EQ(lost.longitude, 0);
+  EXPECT_NEAR(lost.compassValue, -10000, 5);
+
+  EXPECT_THAT(Ask("/compass_calibrate_start"), HasSubstr("OK"));
+  EXPECT_THAT(Ask("/compass_calibrate_end"), HasSubstr("OK"));
+  EXPECT_EQ(board.gpsCompass.Calibrations(), "SE");
+}
+
 }  // namespace
