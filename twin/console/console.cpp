@@ -10,8 +10,8 @@ namespace twin {
 
 namespace {
 
-std::array<std::span<const Command>, 4> Table() {
-  return {WorldCommands(), AttitudeCommands(), TimeCommands(), LookingCommands()};
+std::array<std::span<const Command>, 5> Table() {
+  return {WorldCommands(), AttitudeCommands(), RemoteCommands(), TimeCommands(), LookingCommands()};
 }
 
 const Command* FindCommand(std::string_view name) {
@@ -30,7 +30,13 @@ std::string UsageOf(const Command& command) {
 }  // namespace
 
 Console::Console(Board& b, std::ostream& stream, const volatile std::sig_atomic_t& stop)
-    : board(b), out(stream), watch(b), stop_(stop) {}
+    : board(b), out(stream), watch(b), stop_(stop) {
+  // The remote's screen: the text of a line, then free disk and battery in percent.
+  board.serial.OnLine([this](const std::string& line) {
+    out << "remote of camera " << line[1] << ": [" << line.substr(2, 11) << "] disk " << line.substr(13, 2)
+        << "%, battery " << line.substr(16, 2) << "%" << std::endl;
+  });
+}
 
 void Console::Execute(std::string_view line) {
   Words words = SplitLine(line);

@@ -33,7 +33,11 @@ struct Command {
 class Console {
  public:
   // `stop` is set by a signal: every wait then ends at once. Board and stream outlive the console.
+  // Also writes what the wireless remote is shown to the stream, from here on.
   Console(Board& board, std::ostream& out, const volatile std::sig_atomic_t& stop);
+  ~Console() { board.serial.OnLine(nullptr); }
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
 
   // Carries out one line. Throws CommandError, or ExpectationFailed.
   void Execute(std::string_view line);
@@ -65,6 +69,7 @@ class Console {
 // The parts of the table, each in its own source.
 std::span<const Command> WorldCommands();     // what a person and nature do
 std::span<const Command> AttitudeCommands();  // how the camera is held, and where
+std::span<const Command> RemoteCommands();    // the wireless remote
 std::span<const Command> TimeCommands();      // waiting, power, the session
 std::span<const Command> LookingCommands();   // what can be seen, and expected
 
