@@ -159,6 +159,48 @@ TEST_F(Remote, IsHeardAgainAfterAHundredThousandBytesOfNoise) {
   EXPECT_THAT(lines, SizeIs(1));
 }
 
+// What a camera with address 0 makes of a byte stream, by the rule alone: on "X" it takes sixteen bytes, else one.
+size_t StatusRequestsIn(const std::string& bytes) {
+  size_t requests = 0;
+  for (size_t at = 0; at + 16 <= bytes.size();) {
+    if (bytes[at] != 'X') {
+      at++;
+      continue;
+    }
+    if (bytes[at + 1] == '0' && bytes[at + 2] == 'I') requests++;
+    at += 16;
+  }
+  return requests;
+}
+
+// 10,000 broken bytes: every frame that came through whole is taken, and none that did not.
+TEST_F(Remote, TakesExactlyTheFramesThatCameThroughTenThousandBrokenBytes) {
+  std::string stream;
+  int broken = 0;
+  uint64_t state = 7;
+  const auto random = [&state] {
+    state = state * 6364136223846793005u + 1442695040888963407u;
+    return static_cast<uint32_t>(state >> 33);
+  };
+  while (broken < 10'000) {
+    for (char byte : RemoteFrame('I')) {
+      if (random() % 8 == 0) {
+        broken++;
+        if (random() % 4 == 0) continue;  // lost
+        byte = static_cast<char>(random());
+        if (byte == 'H' || byte == 'T') byte = 'I';  // a shot would make the camera busy, which is another story
+      }
+      stream += byte;
+    }
+  }
+  const size_t before = board.LogCount("Serial Recv: GetInfo");
+  board.serial.Send(stream);
+  board.Run(std::chrono::milliseconds(stream.size() * 2));
+  EXPECT_EQ(board.LogCount("Serial Recv: GetInfo") - before, StatusRequestsIn(stream));
+  EXPECT_GT(StatusRequestsIn(stream), 100u);
+  EXPECT_FALSE(board.Exited());
+}
+
 TEST_F(Remote, SeesDiskFullAndError) {
   board.disk.FillTo(1000);
   board.serial.Send(RemoteFrame('H'));
