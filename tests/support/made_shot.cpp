@@ -188,7 +188,7 @@ TestFolder::~TestFolder() {
 void WriteFile(const std::string& path, const Bytes& bytes) {
   FILE* file = fopen(path.c_str(), "wb");
   if (!file) throw std::runtime_error("cannot write " + path);
-  const size_t written = fwrite(bytes.data(), 1, bytes.size(), file);
+  const size_t written = bytes.empty() ? 0 : fwrite(bytes.data(), 1, bytes.size(), file);
   if (fclose(file) != 0 || written != bytes.size()) throw std::runtime_error("cannot write " + path);
 }
 
