@@ -23,8 +23,10 @@ struct Fiber {
   void* fakeStack = nullptr;
 };
 
-// Tells the address sanitizer of each change of stacks. Nothing in other builds.
+// Tells the address sanitizer of each change of stacks, and that a stack is gone: frames that were never left would
+// stay marked for who gets its memory next. Nothing in other builds.
 void BeforeSwitch(void** fakeStack, const void* bottom, size_t size);
 void AfterSwitch(void* fakeStack, const void** oldBottom, size_t* oldSize);
+void ForgetStack(const void* bottom, size_t size);
 
 }  // namespace twin

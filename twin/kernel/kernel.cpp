@@ -28,7 +28,10 @@ struct NotedStack {
     fiber->stackSize = stack.size;
     return stack;
   }
-  void deallocate(boost::context::stack_context& stack) { inner.deallocate(stack); }
+  void deallocate(boost::context::stack_context& stack) {
+    ForgetStack(static_cast<char*>(stack.sp) - stack.size, stack.size);
+    inner.deallocate(stack);
+  }
 };
 
 uint64_t NextRandom(uint64_t& state) {  // splitmix64
