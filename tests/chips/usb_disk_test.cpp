@@ -147,6 +147,8 @@ TEST_F(Disk, ASlowDiskTakesItsTime) {
   const auto slow = disk.BeforeWrite("a", 0, 1'000'000).takes;
   EXPECT_NEAR(std::chrono::duration<double>(quick).count(), 0.04, 0.001);
   EXPECT_NEAR(std::chrono::duration<double>(slow).count(), 1.0, 0.001);
+  disk.SetReadSpeed(500'000);
+  EXPECT_NEAR(std::chrono::duration<double>(disk.BeforeRead("a", 1'000'000).takes).count(), 2.0, 0.001);
   EXPECT_THROW(disk.SetWriteSpeed(0), std::invalid_argument);
 }
 

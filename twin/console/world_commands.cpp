@@ -63,9 +63,13 @@ void SetPlugged(Console& console, const Words& arguments, bool plugged) {
 }
 
 void SetDiskSpeed(Console& console, const Words& arguments) {
-  const int64_t bytesPerSecond = NumberFrom(arguments[0], "speed");
-  if (bytesPerSecond < 1) throw CommandError("speed wants bytes per second, at least 1, not " + arguments[0]);
-  console.board.disk.SetWriteSpeed(static_cast<uint64_t>(bytesPerSecond));
+  for (size_t i = 0; i < arguments.size(); i++) {
+    const int64_t bytesPerSecond = NumberFrom(arguments[i], "speed");
+    if (bytesPerSecond < 1) throw CommandError("speed wants bytes per second, at least 1, not " + arguments[i]);
+    UsbDisk& disk = console.board.disk;
+    i == 0 ? disk.SetWriteSpeed(static_cast<uint64_t>(bytesPerSecond))
+           : disk.SetReadSpeed(static_cast<uint64_t>(bytesPerSecond));
+  }
 }
 
 void AddFault(Console& console, const Words& arguments) {
@@ -105,7 +109,7 @@ constexpr std::array<Command, 16> kCommands = {{
     {"fill", "KB", "other files take the disk's room, so many KB stay free", 1, 1, FillDisk},
     {"readonly", "on|off", "the disk's write lock", 1, 1,
      [](Console& c, const Words& a) { c.board.disk.SetReadOnly(SwitchFrom(a[0], "readonly")); }},
-    {"speed", "BYTES", "what the disk writes in a second", 1, 1, SetDiskSpeed},
+    {"speed", "WRITE [READ]", "bytes that the disk writes and reads in a second", 1, 2, SetDiskSpeed},
     {"fault", "POINT EFFECT [CONDITION...]|clear", "break something (see faults), or nothing any more", 1, 20,
      AddFault},
 }};

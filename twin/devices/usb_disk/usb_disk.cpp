@@ -12,7 +12,6 @@ namespace {
 constexpr Duration kCallTime = 10us;      // a file call that moves no data
 constexpr Duration kDirectoryTime = 2ms;  // one that changes a directory
 constexpr Duration kSyncTime = 20ms;
-constexpr uint64_t kReadBytesPerSecond = 30'000'000;
 constexpr uint64_t kKB = 1024;
 constexpr std::string_view kShotExtension = ".ori";
 
@@ -67,7 +66,7 @@ UsbDisk::Verdict UsbDisk::BeforeOpen(const std::string& /*path*/, bool writing, 
 }
 
 UsbDisk::Verdict UsbDisk::BeforeRead(const std::string& /*path*/, uint64_t size) {
-  return Judge(read_, Needs::Reading, kCallTime + TransferTime(size, kReadBytesPerSecond));
+  return Judge(read_, Needs::Reading, kCallTime + TransferTime(size, readBytesPerSecond_));
 }
 
 UsbDisk::Verdict UsbDisk::BeforeRename(const std::string& /*from*/, const std::string& /*to*/) {
@@ -128,7 +127,7 @@ UsbDisk::WriteVerdict UsbDisk::BeforeWrite(const std::string& path, uint64_t off
       case Effect::Kind::Fail: break;
     }
   }
-  verdict.takes += TransferTime(verdict.stored, bytesPerSecond_);
+  verdict.takes += TransferTime(verdict.stored, writeBytesPerSecond_);
   return verdict;
 }
 
@@ -243,7 +242,12 @@ void UsbDisk::FillTo(uint64_t freeKBs) {
 
 void UsbDisk::SetWriteSpeed(uint64_t bytesPerSecond) {
   if (bytesPerSecond == 0) throw std::invalid_argument("a disk writes at more than 0 bytes per second");
-  bytesPerSecond_ = bytesPerSecond;
+  writeBytesPerSecond_ = bytesPerSecond;
+}
+
+void UsbDisk::SetReadSpeed(uint64_t bytesPerSecond) {
+  if (bytesPerSecond == 0) throw std::invalid_argument("a disk reads at more than 0 bytes per second");
+  readBytesPerSecond_ = bytesPerSecond;
 }
 
 std::vector<fs::path> UsbDisk::Shots() const {

@@ -79,6 +79,7 @@ class UsbDisk {
   bool ReadOnly() const { return readOnly_; }
   void FillTo(uint64_t freeKBs);  // other people's files leave so much free, rounded down to whole clusters
   void SetWriteSpeed(uint64_t bytesPerSecond);  // above 0; 25 MB/s at first
+  void SetReadSpeed(uint64_t bytesPerSecond);   // above 0; 30 MB/s at first
   const std::filesystem::path& Directory() const { return directory_; }
   // Finished shot files ("*.ori" in DCIM), sorted by name.
   std::vector<std::filesystem::path> Shots() const;
@@ -107,7 +108,8 @@ class UsbDisk {
   uint64_t usedClusters_ = 0;                        // by files and directories that are there
   uint64_t foreignClusters_ = 0;                     // by FillTo
   std::unordered_map<std::string, uint64_t> sizes_;  // bytes by path; a directory counts as one cluster
-  uint64_t bytesPerSecond_ = 25'000'000;
+  uint64_t writeBytesPerSecond_ = 25'000'000;
+  uint64_t readBytesPerSecond_ = 30'000'000;
   uint64_t writes_ = 0;
   bool plugged_ = true;
   bool mounted_ = false;
