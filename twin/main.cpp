@@ -144,7 +144,7 @@ int ServeUntilStopped(Console& console, const Serving& serving) {
   }
   const int signals = stop;
   if (board.Powered()) std::cerr << "\nswitching off; Ctrl-C once more cuts the power\n";
-  if (SwitchOff(board, [&] { return stop > signals; })) return 0;
+  if (SwitchOff(board, console.watch, [&] { return stop > signals; })) return 0;
   std::cerr << "\nthe power was cut\n";
   return 1;
 }

@@ -9,7 +9,7 @@ namespace twin {
 
 namespace {
 
-constexpr Duration kLongestShot = 2min, kLongPress = 4s, kSwitchingOff = 30s;
+constexpr Duration kLongestShot = 2min, kLongPress = 4s, kSwitchingOff = 20s;
 constexpr uint16_t kPorts = kBulkPort - kControlPort + 1;
 
 }  // namespace
@@ -51,12 +51,13 @@ void Serving::Tell() {
   out_ << std::flush;
 }
 
-bool SwitchOff(Board& board, const std::function<bool()>& hurry) {
-  const auto ended = [&] { return !board.Powered() || board.Exited(); };
-  board.RunUntil([&] { return hurry() || ended() || !board.panel.ShotRunning(); }, kLongestShot);
-  if (!hurry() && !ended()) {
+bool SwitchOff(Board& board, const Watch& watch, const std::function<bool()>& hurry) {
+  const auto ended = [&] { return hurry() || !board.Powered() || board.Exited(); };
+  // A press while it still starts would go unnoticed, as the loop that looks at the button does not run yet.
+  board.RunUntil([&] { return ended() || (watch.Ready() && !board.panel.ShotRunning()); }, kLongestShot);
+  for (int presses = 0; presses < 2 && !ended(); presses++) {
     board.button.Press(kLongPress);
-    board.RunUntil([&] { return hurry() || ended(); }, kSwitchingOff);
+    board.RunUntil(ended, kSwitchingOff);
   }
   return !board.Powered();
 }

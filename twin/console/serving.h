@@ -8,6 +8,7 @@
 #include <string>
 
 #include "twin/board.h"
+#include "twin/console/watch.h"
 
 namespace twin {
 
@@ -39,8 +40,9 @@ class Serving {
   std::string failure_;
 };
 
-// Switches the board off as a person does it, by a long press when no shot is running, so that the application puts
-// its disk in order. Real pace takes some seconds. `hurry` ends the waiting. Returns whether the board is off.
-bool SwitchOff(Board& board, const std::function<bool()>& hurry);
+// Switches the board off as a person does it, by a long press when it has started and no shot is running, so that the
+// application puts its disk in order. Real pace takes some seconds. `hurry` ends the waiting. Returns whether the board
+// is off.
+bool SwitchOff(Board& board, const Watch& watch, const std::function<bool()>& hurry);
 
 }  // namespace twin
