@@ -1,4 +1,5 @@
-// What the board costs its host: an idle board's speed, the host time of a shot, the memory of a rendered one.
+// What the board costs its host: an idle board's speed, the host time of a shot, the memory of a rendered one, and of
+// a byte on the motion sensor's bus; and what a reading of the tilt costs the board.
 //   twin_bench [--benchmark_filter=REGEX]
 // Each measurement runs in a process of its own, so that its memory is its own too.
 #include <sys/resource.h>
@@ -16,7 +17,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "common/angle_reader/angle.h"
+#include "common/log.h"
 #include "twin/board.h"
+
+extern "C" FILE* twin_stderr;
 
 namespace {
 
@@ -67,7 +72,9 @@ void ShootOrThrow(twin::Board& board) {
 struct Found {
   HostTime start;  // board built and booted
   HostTime work;
-  long peakKBs = 0;  // of the whole process
+  long peakKBs = 0;                  // of the whole process
+  double ready = 0, overflowed = 0;  // board seconds of a tilt reading, with a packet waiting and after a long pause
+  double bytes = 0;                  // on the motion sensor's bus
 };
 
 Found IdleBoard() {
@@ -106,6 +113,32 @@ Found RenderedShot() {
     BootOrThrow(*board);
   });
   found.work = Measure([&] { ShootOrThrow(*board); });
+  return found;
+}
+
+Found TiltReading() {
+  constexpr int kReadings = 500;
+  Found found;
+  twin::Board board{twin::BoardOptions{}};
+  board.PowerOn([&] {
+    g_lumoDebug = twin_stderr;
+    int x = 0, y = 0;
+    const auto read = [&](twin::Duration pause) {
+      board.kernel.Spend(pause);
+      const twin::Time begin = board.Now();
+      if (LumoReadAngle(&x, &y) < 0) throw std::runtime_error("there was no tilt to read");
+      return std::chrono::duration<double>(board.Now() - begin).count() / kReadings;
+    };
+    if (LumoInitAngle() < 0) throw std::runtime_error("the motion sensor did not start");
+    const uint64_t bytes = board.motionSensor.BusBytes();
+    found.work = Measure([&] {
+      for (int i = 0; i < kReadings; i++) found.ready += read(20ms);
+    });
+    found.bytes = static_cast<double>(board.motionSensor.BusBytes() - bytes);
+    for (int i = 0; i < kReadings; i++) found.overflowed += read(1s);
+    return 0;
+  });
+  if (!board.RunUntil([&] { return board.Exited(); }, 1h)) throw std::runtime_error("the readings did not end");
   return found;
 }
 
@@ -185,6 +218,12 @@ int main(int argc, char** argv) {
       TellShot("RenderedShot", found, found.work.real, 10);
       const double peak = static_cast<double>(found.peakKBs) / 1000;
       std::printf("RenderedShot: peak memory %.0f MB, aim under 800 MB%s\n", peak, Verdict(peak < 800));
+    }
+    if (named("TiltReading")) {
+      const Found found = InOwnProcess(TiltReading);
+      std::printf("TiltReading: %.2f ms of board time with a packet waiting, %.1f ms after a pause\n",
+                  1e3 * found.ready, 1e3 * found.overflowed);
+      std::printf("TiltReading: %.2f us of host time a byte on its bus\n", 1e6 * found.work.cpu / found.bytes);
     }
     TellLoad();
   } catch (const std::exception& error) {

@@ -172,6 +172,25 @@ TEST_F(TiltClient, MakesATiltTheLevelUntilItIsCleared) {
   ExpectTilt("gyrocorrect=0", 5, -6.5);
 }
 
+TEST_F(TiltClient, ASeriesGoesOnWhenTheSensorDiesInIt) {
+  board.attitude.Set(4, -7, 0);
+  EXPECT_THAT(Ask("/do_capture?timelapse=1"), HasSubstr("200 OK"));
+  const auto shots = [&](size_t count) {
+    return board.RunUntil([&] { return board.disk.Shots().size() == count; }, 2min);
+  };
+  ASSERT_TRUE(shots(1));
+  board.faults.Add("motion.absent silence times=always");
+  ASSERT_TRUE(shots(3));
+  Ask("/exit_timelapse");
+  board.Run(1min);
+  auto files = board.disk.Shots();
+  std::sort(files.begin(), files.end());
+  std::vector<double> tilts;
+  for (const auto& file : files) tilts.push_back(shot::File(file).Get().record.vertexX * kUnit);
+  tilts.resize(3);
+  EXPECT_THAT(tilts, testing::ElementsAre(testing::DoubleNear(4, 0.002), 0, 0));
+}
+
 TEST_F(TiltClient, GivesThePositionWhereThereIsNoModule) {
   const shot::Record record = Shoot("longitude=-740445020&latitude=406892470");
   EXPECT_EQ(record.longitude, -740445020);
@@ -198,6 +217,16 @@ TEST_F(ClientOfModule, ThePositionIsTheModulesAndTheHeadingTheCameras) {
   EXPECT_EQ(lost.latitude, 0);
   EXPECT_EQ(lost.longitude, 0);
   EXPECT_NEAR(lost.compassValue, -10000, 5);
+
+  // The remote sees whether there is a position.
+  for (const bool fix : {false, true}) {
+    if (fix) board.gpsCompass.SetPosition(1.5, 2.5);
+    board.serial.Forget();
+    board.serial.Send("X0I260615103000-");
+    board.Run(3s);
+    EXPECT_THAT(board.serial.Received(), testing::StartsWith(fix ? "X0Ready    Y " : "X0Ready    N "));
+  }
+  board.gpsCompass.LoseFix();
 
   EXPECT_THAT(Ask("/compass_calibrate_start"), HasSubstr("OK"));
   EXPECT_THAT(Ask("/compass_calibrate_end"), HasSubstr("OK"));

@@ -450,6 +450,56 @@ TEST_F(Angle, ABusHeldLowFromTheStartIsNoChip) {
   EXPECT_THAT(board.Log(), HasSubstr("Product ID read as 0"));
 }
 
+// Whatever breaks on the wires: a reading ends in its time, and on a bus that is whole again it gives the tilt. Unless
+// an emptying of the FIFO was cut short: then the program stays off until the next start.
+TEST_F(Angle, TenThousandFaultsOnTheBusHangNothing) {
+  const std::vector<std::vector<const char*>> campaigns = {
+      {"motion.ack silence p=0.3"},
+      {"motion.garbage silence p=0.05"},
+      {"motion.hang silence p=0.3"},
+      {"motion.absent silence p=0.02", "motion.ack silence p=0.001", "motion.garbage silence p=0.002",
+       "motion.hang silence p=0.01"}};
+  constexpr int kRounds = 15;
+  uint64_t fired = 0;
+  int good = 0, bad = 0, recovered = 0;
+  board.motionSensor.SetNoise(false);
+  const auto round = [&](const std::vector<const char*>& campaign) {
+    board.faults.Clear();
+    board.attitude.Set(0, 0, 0);
+    ASSERT_EQ(LumoInitAngle(), 0);
+    for (const char* fault : campaign) board.faults.Add(fault);
+    for (; board.faults.Fired() < 170; board.kernel.Spend(std::chrono::milliseconds(board.kernel.Random() % 500))) {
+      const twin::Time begin = board.Now();
+      const int result = LumoReadAngle(&x, &y);
+      ASSERT_LE(board.Now() - begin, 10 * (50ms + 5ms + 5ms));
+      ASSERT_TRUE(result == 0 || result == -1);
+      (result == 0 ? good : bad)++;
+    }
+    fired += board.faults.Fired();
+    board.faults.Clear();
+    board.attitude.Set(3, 4, 5);
+    board.kernel.Spend(1s);
+    const bool runs = board.motionSensor.ProgramRuns();
+    if (LumoReadAngle(&x, &y) < 0) {
+      EXPECT_FALSE(runs);
+      return;
+    }
+    recovered++;
+    EXPECT_NEAR(x * 1e-8 / kDegree, 3, 0.001);
+    EXPECT_NEAR(y * 1e-8 / kDegree, 4, 0.001);
+  };
+  const auto all = [&] {
+    for (int i = 0; i < kRounds; i++) {
+      for (const auto& campaign : campaigns) ASSERT_NO_FATAL_FAILURE(round(campaign));
+    }
+  };
+  OnBoard(board, all, 24h);
+  EXPECT_GE(fired, 10000u);
+  EXPECT_GT(good, 100);
+  EXPECT_GT(bad, 100);
+  EXPECT_GT(recovered, kRounds);
+}
+
 // --- the bus ---
 
 TEST_F(Angle, TheBusTellsWhereATransferEnded) {
