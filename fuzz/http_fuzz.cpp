@@ -1,5 +1,5 @@
-// What a client may send: the input is that, byte for byte, on each of the two ports in turn, and once more from a
-// client that goes away in the middle of the answer.
+// What a client may send: the input is that, byte for byte, on each of the two ports in turn, for a camera that is
+// ready and one that may be busy, and once more from a client that goes away in the middle of the answer.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -41,6 +41,8 @@ void SetUp(unsigned mood) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string input(reinterpret_cast<const char*>(data), size);
   const auto mood = static_cast<unsigned>(size);  // nothing in a request says it, so its length does
+  SetUp(0);                                       // ready for a shot
+  Serve(input, kControlMode);
   SetUp(mood);
   Serve(input, kControlMode);
   Serve(input, kBulkMode);
