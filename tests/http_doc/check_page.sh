@@ -22,7 +22,12 @@ fail() {
   exit 1
 }
 
-is_free() { ! (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+is_free() {
+  if { exec 3<>"/dev/tcp/127.0.0.1/$1"; } 2>/dev/null; then
+    exec 3>&-
+    return 1
+  fi
+}
 choose_port() {
   for port in $(shuf -i 20000-40000 -n 50); do
     if is_free "$port" && is_free $((port + 1)); then return; fi
@@ -30,6 +35,7 @@ choose_port() {
   fail "no free ports"
 }
 start_camera() {
+  : >"$folder/camera"  # here, or the one before could still be read in it
   "$twin" --serve --port "$port" --pictures marked --root "$folder/board" --log "$folder/log" "$@" \
     </dev/null >"$folder/camera" 2>&1 &
   camera=$!
