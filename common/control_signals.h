@@ -14,6 +14,10 @@
 template <class T>
 using Shared = std::atomic<T>;
 
+constexpr int kFileListHeadRoom = 16;  // bytes in front of the list's text, where its status line goes
+constexpr int kErrFileNameSize = 32;   // bytes of a slot
+constexpr int kErrFileSlots = 512;
+
 struct TagControlSignals {
   Shared<BYTE> needQuit;              // 0 run; 1 everybody stops (control thread); 0 again: teardown done (main)
   Shared<BYTE> needCapture;           // exposure stage of the shot, see ShotStatus
@@ -87,7 +91,7 @@ static_assert(sizeof(Shared<int>) == 4 && Shared<int>::is_always_lock_free);
 static_assert(sizeof(ControlSignals::batVoltageVal) == 64);
 static_assert(sizeof(ControlSignals::sessionList) == 64 * 4);
 static_assert(sizeof(ControlSignals::fileList) == 65536);
-static_assert(sizeof(ControlSignals::errFileList) == 512 * 32);
+static_assert(sizeof(ControlSignals::errFileList) == kErrFileSlots * kErrFileNameSize);
 static_assert(sizeof(ControlSignals::prefix) == 12);
 static_assert(sizeof(ControlSignals::oriInfo) == 11);
 static_assert(sizeof(ControlSignals::camTemp) == 25);

@@ -4,6 +4,7 @@
 
 #include "common/log.h"
 #include "venc/system_integration.h"
+#include "venc/whole_file.h"
 
 namespace {
 
@@ -27,26 +28,8 @@ constexpr char kFirmwareInstall[] =
     "  chmod 777 /mnt/local/lumora\n"
     "fi\n";
 
+// Room for both additions.
 constexpr size_t kRoom = sizeof(kMountRetry) + sizeof(kFirmwareInstall);
-
-// Reads the whole script, with a terminator and room for both additions behind it. Null if it cannot be read; the
-// caller frees it.
-char* ReadScript() {
-  FILE* file = fopen(kScript, "rb");
-  if (file == nullptr) return nullptr;
-  char* script = nullptr;
-  long size = -1;
-  if (fseek(file, 0, SEEK_END) == 0) size = ftell(file);
-  if (size >= 0 && fseek(file, 0, SEEK_SET) == 0) {
-    script = static_cast<char*>(calloc(static_cast<size_t>(size) + kRoom, 1));
-  }
-  if (script != nullptr && fread(script, 1, static_cast<size_t>(size), file) != static_cast<size_t>(size)) {
-    free(script);
-    script = nullptr;
-  }
-  fclose(file);
-  return script;
-}
 
 // Inserts `text` at `place`, inside the script's memory.
 void Insert(char* place, const char* text) {
@@ -76,7 +59,7 @@ bool AddFirmwareInstall(char* script) {
 }  // namespace
 
 void LumoModifyS90User() {
-  char* script = ReadScript();
+  char* script = LumoReadWholeText(kScript, kRoom);
   if (script == nullptr) return;
   const bool hasMount = AddMountRetry(script);
   const bool hasFirmware = AddFirmwareInstall(script);

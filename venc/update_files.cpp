@@ -8,6 +8,7 @@
 #include "common/log.h"
 #include "venc/key_values.h"
 #include "venc/settings.h"
+#include "venc/whole_file.h"
 
 namespace {
 
@@ -28,17 +29,10 @@ constexpr UpdateCopy kDhcpd = {"/mnt/udisk/dhcpd.conf", "dhcpd.conf", "/mnt/udis
 constexpr double kMinGain = 0.8;
 constexpr double kMaxGain = 1.25;
 
-// Leaves the file at its start. -1 if it has no size.
-long SizeOf(FILE* file) {
-  if (fseek(file, 0, SEEK_END) != 0) return -1;
-  const long size = ftell(file);
-  return fseek(file, 0, SEEK_SET) == 0 ? size : -1;
-}
-
 void TakeCopy(const UpdateCopy& copy) {
   FILE* source = fopen(copy.path, "rb");
   if (source == nullptr) return;
-  const long size = SizeOf(source);
+  const long size = LumoFileSize(source);
   if (size <= copy.aboveSize || size >= copy.belowSize) {
     fclose(source);
     return;
@@ -98,27 +92,9 @@ bool IsWifiName(const char* name, int length) {
   return true;
 }
 
-// The whole file with a zero behind it, to be freed by the caller. Null if it cannot be read in full.
-char* ReadWholeText(const char* path) {
-  FILE* file = fopen(path, "rb");
-  if (file == nullptr) return nullptr;
-  const long size = SizeOf(file);
-  char* text = size < 0 ? nullptr : static_cast<char*>(malloc(static_cast<size_t>(size) + 1));
-  if (text != nullptr) {
-    const size_t count = fread(text, 1, static_cast<size_t>(size), file);
-    text[count] = '\0';
-    if (count != static_cast<size_t>(size)) {
-      free(text);
-      text = nullptr;
-    }
-  }
-  fclose(file);
-  return text;
-}
-
 // The `ssid` line cannot be the first and must end in a line feed.
 void ReplaceSsid(const char* name) {
-  char* text = ReadWholeText("hostapd.conf");
+  char* text = LumoReadWholeText("hostapd.conf", 0);
   if (text == nullptr) return;
   constexpr char kSsid[] = "\nssid=";
   char* line = strstr(text, kSsid);

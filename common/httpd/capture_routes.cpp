@@ -6,6 +6,7 @@
 #include "common/httpd/routes.h"
 #include "common/httpd/server.h"
 #include "common/log.h"
+#include "common/sample_comm_venc/container.h"
 
 static constexpr int kLongestInTimeLapse = 250000;       // us
 static constexpr unsigned int kSingleShotCmd = 0x18001;  // capture mode 1, no compensation, iso mode 1
@@ -71,8 +72,8 @@ void do_capture(ControlSignals* ctrlSigs, int client, HttpRequest* request) {
 
 void cap_single(ControlSignals* ctrlSigs, int client, HttpRequest* request) {
   if (ctrlSigs->timeLapse == 0) {
-    char path[64];
-    snprintf(path, sizeof(path), "%s%02d.jpg", "/mnt/udisk/DCIM/", request->camIdx);
+    char path[kOriPathSize];
+    LumoSinglePath(path, request->camIdx);
     remove(path);  // an earlier result
     ctrlSigs->needExitTimeLapse = 0;
     ctrlSigs->timeLapse = 0;

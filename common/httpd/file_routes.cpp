@@ -1,27 +1,22 @@
 #include <sys/stat.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 
 #include "common/fpga_ctrl/array/bounds.h"
-#include "common/fpga_ctrl/device/stc_link.h"
+#include "common/fpga_ctrl/device/storage.h"
 #include "common/httpd/routes.h"
 #include "common/httpd/serve.h"
 #include "common/httpd/server.h"
 #include "common/sample_comm_venc/container.h"
 
-static constexpr int kHeadRoom = 16;    // in front of the list's text
-static constexpr int kCharging = 1000;  // added to the battery level
 static constexpr time_t kSettled = 20;  // s; a younger file may still be written
-static constexpr size_t kErrNameSize = 32;
-static constexpr int kMaxErrFiles = 512;
 
 // A name that does not fit gives a path that no file has.
 static void ShotPath(const ControlSignals* ctrlSigs, const HttpRequest* request, char* path, size_t size) {
   const int length =
-      snprintf(path, size, "%s%s.%s", "/mnt/udisk/DCIM/", request->mainName, LumoIsOriShot(ctrlSigs) ? "ori" : "dwo");
+      snprintf(path, size, "%s%s.%s", kShotFolder, request->mainName, LumoIsOriShot(ctrlSigs) ? "ori" : "dwo");
   if (length >= static_cast<int>(size)) path[0] = '\0';
 }
 
@@ -32,24 +27,22 @@ void get_list(ControlSignals* ctrlSigs, int client, HttpRequest* request) {
     ctrlSigs->longitude = request->longitude;
     ctrlSigs->latitude = request->latitude;
   }
-  const int batteryLevel = LumoGetBatteryLevel(ctrlSigs);
-  const int level = batteryLevel >= 0 && ctrlSigs->batCharging != 0 ? batteryLevel + kCharging : batteryLevel;
+  const int level = BatteryNumber(ctrlSigs);
   const int needCapture = ctrlSigs->needCapture;
   const int needSave = ctrlSigs->needSave;
   char line[64];
   int length;
   if (hasPosition) {
-    length = snprintf(line, sizeof(line), "%d,%d,%d,%d\r\n", needCapture, needSave, LMax(level, -1),
-                      ctrlSigs->gpsState.load());
+    length = snprintf(line, sizeof(line), "%d,%d,%d,%d\r\n", needCapture, needSave, level, ctrlSigs->gpsState.load());
   } else if (level >= 0) {
     length = snprintf(line, sizeof(line), "%d,%d,%d\r\n", needCapture, needSave, level);
   } else {
     length = snprintf(line, sizeof(line), "%d,%d\r\n", needCapture, needSave);
   }
-  length = LMin(length, kHeadRoom);  // the longest line, "255,255,1100,1", just fits
-  char* start = ctrlSigs->fileList + kHeadRoom - length;
+  length = LMin(length, kFileListHeadRoom);  // the longest line, "255,255,1100,1", just fits
+  char* start = ctrlSigs->fileList + kFileListHeadRoom - length;
   memcpy(start, line, static_cast<size_t>(length));
-  const size_t room = sizeof(ctrlSigs->fileList) - static_cast<size_t>(kHeadRoom - length);
+  const size_t room = sizeof(ctrlSigs->fileList) - static_cast<size_t>(kFileListHeadRoom - length);
   send_text(client, 200, "OK", start, strnlen(start, room));
 }
 
@@ -66,14 +59,11 @@ static bool IsBad(const char* path) {
 }
 
 void AddErrFile(ControlSignals* ctrlSigs, const char* mainName) {
-  if (strlen(mainName) >= kErrNameSize) return;
-  const int errFileNum = LMin(ctrlSigs->errFileNum, kMaxErrFiles);
-  for (int i = 0; i < errFileNum; i++) {
-    if (strncmp(ctrlSigs->errFileList + static_cast<size_t>(i) * kErrNameSize, mainName, kErrNameSize) == 0) return;
-  }
-  if (errFileNum == kMaxErrFiles) return;
-  char* slot = ctrlSigs->errFileList + static_cast<size_t>(errFileNum) * kErrNameSize;
-  memset(slot, 0, kErrNameSize);
+  const int errFileNum = ctrlSigs->errFileNum;
+  if (strlen(mainName) >= kErrFileNameSize || errFileNum >= kErrFileSlots) return;
+  if (LumoIsErrFile(ctrlSigs, mainName)) return;
+  char* slot = ctrlSigs->errFileList + errFileNum * kErrFileNameSize;
+  memset(slot, 0, kErrFileNameSize);
   memcpy(slot, mainName, strlen(mainName));
   ctrlSigs->errFileNum = errFileNum + 1;  // last: a reader never sees a slot that is not filled
 }
@@ -101,7 +91,7 @@ void del_file(ControlSignals* ctrlSigs, int client, HttpRequest* request) {
 }
 
 void get_single(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* request) {
-  char path[512];
-  snprintf(path, sizeof(path), "%s%02d.jpg", "/mnt/udisk/DCIM/", request->camIdx);
+  char path[kOriPathSize];
+  LumoSinglePath(path, request->camIdx);
   serve_single(client, path);
 }

@@ -5,6 +5,9 @@
 #include "common/control_signals.h"
 #include "common/httpd/request.h"
 
+// Battery as clients are told it: percent, 1,000 more while it charges, -1 before it is known.
+int BatteryNumber(ControlSignals* ctrlSigs);
+
 using Route = void(ControlSignals* ctrlSigs, int client, HttpRequest* request);
 
 // capture_routes.cpp

@@ -103,9 +103,13 @@ void compass_calibrate_end(ControlSignals* ctrlSigs, int client, HttpRequest* /*
   Calibrate(ctrlSigs, client, 2);
 }
 
-void get_battery_level(ControlSignals* ctrlSigs, int client, HttpRequest* /*request*/) {
+int BatteryNumber(ControlSignals* ctrlSigs) {
   const int level = LumoGetBatteryLevel(ctrlSigs);
-  SendNumber(client, level >= 0 && ctrlSigs->batCharging != 0 ? level + kCharging : level);
+  return level >= 0 && ctrlSigs->batCharging != 0 ? level + kCharging : level;
+}
+
+void get_battery_level(ControlSignals* ctrlSigs, int client, HttpRequest* /*request*/) {
+  SendNumber(client, BatteryNumber(ctrlSigs));
 }
 
 // One sensor's temperature, or for index 0 the rounded mean of all, in which a sensor that was not read counts as 127.

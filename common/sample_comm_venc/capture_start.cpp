@@ -38,7 +38,7 @@ StoredAt StoredAtOf(int camIdx) {
 }
 
 // A setting beyond the last camera means the last camera, as it does for a client's request.
-int SingleCamIdx(BYTE saveSingle) { return saveSingle <= kCameras ? saveSingle - 1 : kCameras - 1; }
+int SingleCamIdx(BYTE saveSingle) { return saveSingle <= kCameraCount ? saveSingle - 1 : kCameraCount - 1; }
 
 int Fail(ControlSignals* ctrlSigs, BYTE code) {
   ctrlSigs->needCapture = code;
@@ -151,8 +151,8 @@ BYTE StartChannels(LumoVencStatus* en, int pictures) {
 // short one leaves the last record, or zeros.
 void WriteVignetting(FILE* file, FILE* vignetFile) {
   BYTE record[kCameraVignetSize] = {};
-  LumoWriteSectionHead(file, kCamVignetInfosToken, kCameras * kCameraVignetSize);
-  for (int i = 0; i < kCameras; i++) {
+  LumoWriteSectionHead(file, kCamVignetInfosToken, kCameraCount * kCameraVignetSize);
+  for (int i = 0; i < kCameraCount; i++) {
     fread(record, 1, sizeof(record), vignetFile);
     fwrite(record, 1, sizeof(record), file);
   }

@@ -2,11 +2,7 @@
 
 #include <cstring>
 
-namespace {
-
-constexpr char kShotDir[] = "/mnt/udisk/DCIM/";
-
-}  // namespace
+#include "common/fpga_ctrl/device/storage.h"
 
 void LumoFillRawImageInfo(RawImageInfo* info, const ControlSignals* ctrlSigs, const ExposureSets* exposures,
                           const tm* localTime, int microseconds, int shootIdx) {
@@ -54,18 +50,25 @@ void LumoWriteSectionHead(FILE* file, uint16_t token, int32_t size) {
   fwrite(&size, 1, sizeof(size), file);
 }
 
-bool LumoIsOriShot(const ControlSignals* ctrlSigs) { return ctrlSigs->serialFd == -1 || (ctrlSigs->usbMode & 3) != 0; }
+bool LumoIsOriShot(const ControlSignals* ctrlSigs) {
+  return ctrlSigs->serialFd == -1 || (ctrlSigs->usbMode & (kUsbWifi | kUsbEthernet)) != 0;
+}
 
 void LumoShotTmpPath(char* path, const ControlSignals* ctrlSigs, const tm* localTime) {
   memset(path, 0, kOriPathSize);
-  snprintf(path, kOriPathSize, "%s%s%04d-%02d-%02d_%02d.%02d.%02d.tmp", kShotDir, ctrlSigs->prefix,
+  snprintf(path, kOriPathSize, "%s%s%04d-%02d-%02d_%02d.%02d.%02d.tmp", kShotFolder, ctrlSigs->prefix,
            localTime->tm_year + 1900, localTime->tm_mon + 1, localTime->tm_mday, localTime->tm_hour, localTime->tm_min,
            localTime->tm_sec);
 }
 
 void LumoSingleTmpPath(char* path, int camIdx) {
   memset(path, 0, kOriPathSize);
-  snprintf(path, kOriPathSize, "%s%02d.tmp", kShotDir, camIdx);
+  snprintf(path, kOriPathSize, "%s%02d.tmp", kShotFolder, camIdx);
+}
+
+void LumoSinglePath(char* path, int camIdx) {
+  LumoSingleTmpPath(path, camIdx);
+  LumoSetExtension(path, "jpg");
 }
 
 void LumoSetExtension(char* path, const char* extension) {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "common/calibration.h"
 #include "common/control_signals.h"
 
 static_assert(std::endian::native == std::endian::little, "records are written as they stand in memory");
@@ -25,10 +26,9 @@ enum ShotFileToken : uint16_t {
   kJpgDataIndexToken = 0xFFD9,
 };
 
-constexpr int kCamConfInfoSize = 800;    // bytes of CameraConf_800 that a shot carries: 25 cameras x 32
-constexpr int kCameraVignetSize = 3080;  // bytes of one camera's record in CameraVignet_800
-constexpr int kCameras = 25;
-constexpr int kMaxJpgDataIndex = 300;  // 25 cameras x 6 exposures x 2 sizes
+constexpr int kCamConfInfoSize = kCameraCount * sizeof(CameraConfInfo);
+constexpr int kCameraVignetSize = sizeof(CameraVignetInfo);  // one camera's
+constexpr int kMaxJpgDataIndex = 300;                        // 25 cameras x 6 exposures x 2 sizes
 
 // The shot record. Every field that the writer does not name is 0. The fields totalRows0 to 5 hold the row length in
 // pixel clocks (totalColumns), in spite of their name.
@@ -126,6 +126,9 @@ bool LumoIsOriShot(const ControlSignals* ctrlSigs);
 void LumoShotTmpPath(char* path, const ControlSignals* ctrlSigs, const tm* localTime);
 void LumoSingleTmpPath(char* path, int camIdx);
 constexpr int kOriPathSize = 256;
+
+// The path of a finished single-camera shot.
+void LumoSinglePath(char* path, int camIdx);
 
 // Replaces the last three characters of `path` by the three of `extension`.
 void LumoSetExtension(char* path, const char* extension);

@@ -69,8 +69,8 @@ inline constexpr auto idxMapTableA = MakeIdxMapTable<3>();
 inline constexpr auto idxMapTableB = MakeIdxMapTable<6>();
 
 // Which half of a two-half shot keeps a camera: 1 the first, 0 the second.
-inline constexpr std::array<BYTE, kCameras> twoHalfTable = {1, 1, 0, 0, 1, 1, 1, 1, 0, 0, 0, 1, 1,
-                                                            1, 1, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1};
+inline constexpr std::array<BYTE, kCameraCount> twoHalfTable = {1, 1, 0, 0, 1, 1, 1, 1, 0, 0, 0, 1, 1,
+                                                                1, 1, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1};
 
 template <class Table, size_t rows>
 constexpr bool StandsAt(const Table& table, size_t first, const int (&known)[rows]) {

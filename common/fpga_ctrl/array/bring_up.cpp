@@ -19,7 +19,6 @@
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/log.h"
 
-static constexpr const char* kPictureFolder = "/mnt/udisk/DCIM/";
 static constexpr const char* kCameraConfFile = "CameraConf_800";
 
 // The bitstream, a configuration stream with the sync word 0xAA995566; see venc/blobs.S.
@@ -77,7 +76,7 @@ int LumoDeviceOpen(ControlSignals* ctrlSigs) {
 
   LumoUpdateStorageLED(ctrlSigs);
 
-  if (access(kPictureFolder, W_OK) < 0 && mkdir(kPictureFolder, 0777) < 0) {
+  if (access(kShotFolder, W_OK) < 0 && mkdir(kShotFolder, 0777) < 0) {
     SignalUnusableDisk();
     LumoLog("mkdir error\n");
     return -1;

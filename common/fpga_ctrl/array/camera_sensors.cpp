@@ -95,8 +95,7 @@ void ReadCameraTemperature(ControlSignals* ctrlSigs) {
     LumoFpgaStandby();
     return;
   }
-  LumoSpiSetFifoResetAll(1);
-  LumoSpiSetFifoResetAll(0);
+  LumoSpiPulseFifoReset();
   if (LumoSpiWaitReady(1000) < 0) {
     LumoLog("LumoSpiWaitReady error\n");
     LumoFpgaStandby();

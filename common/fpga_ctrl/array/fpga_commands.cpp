@@ -83,6 +83,10 @@ static int SendAll(const CommandRow& row, unsigned int value = 0, BYTE data = 0)
 // --- layer state ---
 
 int LumoSpiSetFifoResetAll(BYTE isHigh) { return SendAll(isHigh != 0 ? kFifoResetHigh : kFifoResetLow); }
+void LumoSpiPulseFifoReset() {
+  LumoSpiSetFifoResetAll(1);
+  LumoSpiSetFifoResetAll(0);
+}
 int LumoSpiMainDelaySetupAndRunAll(unsigned int delay) { return SendAll(kMainDelayRun, delay); }
 int LumoSpiSetColumnSize(BYTE columnSize256) { return SendAll(kColumnSize, columnSize256); }
 int LumoSpiSetVsyncMaxCnt(BYTE layIdx, BYTE vsyncMaxCnt) { return Send(kVsyncMaxCnt, layIdx, 0, vsyncMaxCnt); }

@@ -15,6 +15,7 @@
 
 // --- layer state ---
 int LumoSpiSetFifoResetAll(BYTE isHigh);
+void LumoSpiPulseFifoReset();                            // high, then low; results are not looked at
 int LumoSpiMainDelaySetupAndRunAll(unsigned int delay);  // 24 bits, in the layers' clock
 int LumoSpiSetColumnSize(BYTE columnSize256);            // high byte of the sensors' line length
 int LumoSpiSetVsyncMaxCnt(BYTE layIdx, BYTE vsyncMaxCnt);

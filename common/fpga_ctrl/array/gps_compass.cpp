@@ -85,8 +85,7 @@ static bool WakeModule() {
     LumoFpgaStandby();
     return false;
   }
-  LumoSpiSetFifoResetAll(1);
-  LumoSpiSetFifoResetAll(0);
+  LumoSpiPulseFifoReset();
   return true;
 }
 

@@ -49,11 +49,6 @@ static unsigned int ScaleDelay(int delay, uint16_t columnSize) {
   return static_cast<unsigned int>(columnSize * delay / kDefaultColumnSize);
 }
 
-static void PulseFifoReset() {
-  LumoSpiSetFifoResetAll(1);
-  LumoSpiSetFifoResetAll(0);
-}
-
 // --- the measurement ---
 
 // What the layers have measured so far in one attempt: the latest count, and the scene average by count.
@@ -187,7 +182,7 @@ int LumoCapture(ControlSignals* ctrlSigs, int* totalColumns, int* shutterLines, 
       if (errors > 0) hasCapLoadStart = 0;
     }
     if (hasCapLoadStart != 0) {
-      PulseFifoReset();
+      LumoSpiPulseFifoReset();
       if (LumoSpiWaitCapSaveFinish(static_cast<int>(limits.waitTimeB)) == 0) hasCamSaveFinish = 1;
     }
 
@@ -245,7 +240,7 @@ int LumoCapturePrepare(ControlSignals* ctrlSigs, uint16_t exposureOrg, BYTE hdrE
     LumoFpgaStandby();
     return -1;
   }
-  PulseFifoReset();
+  LumoSpiPulseFifoReset();
   if ((ctrlSigs->usbMode & kUsbSerial) != 0) {
     LumoReadGpsCompass(&ctrlSigs->longitude, &ctrlSigs->latitude, &ctrlSigs->compassValue, &ctrlSigs->gpsState,
                        ctrlSigs->vertexReady);

@@ -162,7 +162,7 @@ void FormatDisk(ControlSignals* ctrlSigs) {
   result = system("mount -t vfat /dev/sda1 /mnt/udisk");
   LumoSetPulseLines(0, 0);
   usleep(500 * 1000);
-  mkdir("/mnt/udisk/DCIM/", 0777);
+  mkdir(kShotFolder, 0777);
   LumoSetPulseLines(1, 0);
   ctrlSigs->needUpdate = kRequested;
   ctrlSigs->needFormat = 0;

@@ -27,29 +27,18 @@ constexpr StorageColour kStorageColours[] = {
 };
 constexpr int kLimitedColours = 4;
 
-constexpr size_t kListHeadRoom = 16;
-constexpr size_t kListSize = sizeof(ControlSignals::fileList) - kListHeadRoom;
+constexpr size_t kListSize = sizeof(ControlSignals::fileList) - kFileListHeadRoom;
 static_assert(kListSize == 65520);
 
 // A shot's name: 23 characters with an empty prefix, 11 more with the longest.
 constexpr size_t kMinNameLength = 23;
 constexpr size_t kMaxNameLength = 34;
 constexpr size_t kExtensionLength = 4;
-constexpr size_t kErrSlotSize = 32;
-constexpr int kErrSlots = sizeof(ControlSignals::errFileList) / kErrSlotSize;
 // The longest base name leaves a zero byte in the buffer that it is compared in.
-static_assert(kMaxNameLength - kExtensionLength < kErrSlotSize);
+static_assert(kMaxNameLength - kExtensionLength < kErrFileNameSize);
 
 bool IsFinishedShot(const char* name, size_t length) {
   return length >= kMinNameLength && length <= kMaxNameLength && strcmp(name + length - kExtensionLength, ".ori") == 0;
-}
-
-bool IsErrFile(const ControlSignals* ctrlSigs, const char* name) {
-  const int num = LMin(ctrlSigs->errFileNum, kErrSlots);
-  for (int i = 0; i < num; i++) {
-    if (strncmp(name, ctrlSigs->errFileList + static_cast<size_t>(i) * kErrSlotSize, kErrSlotSize) == 0) return true;
-  }
-  return false;
 }
 
 }  // namespace
@@ -87,12 +76,20 @@ void LumoUpdateStorageLED(ControlSignals* ctrlSigs) {
   LumoStcShowColour(ctrlSigs);
 }
 
+bool LumoIsErrFile(const ControlSignals* ctrlSigs, const char* name) {
+  const int num = LMin(ctrlSigs->errFileNum, kErrFileSlots);
+  for (int i = 0; i < num; i++) {
+    if (strncmp(name, ctrlSigs->errFileList + i * kErrFileNameSize, kErrFileNameSize) == 0) return true;
+  }
+  return false;
+}
+
 int LumoUpdateFileList(ControlSignals* ctrlSigs) {
-  char* list = ctrlSigs->fileList + kListHeadRoom;
+  char* list = ctrlSigs->fileList + kFileListHeadRoom;
   size_t used = 0;
   memset(list, 0, kListSize);
 
-  DIR* dir = opendir("/mnt/udisk/DCIM/");
+  DIR* dir = opendir(kShotFolder);
   if (dir == nullptr) {
     LumoLog("opendir error\n");
     return -1;
@@ -100,13 +97,13 @@ int LumoUpdateFileList(ControlSignals* ctrlSigs) {
 
   // Cleared once and never terminated: a name shorter than the one before keeps that name's tail here, and is then
   // not found among the bad ones. Shots all have one length, so it does no harm.
-  char scratch[kErrSlotSize] = {};
+  char scratch[kErrFileNameSize] = {};
   for (struct dirent* entry = readdir(dir); entry != nullptr; entry = readdir(dir)) {
     const size_t length = strlen(entry->d_name);
     if (!IsFinishedShot(entry->d_name, length)) continue;
     const size_t baseLength = length - kExtensionLength;
     memcpy(scratch, entry->d_name, baseLength);
-    if (IsErrFile(ctrlSigs, scratch)) continue;
+    if (LumoIsErrFile(ctrlSigs, scratch)) continue;
     if (used + baseLength + 2 > kListSize) continue;
     memcpy(list + used, entry->d_name, baseLength);
     memcpy(list + used + baseLength, "\r\n", 2);
