@@ -59,6 +59,11 @@ class FaultPoint {
     if (!armed_) return std::nullopt;
     return AskRules(detail);
   }
+  // For operations that can only fail: the errno value to fail with now, or 0. Other effects have none here.
+  int AskFailure(int64_t detail = 0) {
+    const auto effect = Ask(detail);
+    return effect && effect->kind == Effect::Kind::Fail ? static_cast<int>(effect->value) : 0;
+  }
   const std::string& Name() const { return name_; }
   const std::string& What() const { return what_; }
 

@@ -13,12 +13,12 @@ namespace twin {
 namespace {
 constexpr Duration kFlashRead = 100us;  // a call that finds its page in memory or on NAND
 constexpr Duration kFlashWrite = 2ms;   // a NAND page
+}  // namespace
 
-uint64_t SizeOf(int descriptor) {
+uint64_t HostFileSize(int descriptor) {
   struct stat status {};
   return fstat(descriptor, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
-}  // namespace
 
 FileStream::FileStream(Kernel& kernel, UsbDisk& disk, const std::function<Duration()>& date, BoardPath path,
                        int descriptor, bool readable, bool writable)
@@ -91,7 +91,7 @@ bool FileStream::WriteOut(const char* data, size_t size) {
     return Fail(errno);
   }
   Stamp();
-  if (path_.onDisk) disk_.SizeChanged(path_.volume, SizeOf(descriptor_));
+  if (path_.onDisk) disk_.SizeChanged(path_.volume, HostFileSize(descriptor_));
   kernel_.Spend(verdict.takes);
   if (verdict.powerCut) disk_.CutPower();
   position_ += verdict.reported;
@@ -103,7 +103,7 @@ int FileStream::Seek(int64_t offset, int whence) {
   if (Flush() != 0) return -1;
   int64_t base = 0;
   if (whence == SEEK_CUR) base = static_cast<int64_t>(position_);
-  if (whence == SEEK_END) base = static_cast<int64_t>(SizeOf(descriptor_));
+  if (whence == SEEK_END) base = static_cast<int64_t>(HostFileSize(descriptor_));
   if (base + offset < 0) {
     errno = EINVAL;
     return -1;

@@ -10,6 +10,9 @@
 
 namespace twin {
 
+// Bytes of an open file of the host; 0 if it cannot say.
+uint64_t HostFileSize(int descriptor);
+
 class FileStream final : public Stream {
  public:
   // date: the board's, since 1970

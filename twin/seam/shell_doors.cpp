@@ -20,9 +20,8 @@ FILE* twin_popen(const char* command, const char* type) {
     errno = EINVAL;
     return nullptr;
   }
-  const auto effect = board.popenFault.Ask();
-  if (effect && effect->kind == twin::Effect::Kind::Fail) {
-    errno = static_cast<int>(effect->value);
+  if (const int error = board.popenFault.AskFailure()) {
+    errno = error;
     return nullptr;
   }
   std::string output;

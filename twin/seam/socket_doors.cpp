@@ -5,46 +5,37 @@
 #include <cstdlib>
 
 #include "twin/board.h"
+#include "twin/seam/errno_result.h"
 
 using twin::Board;
-
-namespace {
-
-template <class Result>
-Result Failed(Result result) {
-  if (result >= 0) return result;
-  errno = static_cast<int>(-result);
-  return -1;
-}
-
-}  // namespace
+using twin::WithErrno;
 
 extern "C" {
 
 int twin_socket(int domain, int type, int protocol) {
-  return Failed(Board::Current().network.Socket(domain, type, protocol));
+  return WithErrno(Board::Current().network.Socket(domain, type, protocol));
 }
 
 int twin_setsockopt(int descriptor, int level, int name, const void* value, socklen_t size) {
-  return Failed(Board::Current().network.SetOption(descriptor, level, name, value, size));
+  return WithErrno(Board::Current().network.SetOption(descriptor, level, name, value, size));
 }
 
 int twin_bind(int descriptor, const sockaddr* address, socklen_t size) {
-  return Failed(Board::Current().network.Bind(descriptor, address, size));
+  return WithErrno(Board::Current().network.Bind(descriptor, address, size));
 }
 
-int twin_listen(int descriptor, int backlog) { return Failed(Board::Current().network.Listen(descriptor, backlog)); }
+int twin_listen(int descriptor, int backlog) { return WithErrno(Board::Current().network.Listen(descriptor, backlog)); }
 
 int twin_accept(int descriptor, sockaddr* address, socklen_t* size) {
-  return Failed(Board::Current().network.Accept(descriptor, address, size));
+  return WithErrno(Board::Current().network.Accept(descriptor, address, size));
 }
 
 ssize_t twin_recv(int descriptor, void* data, size_t size, int flags) {
-  return Failed(Board::Current().network.Receive(descriptor, data, size, flags));
+  return WithErrno(Board::Current().network.Receive(descriptor, data, size, flags));
 }
 
 ssize_t twin_send(int descriptor, const void* data, size_t size, int flags) {
-  return Failed(Board::Current().network.Send(descriptor, data, size, flags));
+  return WithErrno(Board::Current().network.Send(descriptor, data, size, flags));
 }
 
 int twin_rand() { return static_cast<int>(Board::Current().kernel.Random() % (static_cast<uint64_t>(RAND_MAX) + 1)); }

@@ -1,7 +1,6 @@
 #include "twin/seam/stdio.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,12 +9,15 @@
 
 namespace twin {
 
-namespace {
-uint64_t SizeOf(int descriptor) {
-  struct stat status {};
-  return fstat(descriptor, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+int Stream::Seek(int64_t /*offset*/, int /*whence*/) {
+  errno = ESPIPE;
+  return -1;
 }
-}  // namespace
+
+int64_t Stream::Tell() {
+  errno = ESPIPE;
+  return -1;
+}
 
 Stdio::Stdio(Kernel& kernel, Paths& paths, UsbDisk& disk, std::function<void(const char*, size_t)> log,
              std::function<Duration()> date)
@@ -30,16 +32,6 @@ size_t Stdio::LogStream::Write(const char* data, size_t size) {
   return size;
 }
 
-int Stdio::LogStream::Seek(int64_t /*offset*/, int /*whence*/) {
-  errno = ESPIPE;
-  return -1;
-}
-
-int64_t Stdio::LogStream::Tell() {
-  errno = ESPIPE;
-  return -1;
-}
-
 size_t Stdio::PipeStream::Read(char* data, size_t size) {
   const size_t got = text.copy(data, size, position);
   position += got;
@@ -51,16 +43,6 @@ size_t Stdio::PipeStream::Write(const char* /*data*/, size_t /*size*/) {
   failed = true;
   errno = EBADF;
   return 0;
-}
-
-int Stdio::PipeStream::Seek(int64_t /*offset*/, int /*whence*/) {
-  errno = ESPIPE;
-  return -1;
-}
-
-int64_t Stdio::PipeStream::Tell() {
-  errno = ESPIPE;
-  return -1;
 }
 
 FILE* Stdio::OpenPipe(std::string text, int status) { return ToFile(&pipes_.emplace_back(std::move(text), status)); }
@@ -105,7 +87,7 @@ FILE* Stdio::Open(const std::string& path, const std::string& mode) {
   }
   const int descriptor = open(where.host.c_str(), flags | O_CLOEXEC, 0666);
   if (descriptor < 0) return nullptr;
-  if (where.onDisk && (flags & O_CREAT) != 0) disk_.SizeChanged(where.volume, SizeOf(descriptor));
+  if (where.onDisk && (flags & O_CREAT) != 0) disk_.SizeChanged(where.volume, HostFileSize(descriptor));
   files_.emplace_back(kernel_, disk_, date_, std::move(where), descriptor, (flags & O_ACCMODE) != O_WRONLY, writes);
   if ((flags & O_CREAT) != 0 && ((flags & O_TRUNC) != 0 || !exists)) files_.back().Stamp();
   if ((flags & O_APPEND) != 0) files_.back().Seek(0, SEEK_END);

@@ -24,8 +24,9 @@ class Stream {
   virtual size_t Read(char* data, size_t size) = 0;
   virtual size_t Write(const char* data, size_t size) = 0;
   virtual int Flush() = 0;
-  virtual int Seek(int64_t offset, int whence) = 0;
-  virtual int64_t Tell() = 0;
+  // A stream that cannot be positioned says so; files override both.
+  virtual int Seek(int64_t offset, int whence);
+  virtual int64_t Tell();
   virtual int Close() = 0;  // flushes; the stream is gone afterwards, whatever the result
   bool end = false;         // end of file was met
   bool failed = false;
@@ -57,8 +58,6 @@ class Stdio {
     size_t Read(char* /*data*/, size_t /*size*/) override { return 0; }
     size_t Write(const char* data, size_t size) override;
     int Flush() override { return 0; }
-    int Seek(int64_t offset, int whence) override;
-    int64_t Tell() override;
     int Close() override { return 0; }
   };
   class PipeStream final : public Stream {
@@ -70,8 +69,6 @@ class Stdio {
     size_t Read(char* data, size_t size) override;
     size_t Write(const char* data, size_t size) override;
     int Flush() override { return 0; }
-    int Seek(int64_t offset, int whence) override;
-    int64_t Tell() override;
     int Close() override { return 0; }
   };
   static FILE* ToFile(Stream* stream) { return reinterpret_cast<FILE*>(stream); }

@@ -13,21 +13,17 @@
 #include <unordered_map>
 
 #include "twin/board.h"
+#include "twin/seam/errno_result.h"
 
 using twin::Board;
 using twin::DeviceFile;
 using twin::Duration;
+using twin::WithErrno;
 using namespace std::chrono_literals;
 
 namespace {
 
 constexpr Duration kCall = 500ns;  // a system call that does next to nothing, on the device's processor
-
-long Failed(long result) {
-  if (result >= 0) return result;
-  errno = static_cast<int>(-result);
-  return -1;
-}
 
 Duration Of(const timeval& time) { return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec); }
 
@@ -42,12 +38,12 @@ int twin_open(const char* path, int flags, ...) {
   board.kernel.Spend(20us);
   const twin::BoardPath where = board.paths.Resolve(path);
   if (where.board.compare(0, 5, "/dev/") != 0) board.Complain("open of a file that is no device: " + where.board);
-  return static_cast<int>(Failed(board.descriptors.Open(where.board, flags)));
+  return WithErrno(board.descriptors.Open(where.board, flags));
 }
 
 int twin_close(int descriptor) {
   Board::Current().kernel.Spend(kCall);
-  return static_cast<int>(Failed(Board::Current().descriptors.Close(descriptor)));
+  return WithErrno(Board::Current().descriptors.Close(descriptor));
 }
 
 int twin_ioctl(int descriptor, unsigned long request, ...) {
@@ -56,21 +52,21 @@ int twin_ioctl(int descriptor, unsigned long request, ...) {
   void* argument = va_arg(arguments, void*);
   va_end(arguments);
   DeviceFile* device = Board::Current().descriptors.Find(descriptor);
-  return static_cast<int>(Failed(device == nullptr ? -EBADF : device->Ioctl(request, argument)));
+  return WithErrno(device == nullptr ? -EBADF : device->Ioctl(request, argument));
 }
 
 ssize_t twin_read(int descriptor, void* data, size_t size) {
   DeviceFile* device = Board::Current().descriptors.Find(descriptor);
-  return Failed(device == nullptr ? -EBADF : device->Read(data, size));
+  return WithErrno(device == nullptr ? -EBADF : device->Read(data, size));
 }
 
 ssize_t twin_write(int descriptor, const void* data, size_t size) {
   DeviceFile* device = Board::Current().descriptors.Find(descriptor);
-  return Failed(device == nullptr ? -EBADF : device->Write(data, size));
+  return WithErrno(device == nullptr ? -EBADF : device->Write(data, size));
 }
 
 int twin_fcntl(int descriptor, int /*command*/, ...) {
-  return Board::Current().descriptors.Find(descriptor) != nullptr ? 0 : static_cast<int>(Failed(-EBADF));
+  return Board::Current().descriptors.Find(descriptor) != nullptr ? 0 : WithErrno(-EBADF);
 }
 
 // Terminal settings go to the device by the requests that the C library uses for them.

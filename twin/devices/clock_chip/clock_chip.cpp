@@ -66,10 +66,7 @@ void ClockChip::KeepIn(std::filesystem::path file) {
   base_ = kernel_.Now() - Duration{nanoseconds};
 }
 
-int ClockChip::Open(int /*flags*/) {
-  const auto effect = open_.Ask();
-  return effect && effect->kind == Effect::Kind::Fail ? -static_cast<int>(effect->value) : 0;
-}
+int ClockChip::Open(int /*flags*/) { return -open_.AskFailure(); }
 
 int ClockChip::Ioctl(unsigned long request, void* record) {
   if (request != kRead && request != kWrite) return -ENOTTY;

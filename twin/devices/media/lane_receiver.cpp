@@ -9,10 +9,7 @@ LaneReceiver::LaneReceiver(Kernel& kernel, Faults& faults)
       open_(faults, "mipi.open", "opening the lane receiver: fail"),
       attributes_(faults, "mipi.attr", "giving the lane receiver its record: fail, silence") {}
 
-int LaneReceiver::Open(int /*flags*/) {
-  const auto effect = open_.Ask();
-  return effect && effect->kind == Effect::Kind::Fail ? -static_cast<int>(effect->value) : 0;
-}
+int LaneReceiver::Open(int /*flags*/) { return -open_.AskFailure(); }
 
 int LaneReceiver::Ioctl(unsigned long request, void* record) {
   kernel_.Spend(100us);

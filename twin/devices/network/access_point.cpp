@@ -27,8 +27,7 @@ AccessPoint::AccessPoint(Faults& faults, NetworkInterfaces& interfaces, std::fil
       start_(faults, "wifi.access-point", "starting the access point: fail") {}
 
 bool AccessPoint::Start(std::string_view configuration) {
-  const auto effect = start_.Ask();
-  if (effect && effect->kind == Effect::Kind::Fail) return false;
+  if (start_.AskFailure() != 0) return false;
   if (!HasName(configuration) || !interfaces_.Exists(kInterface)) return false;
   std::filesystem::create_directories(controlDirectory_);
   std::ofstream(controlDirectory_ / kInterface).flush();

@@ -22,11 +22,6 @@ Duration CopyTime(size_t size) {
   return kCall + Duration(static_cast<int64_t>(size * 1'000'000'000 / kCopyBytesPerSecond));
 }
 
-int Asked(FaultPoint& point, int64_t detail) {
-  const auto effect = point.Ask(detail);
-  return effect && effect->kind == Effect::Kind::Fail ? static_cast<int>(effect->value) : 0;
-}
-
 }  // namespace
 
 Network::Network(Kernel& kernel, Faults& faults, NetworkInterfaces& interfaces, Descriptors& descriptors)
@@ -55,7 +50,7 @@ Network::SocketFile* Network::Find(int descriptor) {
 
 int Network::Socket(int domain, int type, int protocol) {
   kernel_.Spend(kCall);
-  if (const int error = Asked(socket_, 0)) return -error;
+  if (const int error = socket_.AskFailure()) return -error;
   if (domain != AF_INET || type != SOCK_STREAM || protocol != 0) return -EPROTONOSUPPORT;
   auto socket = std::make_unique<SocketFile>(*this);
   return descriptors_.Adopt(std::move(socket));
@@ -65,7 +60,7 @@ int Network::SetOption(int descriptor, int level, int name, const void* value, s
   kernel_.Spend(kCall);
   SocketFile* socket = Find(descriptor);
   if (socket == nullptr) return -EBADF;
-  if (const int error = Asked(option_, 0)) return -error;
+  if (const int error = option_.AskFailure()) return -error;
   if (level != SOL_SOCKET || name != SO_BINDTODEVICE) return -ENOPROTOOPT;
   const std::string interface(static_cast<const char*>(value),
                               strnlen(static_cast<const char*>(value), std::min<size_t>(size, IFNAMSIZ)));
@@ -82,7 +77,7 @@ int Network::Bind(int descriptor, const sockaddr* address, socklen_t size) {
   sockaddr_in name{};
   std::memcpy(&name, address, sizeof name);
   const uint16_t port = ntohs(name.sin_port);
-  if (const int error = Asked(bind_, port)) return -error;
+  if (const int error = bind_.AskFailure(port)) return -error;
   if (std::any_of(sockets_.begin(), sockets_.end(), [port](const SocketFile* s) { return s->port == port; })) {
     return -EADDRINUSE;
   }
@@ -94,7 +89,7 @@ int Network::Listen(int descriptor, int /*backlog*/) {
   kernel_.Spend(kCall);
   SocketFile* socket = Find(descriptor);
   if (socket == nullptr) return -EBADF;
-  if (const int error = Asked(listen_, socket->port)) return -error;
+  if (const int error = listen_.AskFailure(socket->port)) return -error;
   socket->listening = true;
   UpdateHostListeners();
   return 0;
@@ -102,7 +97,7 @@ int Network::Listen(int descriptor, int /*backlog*/) {
 
 int Network::Accept(int descriptor, sockaddr* address, socklen_t* size) {
   SocketFile* socket = Find(descriptor);
-  const int error = socket == nullptr ? EBADF : Asked(accept_, socket->port);
+  const int error = socket == nullptr ? EBADF : accept_.AskFailure(socket->port);
   if (error != 0 || !socket->listening) {
     kernel_.Spend(kFailedAccept);
     return -(error != 0 ? error : EINVAL);
@@ -130,7 +125,7 @@ long Network::Receive(int descriptor, void* data, size_t size, int flags) {
   if (socket == nullptr) return -EBADF;
   if (socket->connection == nullptr) return -ENOTCONN;
   kernel_.Spend(CopyTime(0));
-  if (const int error = Asked(receive_, socket->servedPort)) return -error;
+  if (const int error = receive_.AskFailure(socket->servedPort)) return -error;
   // The socket may not be closed by others, but its fiber may be ended while it waits.
   Connection& connection = *socket->connection;
   for (;;) {
@@ -150,7 +145,7 @@ long Network::Send(int descriptor, const void* data, size_t size, int /*flags*/)
   if (socket == nullptr) return -EBADF;
   if (socket->connection == nullptr) return -ENOTCONN;
   kernel_.Spend(CopyTime(size));
-  if (const int error = Asked(send_, socket->servedPort)) return -error;
+  if (const int error = send_.AskFailure(socket->servedPort)) return -error;
   Connection& connection = *socket->connection;
   size_t sent = 0;
   for (;;) {

@@ -195,8 +195,7 @@ void UsbDisk::Count() {
 // --- the volume ---
 
 int UsbDisk::Mount() {
-  const auto effect = mount_.Ask();
-  if (effect && effect->kind == Effect::Kind::Fail) return static_cast<int>(effect->value);
+  if (const int error = mount_.AskFailure()) return error;
   if (!plugged_) return ENODEV;
   if (mounted_) return EBUSY;
   mounted_ = true;

@@ -43,8 +43,7 @@ UsbDrivers::UsbDrivers(Kernel& kernel, Faults& faults, UsbPorts& ports, NetworkI
 }
 
 int UsbDrivers::Insert(std::string_view image) {
-  const auto effect = insert_.Ask();
-  if (effect && effect->kind == Effect::Kind::Fail) return static_cast<int>(effect->value);
+  if (const int error = insert_.AskFailure()) return error;
   const std::string name = NameOf(image);
   if (name.empty()) return ENOEXEC;
   if (Loaded(name)) return EEXIST;
