@@ -12,7 +12,7 @@ list(REMOVE_ITEM LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/main.cpp ${LUMORA_HARDW
 list(APPEND LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/blobs.S)
 
 add_library(lumora_app STATIC ${LUMORA_SOURCES})
-target_link_libraries(lumora_app PRIVATE lumora_flags PkgConfig::TURBOJPEG)
+target_link_libraries(lumora_app PRIVATE lumora_flags PkgConfig::TURBOJPEG PkgConfig::TIFF)
 # No fortified calls: each call keeps the name that stands in the list of doors. Position-dependent data sections
 # keep their plain names, which is how the twin finds the application's variables.
 target_compile_options(lumora_app PRIVATE -U_FORTIFY_SOURCE -fno-common)

@@ -1,0 +1,119 @@
+#include "common/sample_comm_venc/dng_preview.h"
+
+#include <cstddef>
+
+namespace {
+
+// --- the tone curve ---
+
+struct CurveRow {
+  int index;
+  double value;
+};
+
+// What is known of the curve, to four decimals. It is 0 up to index 1.
+constexpr std::array<CurveRow, 12> kCurveRows = {{{2, 0.0061},
+                                                  {4, 0.0218},
+                                                  {8, 0.0519},
+                                                  {16, 0.1071},
+                                                  {32, 0.2011},
+                                                  {64, 0.3436},
+                                                  {128, 0.5347},
+                                                  {256, 0.7456},
+                                                  {512, 0.9086},
+                                                  {768, 0.9738},
+                                                  {1022, 0.9966},
+                                                  {1023, 0.9969}}};
+
+// The rows lie close to a saturation curve value = t / (t + r) with t = index - 1, where r changes slowly and almost
+// evenly, from 163 at the dark end to 3 at the bright one. So r is what is interpolated between the rows: by cubic
+// pieces whose slopes keep it, and with it the curve, free of bumps (harmonic means of the neighbouring slopes). Any
+// row that is left out is met again by its neighbours to 0.013; between all of them the error is a fraction of that.
+constexpr std::array<double, 1024> MakeOrgCurve() {
+  constexpr size_t kRows = kCurveRows.size();
+  std::array<double, kRows> r{}, tangent{};
+  std::array<double, kRows - 1> width{}, slope{};
+  for (size_t k = 0; k < kRows; k++) r[k] = (kCurveRows[k].index - 1) * (1 / kCurveRows[k].value - 1);
+  for (size_t k = 0; k + 1 < kRows; k++) {
+    width[k] = kCurveRows[k + 1].index - kCurveRows[k].index;
+    slope[k] = (r[k + 1] - r[k]) / width[k];
+  }
+  for (size_t k = 1; k + 1 < kRows; k++) {
+    const double before = 2 * width[k] + width[k - 1], after = width[k] + 2 * width[k - 1];
+    if (slope[k - 1] * slope[k] > 0) {
+      tangent[k] = (before + after) / (before / slope[k - 1] + after / slope[k]);
+    }
+  }
+  tangent[0] = slope[0];
+  tangent[kRows - 1] = slope[kRows - 2];
+
+  std::array<double, 1024> curve{};
+  for (size_t k = 0; k + 1 < kRows; k++) {
+    for (int index = kCurveRows[k].index; index <= kCurveRows[k + 1].index; index++) {
+      const double s = (index - kCurveRows[k].index) / width[k], left = 1 - s;
+      const double between = left * left * ((1 + 2 * s) * r[k] + s * width[k] * tangent[k]) +
+                             s * s * ((3 - 2 * s) * r[k + 1] - left * width[k] * tangent[k + 1]);
+      const double value = (index - 1) / (index - 1 + between);
+      curve[static_cast<size_t>(index)] = static_cast<int>(value * 10000 + 0.5) / 10000.0;
+    }
+  }
+  return curve;
+}
+
+constexpr std::array<double, 1024> orgCurve = MakeOrgCurve();
+
+constexpr bool MeetsEveryRow() {
+  for (const CurveRow& row : kCurveRows) {
+    if (orgCurve[static_cast<size_t>(row.index)] != row.value) return false;
+  }
+  for (size_t i = 1; i < orgCurve.size(); i++) {
+    if (orgCurve[i] < orgCurve[i - 1]) return false;
+  }
+  return orgCurve[0] == 0 && orgCurve[1] == 0;
+}
+static_assert(MeetsEveryRow());
+
+constexpr int kCurveLast = 16383;
+
+// --- pixels ---
+
+int Clamp(int value) { return value < 0 ? 0 : value > kCurveLast ? kCurveLast : value; }
+
+// Eight fractional bits.
+int Mix(int b, int g, int r, int fromB, int fromG, int fromR) {
+  return Clamp((fromB * b + fromG * g + fromR * r + 128) >> 8);
+}
+
+}  // namespace
+
+void LumoBuildPrintCurve(PrintCurve* printCurve) {
+  for (int i = 0; i <= kCurveLast; i++) {
+    const int idx = i / 16 < 1022 ? i / 16 : 1022;
+    const double coef1 = i / 16.0 - idx;  // 1 and above for the last 16: they lie beyond the table's end
+    const double coef0 = 1 - coef1;
+    const auto at = static_cast<size_t>(idx);
+    const int value = static_cast<int>((orgCurve[at] * coef0 + orgCurve[at + 1] * coef1) * 16384 + 0.5);
+    (*printCurve)[static_cast<size_t>(i)] = static_cast<int16_t>(value < kCurveLast ? value : kCurveLast);
+  }
+}
+
+void LumoMakePreviewRow(const uint16_t* imgData, int imgWidth, int imgHeight, int order, int y,
+                        const PrintCurve* printCurve, uint8_t* thumbLine) {
+  const int width = imgWidth / kPreviewScale, height = imgHeight / kPreviewScale;
+  const int row = kPreviewScale * (order == 1 ? y : height - 1 - y);
+  const uint16_t* p = imgData + static_cast<ptrdiff_t>(row) * imgWidth + (order == 1 ? 0 : imgWidth - 1);
+  uint8_t* pixel = thumbLine + 3 * (order == 1 ? 0 : width - 1);
+  for (int x = 0; x < width; x++) {
+    const int finalRawColorB = p[0] >> 2;
+    const int finalRawColorG = (p[order] + p[imgWidth]) >> 3;
+    const int finalRawColorR = p[imgWidth + order] >> 2;
+    const int vividColorB = Mix(finalRawColorB, finalRawColorG, finalRawColorR, 379, -120, -3);
+    const int vividColorG = Mix(finalRawColorB, finalRawColorG, finalRawColorR, -129, 438, -53);
+    const int vividColorR = Mix(finalRawColorB, finalRawColorG, finalRawColorR, -41, -143, 440);
+    pixel[0] = static_cast<uint8_t>((*printCurve)[static_cast<size_t>(vividColorR)] >> 6);
+    pixel[1] = static_cast<uint8_t>((*printCurve)[static_cast<size_t>(vividColorG)] >> 6);
+    pixel[2] = static_cast<uint8_t>((*printCurve)[static_cast<size_t>(vividColorB)] >> 6);
+    p += kPreviewScale * order;
+    pixel += 3 * order;
+  }
+}

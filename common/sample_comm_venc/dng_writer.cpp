@@ -1,0 +1,161 @@
+#include "common/sample_comm_venc/dng_writer.h"
+
+#include <tiffio.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "common/log.h"
+#include "common/sample_comm_venc/dng_preview.h"
+
+// The first libtiff that knows every tag below, with the argument forms used here.
+static_assert(TIFFLIB_VERSION >= 20221213);
+
+namespace {
+
+constexpr int kMaxWidth = kMaxPreviewWidth * kPreviewScale;
+constexpr int kMaxHeight = 3264;
+constexpr int kExposures = 6;
+
+// libtiff would otherwise take room for the whole raw picture, 16 MB, and write at the end. Rows gather in this much.
+constexpr tmsize_t kWriteBufferSize = 256 * 1024;
+
+// From the camera's colours to XYZ, row by row.
+constexpr std::array<float, 9> cam_xyz = {1.69267F,  -0.562643F, -0.084181F, -0.384878F, 1.10835F,
+                                          0.318421F, -0.059865F, 0.191797F,  1.04934F};
+
+void LogTiff(const char* module, const char* format, va_list arguments) {
+  std::array<char, 256> text;
+  vsnprintf(text.data(), text.size(), format, arguments);
+  LumoLog("%s: %s\n", module != nullptr ? module : "tiff", text.data());
+}
+
+// Cameras 2 to 22 stand on their heads.
+int OrderOf(int camIdx) { return camIdx == 0 || camIdx == 1 || camIdx == 23 || camIdx == 24 ? 1 : -1; }
+
+// The 19 characters in front of the path's last four, in the shape of a TIFF date. What stands there is the end of the
+// folder's name and the start of the file's, so it is no date but tells the frame. A path too short for it gives blanks
+// in front, which is how TIFF writes a date that is not known.
+void MakeDateTime(char (&datetime)[20], const char* rawPath) {
+  memset(datetime, ' ', 19);
+  const size_t length = strlen(rawPath);
+  const size_t count = length >= 23 ? 19 : length > 4 ? length - 4 : 0;
+  if (count > 0) memcpy(datetime + 19 - count, rawPath + length - 4 - count, count);
+  datetime[4] = datetime[7] = datetime[13] = datetime[16] = ':';
+  datetime[10] = ' ';
+  datetime[19] = '\0';
+}
+
+void SetPreviewTags(TIFF* tif, int imgWidth, int imgHeight, const char* datetime) {
+  const uint64_t sub_offset = 0;  // libtiff fills it in when it writes the next directory
+  const float neutral[3] = {1, 1, 1};
+  const uint8_t version[4] = {1, 1, 0, 0};
+  const uint8_t backwardVersion[4] = {1, 0, 0, 0};
+  TIFFSetField(tif, TIFFTAG_SUBFILETYPE, 1);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, imgWidth / kPreviewScale);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, imgHeight / kPreviewScale);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+  TIFFSetField(tif, TIFFTAG_MAKE, "Lumora");
+  TIFFSetField(tif, TIFFTAG_MODEL, "Lumora");
+  TIFFSetField(tif, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 3);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tif, TIFFTAG_SOFTWARE, "Lumora StitchBench");
+  TIFFSetField(tif, TIFFTAG_DATETIME, datetime);
+  TIFFSetField(tif, TIFFTAG_SUBIFD, 1, &sub_offset);
+  TIFFSetField(tif, TIFFTAG_DNGVERSION, version);
+  TIFFSetField(tif, TIFFTAG_DNGBACKWARDVERSION, backwardVersion);
+  TIFFSetField(tif, TIFFTAG_UNIQUECAMERAMODEL, "Lumora Vista");
+  TIFFSetField(tif, TIFFTAG_COLORMATRIX1, 9, cam_xyz.data());
+  TIFFSetField(tif, TIFFTAG_ASSHOTNEUTRAL, 3, neutral);
+  TIFFSetField(tif, TIFFTAG_CALIBRATIONILLUMINANT1, 23);  // D50
+}
+
+void SetRawTags(TIFF* tif, int imgWidth, int imgHeight, int order) {
+  const uint16_t CFARepeatPatternDim[2] = {2, 2};
+  const uint8_t straight[4] = {2, 1, 1, 0};  // blue, green; green, red
+  const uint8_t turned[4] = {0, 1, 1, 2};    // red, green; green, blue
+  const uint32_t white = 65535;
+  TIFFSetField(tif, TIFFTAG_SUBFILETYPE, 0);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, imgWidth);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, imgHeight);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 16);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tif, TIFFTAG_CFAREPEATPATTERNDIM, CFARepeatPatternDim);
+  TIFFSetField(tif, TIFFTAG_CFAPATTERN, 4, order == 1 ? straight : turned);
+  TIFFSetField(tif, TIFFTAG_WHITELEVEL, 1, &white);
+  TIFFSetField(tif, TIFFTAG_BASELINEEXPOSURE, 0.0);
+  TIFFSetField(tif, TIFFTAG_BASELINENOISE, 0.0);
+}
+
+void SetExifTags(TIFF* tif, const LumoVencStatus* en, int hdrIdx, const char* datetime) {
+  const auto iso = static_cast<uint16_t>(int64_t{en->gain[hdrIdx]} * 100 / 16);
+  TIFFSetField(tif, EXIFTAG_EXPOSURETIME, double{en->expsTime[hdrIdx]});
+  TIFFSetField(tif, EXIFTAG_FNUMBER, double{2.2F});
+  TIFFSetField(tif, EXIFTAG_EXPOSUREPROGRAM, en->isoMode == 1 ? 2 : 6);
+  TIFFSetField(tif, EXIFTAG_ISOSPEEDRATINGS, 1, &iso);
+  TIFFSetField(tif, EXIFTAG_DATETIMEORIGINAL, datetime);
+  TIFFSetField(tif, EXIFTAG_DATETIMEDIGITIZED, datetime);
+  TIFFSetField(tif, EXIFTAG_EXPOSUREBIASVALUE, en->evBiasMode / 3.0);
+  TIFFSetField(tif, EXIFTAG_FLASH, 32);  // there is none
+  TIFFSetField(tif, EXIFTAG_FOCALLENGTH, double{3.85F});
+  // 29.16 mm is what it would be. Readers of these files have always found 0 here.
+  TIFFSetField(tif, EXIFTAG_FOCALLENGTHIN35MMFILM, 0);
+}
+
+}  // namespace
+
+int LumoSaveDNG(const uint16_t* imgData, int imgWidth, int imgHeight, int camIdx, int hdrIdx, const LumoVencStatus* en,
+                const char* rawPath) {
+  if (imgWidth < kPreviewScale || imgWidth > kMaxWidth || imgHeight < kPreviewScale || imgHeight > kMaxHeight)
+    return -1;
+  if (hdrIdx < 0 || hdrIdx >= kExposures) return -1;
+  const int order = OrderOf(camIdx);
+  PrintCurve printCurve;
+  LumoBuildPrintCurve(&printCurve);
+  char datetime[20];
+  MakeDateTime(datetime, rawPath);
+
+  TIFFSetErrorHandler(LogTiff);
+  TIFFSetWarningHandler(LogTiff);
+  TIFF* tif = TIFFOpen(rawPath, "w");
+  if (tif == nullptr) return -1;
+
+  SetPreviewTags(tif, imgWidth, imgHeight, datetime);
+  TIFFWriteBufferSetup(tif, nullptr, kWriteBufferSize);
+  std::array<uint8_t, 3 * kMaxPreviewWidth> thumbLine;
+  for (int y = 0; y < imgHeight / kPreviewScale; y++) {
+    LumoMakePreviewRow(imgData, imgWidth, imgHeight, order, y, &printCurve, thumbLine.data());
+    TIFFWriteScanline(tif, thumbLine.data(), static_cast<uint32_t>(y), 0);
+  }
+  TIFFWriteDirectory(tif);
+
+  SetRawTags(tif, imgWidth, imgHeight, order);
+  TIFFWriteBufferSetup(tif, nullptr, kWriteBufferSize);
+  for (int y = 0; y < imgHeight; y++) {
+    const int row = order == 1 ? y : imgHeight - 1 - y;
+    auto* const line = const_cast<uint16_t*>(imgData + static_cast<ptrdiff_t>(row) * imgWidth);  // read only
+    if (TIFFWriteScanline(tif, line, static_cast<uint32_t>(y), 0) != 1) {
+      TIFFClose(tif);
+      return -1;
+    }
+  }
+  TIFFWriteDirectory(tif);
+
+  TIFFCreateEXIFDirectory(tif);
+  SetExifTags(tif, en, hdrIdx, datetime);
+  uint64_t exif_dir_offset = 0;
+  TIFFWriteCustomDirectory(tif, &exif_dir_offset);
+  TIFFSetDirectory(tif, 0);
+  TIFFSetField(tif, TIFFTAG_EXIFIFD, exif_dir_offset);
+  TIFFClose(tif);
+  return 0;
+}
