@@ -16,7 +16,8 @@ void HostPoll::Remove(int descriptor) { interests_.erase(descriptor); }
 void HostPoll::Wait(std::chrono::nanoseconds limit) {
   std::vector<pollfd> polled;
   for (const auto& [descriptor, interest] : interests_) polled.push_back({descriptor, interest.events, 0});
-  const timespec time{limit.count() / 1'000'000'000, limit.count() % 1'000'000'000};
+  const timespec time{static_cast<time_t>(limit.count() / 1'000'000'000),
+                      static_cast<long>(limit.count() % 1'000'000'000)};
   if (ppoll(polled.data(), polled.size(), &time, nullptr) <= 0) return;
   for (const pollfd& entry : polled) {
     if (entry.revents == 0) continue;
