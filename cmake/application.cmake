@@ -23,12 +23,29 @@ set_source_files_properties(${CMAKE_SOURCE_DIR}/venc/blobs.S PROPERTIES
   COMPILE_OPTIONS "-I${LUMORA_BLOB_DIR}" OBJECT_DEPENDS "${LUMORA_BLOB_FILES}")
 add_dependencies(lumora_app lumora_blob_files)
 
+set(LUMORA_DOORS ${CMAKE_SOURCE_DIR}/twin/seam/doors.txt)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Where the processor has 32 bits, the C library gives calls with 64-bit offsets and times names of their own.
+  set(LUMORA_NAMES_32BIT ${CMAKE_SOURCE_DIR}/twin/seam/names_32bit.txt)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${LUMORA_DOORS} ${LUMORA_NAMES_32BIT})
+  file(READ ${LUMORA_DOORS} doors)
+  file(STRINGS ${LUMORA_NAMES_32BIT} names)
+  foreach(name IN LISTS names)
+    separate_arguments(name)
+    list(GET name 0 plain)
+    list(GET name 1 called)
+    string(REGEX REPLACE "(^|\n)${plain} " "\\1${called} " doors "${doors}")
+  endforeach()
+  set(LUMORA_DOORS ${CMAKE_BINARY_DIR}/doors.txt)
+  file(CONFIGURE OUTPUT ${LUMORA_DOORS} CONTENT "${doors}" @ONLY)
+endif()
+
 set(LUMORA_ON_TWIN ${CMAKE_BINARY_DIR}/liblumora_on_twin.a)
 add_custom_command(OUTPUT ${LUMORA_ON_TWIN}
-  COMMAND ${CMAKE_OBJCOPY} --redefine-syms=${CMAKE_SOURCE_DIR}/twin/seam/doors.txt
+  COMMAND ${CMAKE_OBJCOPY} --redefine-syms=${LUMORA_DOORS}
           --rename-section .data=lumora_data --rename-section .bss=lumora_bss
           $<TARGET_FILE:lumora_app> ${LUMORA_ON_TWIN}
-  DEPENDS lumora_app ${CMAKE_SOURCE_DIR}/twin/seam/doors.txt
+  DEPENDS lumora_app ${LUMORA_DOORS}
   COMMENT "Leading the application through the doors" VERBATIM)
 add_custom_target(lumora_on_twin_file DEPENDS ${LUMORA_ON_TWIN})
 add_library(lumora_on_twin STATIC IMPORTED GLOBAL)

@@ -6,8 +6,9 @@ arm_sysroot=$PWD/build/arm-sysroot
 arm_packages=(g++-arm-linux-gnueabihf binutils-arm-linux-gnueabihf file qemu-user)
 
 # What runs, with all that it depends on; and what only compiler and linker look at, without.
-arm_run_packages=(libturbojpeg0 libjpeg62-turbo libboost-context1.74.0)
-arm_dev_packages=(libturbojpeg0-dev libjpeg62-turbo-dev libboost-context1.74-dev)
+arm_run_packages=(libturbojpeg0 libjpeg62-turbo libtiff6 libboost-context1.74.0)
+arm_dev_packages=(libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev zlib1g-dev libdeflate-dev liblerc-dev libwebp-dev
+  liblzma-dev libzstd-dev libjbig-dev libboost-context1.74-dev)
 
 # arm_apt STATE argument...: apt-get for armhf, on a state that is empty but for STATE/sources.list.
 arm_apt() {

@@ -22,8 +22,9 @@ step() {
   if [ $((SECONDS - started)) -ge 2 ]; then printf '      done in %d s\n' $((SECONDS - started)); fi
 }
 
-build_packages=(g++ binutils cmake ninja-build pkg-config libboost-context-dev libturbojpeg0-dev
-  libjpeg62-turbo-dev libtiff-dev libcli11-dev nlohmann-json3-dev libgtest-dev libgmock-dev curl)
+device_packages=(g++ cmake ninja-build pkg-config libboost-context-dev libcli11-dev nlohmann-json3-dev)
+build_packages=("${device_packages[@]}" binutils libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev libgtest-dev
+  libgmock-dev curl)
 
 # install package...: installs those that are missing, with apt; asks nothing, says nothing if all are there.
 install() {
