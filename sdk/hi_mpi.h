@@ -4,6 +4,7 @@
 
 #include "sdk/hi_mipi.h"
 #include "sdk/hi_mpi_isp.h"
+#include "sdk/hi_mpi_sensor.h"
 #include "sdk/hi_mpi_sys.h"
 #include "sdk/hi_mpi_vb.h"
 #include "sdk/hi_mpi_venc.h"

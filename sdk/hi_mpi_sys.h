@@ -1,4 +1,4 @@
-/* System unit: alignment, and the bindings that lead pictures from one unit to the next. */
+/* System unit: alignment, the bindings that lead pictures from one unit to the next, and mappings of the chip. */
 #ifndef LUMORA_SDK_HI_MPI_SYS_H
 #define LUMORA_SDK_HI_MPI_SYS_H
 
@@ -53,6 +53,10 @@ HI_S32 HI_MPI_SYS_Init(void);                                /* after HI_MPI_VB_
 HI_S32 HI_MPI_SYS_Exit(void);                                /* also on a system that is not up */
 HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S* pstSrcChn, MPP_CHN_S* pstDestChn);
 HI_S32 HI_MPI_SYS_UnBind(MPP_CHN_S* pstSrcChn, MPP_CHN_S* pstDestChn);
+
+/* Physical memory or registers of the chip, from user space. Null if there is nothing to map. */
+void* HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size);
+HI_S32 HI_MPI_SYS_Munmap(void* pVirAddr, HI_U32 u32Size); /* with the size that it was mapped with */
 
 #ifdef __cplusplus
 }

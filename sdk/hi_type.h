@@ -10,6 +10,7 @@ typedef uint32_t HI_U32;
 typedef uint64_t HI_U64;
 typedef int16_t HI_S16;
 typedef int32_t HI_S32;
+typedef int64_t HI_S64;
 typedef char HI_CHAR;
 typedef float HI_FLOAT;
 
