@@ -87,6 +87,7 @@ void Board::Wire() {
   registers.Claim(GpioBanks::kBase, GpioBanks::kBankStride * GpioBanks::kBanks, gpio);
   pinRegisters.ConnectTo(registers);
   registers.Claim(FpgaArray::kClockRegister, 4, array);
+  registers.Claim(FrameTiming::kBase, FrameTiming::kSize, media.timing);
   descriptors.AddNode("/dev/hi_rtc", clockChip);
   descriptors.AddNode("/dev/spidev0.0", array.Spi());
   array.SetVideoInput(media);

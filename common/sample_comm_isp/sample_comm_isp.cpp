@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "common/sample_comm_sys/sample_print.h"
+#include "sensor/registration.h"
 
 namespace {
 
@@ -54,7 +55,13 @@ HI_S32 RegisterLibraries() {
 }  // namespace
 
 HI_S32 SAMPLE_COMM_ISP_Init(WDR_MODE_E enWDRMode, SAMPLE_FRAME_RATE_E enFrmRate) {
-  HI_S32 s32Ret = RegisterLibraries();
+  sensor_set_inifile_path("configs/");
+  HI_S32 s32Ret = sensor_register_callback();
+  if (s32Ret != HI_SUCCESS) {
+    SAMPLE_PRT("sensor_register_callback failed with %#x!\n", s32Ret);
+    return s32Ret;
+  }
+  s32Ret = RegisterLibraries();
   if (s32Ret != HI_SUCCESS) return s32Ret;
 
   s32Ret = HI_MPI_ISP_MemInit(ISP_DEV_0);

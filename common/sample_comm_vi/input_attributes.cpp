@@ -4,7 +4,7 @@
 namespace {
 
 constexpr int LANES_USED = 4;
-// Start and end of a line, then of a line in the blanking.
+// The same in all rows of a lane.
 constexpr HI_U16 SYNC_CODES[SYNC_CODE_NUM] = {0x207, 0x267, 0x21F, 0x387};
 
 constexpr MIPI_DEV_ATTR_S MakeMipiAttr() {

@@ -128,6 +128,24 @@ TEST_F(Fault, AnEncoderThatDoesNotStartEndsTheShotWithItsCode) {
   ExpectNextPressIsGood();
 }
 
+// The chip's own line and frame timing could not be reached at the start, so the input takes what comes for nothing.
+TEST_F(Fault, WithoutTheChipsTimingNoFrameIsSeen) {
+  board.PowerOff();
+  board.faults.Add("sys.map fail times=always");
+  ASSERT_TRUE(board.Boot());
+  board.panel.ForgetPulses();
+  board.button.Press(100ms);
+  EXPECT_FALSE(board.RunUntilShotEnds(2min)) << "a timeout at the first frame counts nothing";
+  EXPECT_GT(board.media.counts().arrived, 100u);
+  EXPECT_EQ(board.media.counts().unseen, board.media.counts().arrived);
+
+  board.PowerOff();
+  board.faults.Clear();
+  std::filesystem::remove_all(board.disk.Directory() / "DCIM");  // the file that was begun
+  ASSERT_TRUE(board.Boot());
+  ExpectNextPressIsGood();
+}
+
 TEST_F(Fault, CalibrationThatIsGoneEndsTheShotWithItsCode) {
   const auto local = board.paths.Local();
   for (const auto& [name, status] : {std::pair{"CameraConf_800", "need_capture:6  need_save:255"},

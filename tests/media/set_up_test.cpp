@@ -19,8 +19,9 @@ using Calls = std::vector<std::string>;
 
 const Calls kClearing = {"SYS_Exit", "VB_Exit"};
 const Calls kSystem = {"VB_SetConf", "VB_Init", "SYS_SetConf", "SYS_Init"};
-const Calls kIsp = {"AE_Register",    "AWB_Register",   "AF_Register", "ISP_MemInit",
-                    "ISP_SetWDRMode", "ISP_SetPubAttr", "ISP_Init"};
+const Calls kIsp = {
+    "ISP_SensorRegCallBack", "AE_SensorRegCallBack", "AWB_SensorRegCallBack", "AE_Register",    "AWB_Register",
+    "AF_Register",           "ISP_MemInit",          "ISP_SetWDRMode",        "ISP_SetPubAttr", "ISP_Init"};
 const Calls kDevice = {"ISP_GetWDRMode", "VI_SetDevAttr", "VI_SetWDRAttr", "VI_EnableDev"};
 const Calls kChannel = {"VI_SetChnAttr", "VI_EnableChn"};
 const Calls kQuality = {"ISP_GetISPRegAttr", "PQ_BIN_Init",   "VI_GetDCIParam",
@@ -68,13 +69,13 @@ class SetUp : public ::testing::Test {
   }
 
   // The calls that were made, in short: without the prefix, with the channel where there is more than one.
-  // HI_MPI_ISP_Run belongs to its own thread and is told apart.
+  // HI_MPI_ISP_Run belongs to its own thread, and the mappings to the sensor's callbacks, which run in both.
   Calls Made() {
     Calls made;
     for (const twin::MadeCall& call : board.media.Calls()) {
       std::string name = call.name;
       name.erase(0, name.starts_with("HI_MPI_") ? 7 : 3);
-      if (name == "ISP_Run") continue;
+      if (name == "ISP_Run" || name == "SYS_Mmap" || name == "SYS_Munmap") continue;
       const bool numbered = name.starts_with("VENC") || name.ends_with("Bind") ||
                             (name.starts_with("VPSS") && name.find("Chn") != std::string::npos);
       made.push_back(numbered ? name + " " + std::to_string(call.detail) : name);
@@ -95,6 +96,11 @@ TEST_F(SetUp, BringsEveryUnitUpInOrderAndDownAgainAndLeavesNothing) {
   EXPECT_EQ(board.LogCount("fixfile.bin nonexist!!!\n"), 1u);
   EXPECT_EQ(board.LogCount("HI_MPI_VENC_GetJpegParam, u32Qfactor = 90\n"), 2u);
   EXPECT_EQ(board.descriptors.OpenCount(), 0u);
+  EXPECT_EQ(board.media.timing.Mapped(), 0);
+  EXPECT_EQ(board.LogCount("IMX226 12M_10CH_12BIT_35FPS init succuss!\n"), 1u);
+  EXPECT_EQ(board.registers.Read(0x113800B0), 2402400u) << "30 frames a second";
+  EXPECT_EQ(board.media.isp.Sensor().Exposure().u32FullLinesStd, 3640u);
+  EXPECT_EQ(board.media.isp.Sensor().Sent().size(), 11u);
 }
 
 struct Failure {
@@ -115,6 +121,9 @@ TEST_F(SetUp, AFailedStepIsToldAndItsLevelAndAllAboveAreUndone) {
       {"sys.init fail", "SAMPLE_COMM_SYS_Init error", kClearing + kSystem + kStopSystem},
       {"mipi.open fail", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + downFromInput},
       {"mipi.attr fail", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + downFromInput},
+      {"isp.sensor fail", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + WithoutLast(kIsp, 9) + downFromInput},
+      {"awb.sensor fail", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + WithoutLast(kIsp, 7) + downFromInput},
+      {"ae.sensor silence", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + kIsp + downFromInput},
       {"isp.init fail", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + kIsp + downFromInput},
       {"vi.enable fail", "SAMPLE_COMM_VI_StartVi error", kClearing + kSystem + kIsp + kDevice + downFromInput},
       {"vi.chn-enable fail", "SAMPLE_COMM_VI_StartVi error",
@@ -146,6 +155,9 @@ TEST_F(SetUp, AFailedStepIsToldAndItsLevelAndAllAboveAreUndone) {
     EXPECT_FALSE(board.media.system.Ready());
     EXPECT_FALSE(board.media.isp.Running());
   }
+  EXPECT_EQ(board.LogCount("sensor register callback function failed!\n"), 1u);
+  EXPECT_EQ(board.LogCount("sensor register callback function to awb lib failed!\n"), 1u);
+  EXPECT_EQ(board.LogCount("HI_MPI_ISP_Init failed with 0xa01c8007!\n"), 1u) << "a description that is not all there";
   board.faults.Clear();
   EXPECT_EQ(RunPipeline(), 0);
 }

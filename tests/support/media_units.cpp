@@ -39,7 +39,7 @@ void MediaUnits::StartReceiver() {
   EXPECT_EQ(descriptors.Close(descriptor), 0);
 }
 
-void MediaUnits::StartIsp() {
+void MediaUnits::PrepareIsp() {
   ALG_LIB_S exposure = {0, "hisi_ae_lib"}, white = {0, "hisi_awb_lib"};
   EXPECT_EQ(HI_MPI_AE_Register(0, &exposure), HI_SUCCESS);
   EXPECT_EQ(HI_MPI_AWB_Register(0, &white), HI_SUCCESS);
@@ -48,6 +48,13 @@ void MediaUnits::StartIsp() {
   EXPECT_EQ(HI_MPI_ISP_SetWDRMode(0, &mode), HI_SUCCESS);
   const ISP_PUB_ATTR_S attr = {{0, 0, 3264, 2448}, 30, BAYER_BGGR};
   EXPECT_EQ(HI_MPI_ISP_SetPubAttr(0, &attr), HI_SUCCESS);
+}
+
+void MediaUnits::StartIsp() {
+  EXPECT_EQ(RegisterWithIsp(), HI_SUCCESS);
+  EXPECT_EQ(RegisterWithExposure(), HI_SUCCESS);
+  EXPECT_EQ(RegisterWithWhiteBalance(), HI_SUCCESS);
+  PrepareIsp();
   EXPECT_EQ(HI_MPI_ISP_Init(0), HI_SUCCESS);
   kernel.Spawn("isp", [] { EXPECT_EQ(HI_MPI_ISP_Run(0), HI_SUCCESS); });
   kernel.Spend(1ms);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sdk/hi_mpi.h"
+#include "tests/support/told_sensor.h"
 #include "twin/devices/media/media_pipeline.h"
 
 // Gives every frame as many bytes as the test asks for, different in every frame, size and quality.
@@ -16,6 +17,7 @@ class CountedPictures final : public twin::PictureSource {
 };
 
 struct MediaUnits {
+  MediaUnits() { toldSensor = {}; }
   ~MediaUnits() { kernel.KillFibers(); }  // while what they wait for still stands
 
   // Runs `body` as a thread of the board and lets the board run until it has ended; fails the test after a minute.
@@ -24,7 +26,8 @@ struct MediaUnits {
   // One step each of what a program does to get pictures; EXPECTs that none is refused. In a thread.
   void StartSystem();
   void StartReceiver();
-  void StartIsp();  // with a thread that runs it
+  void PrepareIsp();  // up to its Init
+  void StartIsp();    // with a sensor and a thread that runs it
   void StartInput();
   void StartVpss();
   void StartEncoder(VENC_CHN channel, twin::PictureSize size, HI_U32 bufferSize = 1 << 20);

@@ -38,6 +38,34 @@ HI_S32 HI_MPI_AWB_Register(ISP_DEV device, ALG_LIB_S* lib) {
 HI_S32 HI_MPI_AF_Register(ISP_DEV device, ALG_LIB_S* lib) {
   return Register(MediaCall::AfRegister, device, IspUnit::kFocus, lib);
 }
+HI_S32 HI_MPI_ISP_SensorRegCallBack(ISP_DEV device, SENSOR_ID sensor, const ISP_SENSOR_REGISTER_S* callbacks) {
+  return Media().Call(MediaCall::IspRegisterSensor, device,
+                      [=](MediaPipeline& m) { return m.isp.RegisterSensor(device, sensor, callbacks); });
+}
+HI_S32 HI_MPI_ISP_SensorUnRegCallBack(ISP_DEV device, SENSOR_ID sensor) {
+  return Media().Call(MediaCall::IspUnregisterSensor, device,
+                      [=](MediaPipeline& m) { return m.isp.UnregisterSensor(device, sensor); });
+}
+HI_S32 HI_MPI_AE_SensorRegCallBack(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor,
+                                   const AE_SENSOR_REGISTER_S* callbacks) {
+  return Media().Call(MediaCall::AeRegisterSensor, device,
+                      [=](MediaPipeline& m) { return m.isp.RegisterSensor(device, lib, sensor, callbacks); });
+}
+HI_S32 HI_MPI_AE_SensorUnRegCallBack(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor) {
+  return Media().Call(MediaCall::AeUnregisterSensor, device, [=](MediaPipeline& m) {
+    return m.isp.UnregisterSensor(device, IspUnit::kExposure, lib, sensor);
+  });
+}
+HI_S32 HI_MPI_AWB_SensorRegCallBack(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor,
+                                    const AWB_SENSOR_REGISTER_S* callbacks) {
+  return Media().Call(MediaCall::AwbRegisterSensor, device,
+                      [=](MediaPipeline& m) { return m.isp.RegisterSensor(device, lib, sensor, callbacks); });
+}
+HI_S32 HI_MPI_AWB_SensorUnRegCallBack(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor) {
+  return Media().Call(MediaCall::AwbUnregisterSensor, device, [=](MediaPipeline& m) {
+    return m.isp.UnregisterSensor(device, IspUnit::kWhiteBalance, lib, sensor);
+  });
+}
 HI_S32 HI_MPI_ISP_MemInit(ISP_DEV device) {
   return Media().Call(MediaCall::IspMemInit, device, [=](MediaPipeline& m) { return m.isp.MemInit(device); });
 }

@@ -3,7 +3,10 @@
 #include "twin/devices/media/media_pipeline.h"
 
 using twin::MediaCall;
+using twin::MediaError;
 using twin::MediaPipeline;
+using twin::MediaUnit;
+using twin::Refusal;
 
 namespace {
 
@@ -32,6 +35,20 @@ HI_S32 HI_MPI_SYS_Bind(MPP_CHN_S* source, MPP_CHN_S* destination) {
 HI_S32 HI_MPI_SYS_UnBind(MPP_CHN_S* source, MPP_CHN_S* destination) {
   return Media().Call(MediaCall::SysUnBind, Detail(destination),
                       [=](MediaPipeline& m) { return m.Unbind(source, destination); });
+}
+
+void* HI_MPI_SYS_Mmap(HI_U32 address, HI_U32 size) {
+  void* mapped = nullptr;
+  Media().Call(MediaCall::SysMmap, 0, [=, &mapped](MediaPipeline& m) {
+    mapped = m.timing.Map(address, size);
+    return mapped == nullptr ? MediaError(MediaUnit::System, Refusal::BadParameter) : HI_SUCCESS;
+  });
+  return mapped;
+}
+HI_S32 HI_MPI_SYS_Munmap(void* mapped, HI_U32 size) {
+  return Media().Call(MediaCall::SysMunmap, 0, [=](MediaPipeline& m) {
+    return m.timing.Unmap(mapped, size) ? HI_SUCCESS : MediaError(MediaUnit::System, Refusal::BadParameter);
+  });
 }
 
 HI_S32 HI_MPI_VB_SetConf(const VB_CONF_S* conf) {

@@ -19,13 +19,41 @@ HI_S32 TuningError(Refusal reason) { return MediaError(MediaUnit::Tuning, reason
 
 }  // namespace
 
-HI_S32 IspUnit::Register(ISP_DEV device, Library library, const ALG_LIB_S* lib) {
+HI_S32 IspUnit::CheckLibrary(ISP_DEV device, Library library, const ALG_LIB_S* lib) const {
   if (device != kDevice) return Error(Refusal::BadDevice);
   if (lib == nullptr) return Error(Refusal::NullPointer);
   const std::string_view name(lib->acLibName, strnlen(lib->acLibName, sizeof lib->acLibName));
-  if (name != libraryNames[library]) return Error(Refusal::BadParameter);
-  registered_[library] = true;
-  return HI_SUCCESS;
+  return name == libraryNames[library] ? HI_SUCCESS : Error(Refusal::BadParameter);
+}
+
+HI_S32 IspUnit::Register(ISP_DEV device, Library library, const ALG_LIB_S* lib) {
+  const HI_S32 result = CheckLibrary(device, library, lib);
+  if (result == HI_SUCCESS) registered_[library] = true;
+  return result;
+}
+
+HI_S32 IspUnit::RegisterSensor(ISP_DEV device, SENSOR_ID sensor, const ISP_SENSOR_REGISTER_S* callbacks) {
+  return device == kDevice ? sensor_.Register(sensor, callbacks) : Error(Refusal::BadDevice);
+}
+HI_S32 IspUnit::RegisterSensor(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor,
+                               const AE_SENSOR_REGISTER_S* callbacks) {
+  const HI_S32 result = CheckLibrary(device, kExposure, lib);
+  return result == HI_SUCCESS ? sensor_.Register(sensor, callbacks) : result;
+}
+HI_S32 IspUnit::RegisterSensor(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor,
+                               const AWB_SENSOR_REGISTER_S* callbacks) {
+  const HI_S32 result = CheckLibrary(device, kWhiteBalance, lib);
+  return result == HI_SUCCESS ? sensor_.Register(sensor, callbacks) : result;
+}
+HI_S32 IspUnit::UnregisterSensor(ISP_DEV device, SENSOR_ID sensor) {
+  if (device != kDevice) return Error(Refusal::BadDevice);
+  return initialised_ ? Error(Refusal::NotPermitted) : sensor_.UnregisterIsp(sensor);
+}
+HI_S32 IspUnit::UnregisterSensor(ISP_DEV device, Library library, const ALG_LIB_S* lib, SENSOR_ID sensor) {
+  const HI_S32 result = CheckLibrary(device, library, lib);
+  if (result != HI_SUCCESS) return result;
+  if (initialised_) return Error(Refusal::NotPermitted);
+  return library == kExposure ? sensor_.UnregisterExposure(sensor) : sensor_.UnregisterWhiteBalance(sensor);
 }
 
 HI_S32 IspUnit::MemInit(ISP_DEV device) {
@@ -60,6 +88,7 @@ HI_S32 IspUnit::SetPubAttr(ISP_DEV device, const ISP_PUB_ATTR_S* attr) {
     return Error(Refusal::BadParameter);
   }
   pubAttr_ = *attr;
+  if (initialised_) sensor_.Change(*attr, wdrMode_->enWDRMode);
   return HI_SUCCESS;
 }
 
@@ -67,15 +96,17 @@ HI_S32 IspUnit::Init(ISP_DEV device) {
   if (device != kDevice) return Error(Refusal::BadDevice);
   if (!memory_ || !wdrMode_ || !pubAttr_) return Error(Refusal::NotConfigured);
   if (initialised_) return Error(Refusal::Exists);
-  initialised_ = true;
-  return HI_SUCCESS;
+  const HI_S32 result = sensor_.Start(*pubAttr_, wdrMode_->enWDRMode);
+  initialised_ = result == HI_SUCCESS;
+  return result;
 }
 
 HI_S32 IspUnit::Run(ISP_DEV device) {
   if (device != kDevice) return Error(Refusal::BadDevice);
   if (!initialised_ || running_) return Error(Refusal::NotPermitted);
   running_ = true;
-  ended_.Wait();
+  sensor_.BeginToRun(pubAttr_->f32FrameRate);
+  if (running_) ended_.Wait();  // its end may have come while the sensor was told
   kernel_.Spend(kFrame);
   return HI_SUCCESS;
 }
@@ -83,6 +114,7 @@ HI_S32 IspUnit::Run(ISP_DEV device) {
 HI_S32 IspUnit::Exit(ISP_DEV device) {
   if (device != kDevice) return Error(Refusal::BadDevice);
   if (!memory_) return Error(Refusal::NotPermitted);
+  if (initialised_) sensor_.End();
   Forget();
   ended_.Notify();
   return HI_SUCCESS;
@@ -134,6 +166,7 @@ void IspUnit::Forget() {
 
 void IspUnit::Reset() {
   Forget();
+  sensor_.Forget();
   tunings_ = 0;
 }
 

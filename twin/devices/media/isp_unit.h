@@ -1,6 +1,6 @@
 // Image signal processor 0: its start, its loop, and the settings that a frame takes along when it enters.
-// Modelled: the order of calls, the settings. Not modelled: what they do to the pixels; exposure and white balance
-// algorithms; the sensor's callbacks, without which the real one does not start; the content of tuning data.
+// Modelled: the order of calls, the settings, the sensor's description without which it does not start. Not modelled:
+// what the settings do to the pixels; exposure and white balance algorithms; the content of tuning data.
 #pragma once
 
 #include <array>
@@ -8,6 +8,7 @@
 
 #include "sdk/hi_mpi_isp.h"
 #include "twin/devices/media/media_error.h"
+#include "twin/devices/media/sensor_description.h"
 #include "twin/kernel/kernel.h"
 
 namespace twin {
@@ -24,6 +25,12 @@ class IspUnit {
 
   enum Library { kExposure, kWhiteBalance, kFocus, kLibraries };
   HI_S32 Register(ISP_DEV device, Library library, const ALG_LIB_S* lib);
+  // The sensor's callbacks for ISP, exposure or white balance, by the kind of `callbacks`.
+  HI_S32 RegisterSensor(ISP_DEV device, SENSOR_ID sensor, const ISP_SENSOR_REGISTER_S* callbacks);
+  HI_S32 RegisterSensor(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor, const AE_SENSOR_REGISTER_S* callbacks);
+  HI_S32 RegisterSensor(ISP_DEV device, const ALG_LIB_S* lib, SENSOR_ID sensor, const AWB_SENSOR_REGISTER_S* callbacks);
+  HI_S32 UnregisterSensor(ISP_DEV device, SENSOR_ID sensor);
+  HI_S32 UnregisterSensor(ISP_DEV device, Library library, const ALG_LIB_S* lib, SENSOR_ID sensor);
   HI_S32 MemInit(ISP_DEV device);
   HI_S32 SetWdrMode(ISP_DEV device, const ISP_WDR_MODE_S* mode);
   HI_S32 GetWdrMode(ISP_DEV device, ISP_WDR_MODE_S* mode) const;
@@ -53,15 +60,18 @@ class IspUnit {
   bool Running() const { return running_; }
   const IspSettings& Settings() const { return settings_; }
   uint32_t Tunings() const { return tunings_; }  // tuning files taken since power-on
+  const SensorDescription& Sensor() const { return sensor_; }
 
   void Reset();
 
  private:
+  HI_S32 CheckLibrary(ISP_DEV device, Library library, const ALG_LIB_S* lib) const;
   HI_S32 CheckSettings(ISP_DEV device, const void* attr) const;
   void Forget();
 
   Kernel& kernel_;
   WaitQueue ended_;
+  SensorDescription sensor_;
   std::array<bool, kLibraries> registered_{};
   bool memory_ = false;
   std::optional<ISP_WDR_MODE_S> wdrMode_;

@@ -57,12 +57,16 @@ std::optional<HI_S32> MediaPipeline::Broken(MediaCall call, int64_t detail) {
 
 // Whatever is still up goes down with the system.
 HI_S32 MediaPipeline::ExitSystem() {
+  ExitIsp(0);
+  TakeDown();
+  return HI_SUCCESS;
+}
+
+void MediaPipeline::TakeDown() {
   for (EncoderChannel& encoder : encoders_) encoder.Forget();
   vpss.Reset();
   input.Reset();
-  ExitIsp(0);
   system.Exit();
-  return HI_SUCCESS;
 }
 
 HI_S32 MediaPipeline::ExitIsp(ISP_DEV device) {
@@ -100,7 +104,8 @@ void MediaPipeline::FrameArrives(const StoredFrame& frame) {
     counts_.dropped++;
     return;
   }
-  if (!lanes.Understands(kArrayStream) || !input.Takes(kArrayStream) || !isp.Running()) {
+  if (!lanes.Understands(kArrayStream) || !timing.Carries(kArrayStream.height) || !input.Takes(kArrayStream) ||
+      !isp.Running()) {
     counts_.unseen++;
     held_.reset();
     return;
@@ -127,8 +132,10 @@ void MediaPipeline::PushOut(const ProcessedFrame& picture) {
 }
 
 void MediaPipeline::Reset() {
-  ExitSystem();
+  held_.reset();
+  TakeDown();
   isp.Reset();
+  timing.Reset();
   lanes.Reset();
   system.Reset();
 }

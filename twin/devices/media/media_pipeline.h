@@ -1,7 +1,8 @@
 // The processor's media units, from the video lanes to the JPEG streams: receiver, input, ISP, VPSS, encoders, and the
 // system with its pools and bindings under them.
 //
-// Bus face: the HI_MPI_* and HI_PQ_BIN_* functions (hi_mpi_*.cpp), /dev/hi_mipi, the encoders' descriptors.
+// Bus face: the HI_MPI_* and HI_PQ_BIN_* functions (hi_mpi_*.cpp), /dev/hi_mipi, the encoders' descriptors, the
+// registers of the frame timing.
 // World face: frames that arrive on the lanes. Fault face: one point for each kind of call (media_calls.cpp), the
 // receiver's, and "frame.dropped".
 //
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "twin/devices/media/encoder_channel.h"
+#include "twin/devices/media/frame_timing.h"
 #include "twin/devices/media/input_unit.h"
 #include "twin/devices/media/isp_unit.h"
 #include "twin/devices/media/lane_receiver.h"
@@ -60,6 +62,7 @@ class MediaPipeline final : public VideoInput {
 
   SystemUnit system;
   LaneReceiver lanes;
+  FrameTiming timing;
   InputUnit input;
   IspUnit isp;
   VpssUnit vpss;
@@ -74,7 +77,7 @@ class MediaPipeline final : public VideoInput {
   void ForgetCalls() { calls_.Forget(); }
   struct Counts {
     uint64_t arrived = 0;  // frames on the lanes
-    uint64_t unseen = 0;   // of them, while receiver, input or ISP were not ready for them
+    uint64_t unseen = 0;   // of them, while receiver, timing, input or ISP were not ready
     uint64_t dropped = 0;  // of them, by fault
     uint64_t untaken = 0;  // pictures that came out of the ISP and reached no encoder that took them
   };
@@ -82,6 +85,7 @@ class MediaPipeline final : public VideoInput {
 
  private:
   std::optional<HI_S32> Broken(MediaCall call, int64_t detail);
+  void TakeDown();
   void PushOut(const ProcessedFrame& picture);
 
   Kernel& kernel_;
