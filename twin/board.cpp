@@ -121,6 +121,7 @@ void Board::PowerOn(std::function<int()> application) {
   powered_ = true;
   exited_ = false;
   exitStatus_ = 0;
+  processChance = {};
   poweredAt_ = kernel.Now();
   SetSystemTime(Duration{0});
   for (const auto& entry : fs::directory_iterator(paths.Root() / "var/run")) fs::remove_all(entry);  // lies in memory

@@ -103,6 +103,10 @@ class Board {
   int JoinThread(pthread_t id);
   sighandler_t SetSignalHandler(int number, sighandler_t handler);
 
+  struct ProcessChance {
+    uint64_t seed = 1, drawn = 0;  // a fresh process's
+  } processChance;
+
   const BoardOptions options;
   Kernel kernel;
   Faults faults;

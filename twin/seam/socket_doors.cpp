@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "twin/board.h"
+#include "twin/light/chance.h"
 #include "twin/seam/errno_result.h"
 
 using twin::Board;
@@ -38,6 +39,12 @@ ssize_t twin_send(int descriptor, const void* data, size_t size, int flags) {
   return WithErrno(Board::Current().network.Send(descriptor, data, size, flags));
 }
 
-int twin_rand() { return static_cast<int>(Board::Current().kernel.Random() % (static_cast<uint64_t>(RAND_MAX) + 1)); }
+// The process's own numbers, which follow from what it was seeded with.
+void twin_srand(unsigned seed) { Board::Current().processChance = {seed, 0}; }
+int twin_rand() {
+  constexpr uint64_t kNumbers = static_cast<uint64_t>(RAND_MAX) + 1;
+  auto& chance = Board::Current().processChance;
+  return static_cast<int>(twin::Mixed(chance.seed ^ twin::Mixed(chance.drawn++)) % kNumbers);
+}
 
 }  // extern "C"
