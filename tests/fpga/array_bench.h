@@ -26,6 +26,7 @@ class EvenLight final : public twin::PictureSource {
  public:
   double MeanSignal(int, double exposure) override { return std::min(1.0, signalPerSecond * exposure); }
   twin::Jpeg Encode(const StoredFrame&, twin::PictureSize, int) override { return nullptr; }
+  void ReadOut(const StoredFrame&, std::span<uint16_t>) override {}
   void Prefetch(const std::vector<StoredFrame>& frames) override { expected = frames; }
 
   double signalPerSecond = 10;

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "twin/light/chance.h"
+#include "twin/light/noise.h"
 #include "twin/light/tone.h"
 
 namespace twin {
@@ -13,17 +13,6 @@ namespace {
 constexpr int width = View::width, height = View::height;
 constexpr float black = 14.0f / 1023;
 constexpr int toneSteps = 8192;  // from black's lowest noise to full scale
-
-// Normally distributed numbers, to be read from any place on.
-constexpr size_t noisePeriod = 1 << 15;
-const std::vector<float>& NoiseTable() {
-  static const std::vector<float> table = [] {
-    std::vector<float> values(noisePeriod + 2 * width);
-    for (size_t i = 0; i < values.size(); i++) values[i] = NormalChance(1, i % noisePeriod);
-    return values;
-  }();
-  return table;
-}
 
 const std::array<uint8_t, toneSteps + 1>& ToneTable() {
   static const auto table = [] {
@@ -37,23 +26,15 @@ const std::array<uint8_t, toneSteps + 1>& ToneTable() {
   return table;
 }
 
-// A place in the noise table for one row of one colour.
-size_t NoisePlace(uint64_t noise, int row, int colour) {
-  return Mixed(noise ^ static_cast<uint64_t>(row * 4 + colour)) % noisePeriod;
-}
-
 // One colour of one row, as steps of the tone table.
 void ExposeRow(const uint16_t* codes, const float* noise, const Development& development, uint16_t* steps) {
   const float factor = development.signal / (View::codePerRoot * View::codePerRoot);
-  const float read = 0.0006f * development.gain, readSquare = read * read;
-  const float shot = development.gain / 12000;
+  const SensorNoise sensor(development.gain);
   constexpr float toStep = toneSteps / (1 + black);
   for (int x = 0; x < width; x++) {
     const auto root = static_cast<float>(codes[x]);
     const float light = root * root * factor;
-    // Beyond full scale the noise no longer matters; keep it finite.
-    const float sigma = std::sqrt(readSquare + shot * std::min(light, 2.0f));
-    const float signal = std::min(std::max(light + sigma * noise[x] + black, 0.0f), 1 + black);
+    const float signal = std::min(std::max(light + sensor.At(light) * noise[x] + black, 0.0f), 1 + black);
     steps[x] = static_cast<uint16_t>(static_cast<int>(signal * toStep + 0.5f));
   }
 }
@@ -85,7 +66,7 @@ void SpreadRow(const uint8_t* near, const uint8_t* far, const int16_t* grain, in
 
 Planes Develop(const View& view, const Development& development) {
   const auto& tone = ToneTable();
-  const float* noise = NoiseTable().data();
+  const float* noise = NoiseTable();
   Planes planes;
   for (std::vector<uint8_t>* plane : {&planes.y, &planes.cb, &planes.cr}) plane->resize(size_t{width} * height);
   std::vector<uint16_t> steps(width);
@@ -110,7 +91,7 @@ Planes Develop(const View& view, const Development& development) {
 }
 
 void EnlargeLuma(const Planes& planes, float gain, uint64_t noise, std::vector<uint8_t>& luma) {
-  const float* normal = NoiseTable().data();
+  const float* normal = NoiseTable();
   std::vector<int16_t> grain(noisePeriod + 4 * width), mixed(width + 2);
   const float amplitude = 16 * std::min(0.6f * std::sqrt(gain), 6.0f);  // 0.6 of 255 at unity gain
   for (size_t i = 0; i < grain.size(); i++) {

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "twin/light/bayer.h"
 #include "twin/light/chance.h"
 #include "twin/light/tone.h"
 
@@ -77,7 +78,7 @@ uint64_t FrameMaker::NoiseOf(const StoredFrame& frame) const {
   return Mixed(seed_ ^ Mixed(which));
 }
 
-std::shared_ptr<const Planes> FrameMaker::Expose(const StoredFrame& frame) {
+Development FrameMaker::DevelopmentOf(const StoredFrame& frame) const {
   const bool upsideDown = frame.camera < 9;  // the cameras of layer 0
   Development development;
   development.signal = static_cast<float>(SignalPerLight(frame.seconds * frame.gain * frame.light));
@@ -85,7 +86,22 @@ std::shared_ptr<const Planes> FrameMaker::Expose(const StoredFrame& frame) {
   development.mirror = frame.mirror == upsideDown;
   development.flip = frame.flip == upsideDown;
   development.noise = NoiseOf(frame);
-  return std::make_shared<const Planes>(Develop(ViewOf(frame.camera), development));
+  return development;
+}
+
+std::shared_ptr<const Planes> FrameMaker::Expose(const StoredFrame& frame) {
+  return std::make_shared<const Planes>(Develop(ViewOf(frame.camera), DevelopmentOf(frame)));
+}
+
+void FrameMaker::ReadOut(const StoredFrame& frame, std::span<uint16_t> levels) {
+  Development development = DevelopmentOf(frame);
+  if (ReadsOutTurned(frame.camera)) {
+    development.mirror = !development.mirror;
+    development.flip = !development.flip;
+  }
+  development.noise = Mixed(development.noise);  // not that of the JPEG: each of its pixels is made of several
+  ReadOutView(ViewOf(frame.camera), development, levels);
+  AddDefects(Mixed(seed_ ^ Mixed(static_cast<uint64_t>(frame.camera))), development.mirror, development.flip, levels);
 }
 
 Jpeg FrameMaker::Encode(const StoredFrame& frame, const Planes& planes, PictureSize size, int quality,

@@ -32,13 +32,15 @@ class FrameMaker {
 
   double MeanSignal(int camera, double exposure) const;
 
-  // Both from any thread.
+  // All from any thread.
   std::shared_ptr<const Planes> Expose(const StoredFrame& frame);
+  void ReadOut(const StoredFrame& frame, std::span<uint16_t> levels);
   Jpeg Encode(const StoredFrame& frame, const Planes& planes, PictureSize size, int quality, EncoderDesk& desk) const;
 
  private:
   const View& ViewOf(int camera);
   double SignalPerLight(double exposure) const;
+  Development DevelopmentOf(const StoredFrame& frame) const;
   uint64_t NoiseOf(const StoredFrame& frame) const;
 
   const std::unique_ptr<World> world_;

@@ -17,6 +17,8 @@
 //    6     0
 //   16     CRC-16 (polynomial 1021, start FFFF, no reflection) of the 56 bits before
 //
+// In a readout a gray value stands as its linear signal, with waves of 2 % along each row and without any noise.
+//
 // The picture itself is not mirrored or flipped by those two bits: a mark must be read whatever a sensor was told.
 #pragma once
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace twin {
@@ -17,7 +18,8 @@ struct StoredFrame {
   bool mirror = false;  // the sensor's own orientation registers. What mounting and video input turn on top of them
                         // is in the pictures already: see rendered_pictures.h
   bool flip = false;
-  double light = 1;  // SetLight of the source when the frame was exposed
+  double light = 1;             // SetLight of the source when the frame was exposed
+  bool pairsExchanged = false;  // on its way over the lanes: of each four samples of a row the second two come first
 };
 
 enum class PictureSize { Full, Half };  // 3264 x 2448, 1632 x 1224
@@ -43,6 +45,11 @@ class PictureSource {
   // The frame as the JPEG encoder would make it: 4:2:0, the exact size, `quality` 1 to 100. The same arguments give
   // the same bytes. May take host time; takes no board time.
   virtual Jpeg Encode(const StoredFrame& frame, PictureSize size, int quality) = 0;
+
+  // The frame as its sensor reads it out, before any processing: 3264 x 2448 levels of 0 to 1023, black at 14, behind a
+  // filter each: blue and green in turn in the first row, green and red in the next (bayer.h). The same arguments give
+  // the same levels. May take host time; takes no board time.
+  virtual void ReadOut(const StoredFrame& frame, std::span<uint16_t> levels) = 0;
 
   // A hint that these frames will be asked for soon, in this order, at both sizes. May be ignored.
   virtual void Prefetch(const std::vector<StoredFrame>& /*frames*/) {}

@@ -51,6 +51,8 @@ class RenderedPictures final : public PictureSource {
     return jpeg;
   }
 
+  void ReadOut(const StoredFrame& frame, std::span<uint16_t> levels) override { maker_.ReadOut(frame, levels); }
+
   void Prefetch(const std::vector<StoredFrame>& frames) override {
     const std::lock_guard lock(mutex_);
     // What was announced before and never asked for is not wanted any more.

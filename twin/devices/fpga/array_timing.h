@@ -23,6 +23,10 @@ constexpr int ImageNumber(int layer, int position) {
   return 16 + position;
 }
 
+// Whether a camera's samples reach the processor with neighbouring pairs exchanged. It hangs on how its layer takes the
+// sensor's lanes: so every third camera does.
+constexpr bool PairsExchanged(int camera) { return camera % 3 == 2; }
+
 constexpr double kPixelClock = 120e6;  // Hz; a row takes two cycles for each count of the line length
 
 // A layer's delay counters run at 0.5 MHz.

@@ -94,6 +94,7 @@ void Layer::Send(uint8_t slot) {
   StoredFrame black;  // an empty slot holds no light
   black.camera = ImageNumber(index_, std::min(slot / kBrackets, kCamerasOfLayer[static_cast<size_t>(index_)] - 1));
   black.bracket = slot % kBrackets;
+  black.pairsExchanged = PairsExchanged(black.camera);
   parts_.chain.Send(index_, capture_.Slot(slot).value_or(black));
 }
 
