@@ -58,6 +58,10 @@ HI_S32 HI_MPI_SYS_UnBind(MPP_CHN_S* pstSrcChn, MPP_CHN_S* pstDestChn);
 void* HI_MPI_SYS_Mmap(HI_U32 u32PhyAddr, HI_U32 u32Size);
 HI_S32 HI_MPI_SYS_Munmap(void* pVirAddr, HI_U32 u32Size); /* with the size that it was mapped with */
 
+/* A register of the chip's, by its physical address. */
+HI_S32 HI_MPI_SYS_GetReg(HI_U32 u32Addr, HI_U32* pu32Value);
+HI_S32 HI_MPI_SYS_SetReg(HI_U32 u32Addr, HI_U32 u32Value);
+
 #ifdef __cplusplus
 }
 #endif

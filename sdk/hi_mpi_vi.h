@@ -71,6 +71,30 @@ HI_S32 HI_MPI_VI_SetDCIParam(VI_DEV ViDev, const VI_DCI_PARAM_S* pstDciParam);
 HI_S32 HI_MPI_VI_GetCSCAttr(VI_DEV ViDev, VI_CSC_ATTR_S* pstCSCAttr);
 HI_S32 HI_MPI_VI_SetCSCAttr(VI_DEV ViDev, const VI_CSC_ATTR_S* pstCSCAttr);
 
+/* A picture in memory, by planes. A frame of sensor data has one, of 16 bits a sample. */
+typedef struct {
+  HI_U32 u32Width;
+  HI_U32 u32Height;
+  HI_U32 u32Stride[3]; /* samples from one row to the next */
+  HI_U32 u32PhyAddr[3];
+  HI_U64 u64pts; /* microseconds, when it came in */
+} VIDEO_FRAME_S;
+
+typedef struct {
+  VIDEO_FRAME_S stVFrame;
+  HI_U32 u32PoolId; /* the pool that its memory belongs to */
+} VIDEO_FRAME_INFO_S;
+
+/* Sensor data as it comes in, before any processing, is kept for the user in channel 17 + ViDev. */
+HI_S32 HI_MPI_VI_EnableBayerDump(VI_DEV ViDev);  /* its device first */
+HI_S32 HI_MPI_VI_DisableBayerDump(VI_DEV ViDev); /* frames that nobody took are gone */
+/* How many frames wait for the user; a new one takes the place of the oldest. 0: none are kept. */
+HI_S32 HI_MPI_VI_SetFrameDepth(VI_CHN ViChn, HI_U32 u32Depth);
+/* Takes the oldest waiting frame. s32MilliSec: how long to wait for one; -1 without limit, 0 not at all. The frame
+ * stays the user's, several at a time, until it is released. */
+HI_S32 HI_MPI_VI_GetFrame(VI_CHN ViChn, VIDEO_FRAME_INFO_S* pstFrameInfo, HI_S32 s32MilliSec);
+HI_S32 HI_MPI_VI_ReleaseFrame(VI_CHN ViChn, const VIDEO_FRAME_INFO_S* pstFrameInfo);
+
 #ifdef __cplusplus
 }
 #endif

@@ -7,6 +7,7 @@ namespace twin {
 namespace {
 constexpr size_t kFirst = 3;  // 0 to 2 are the standard streams
 constexpr size_t kMost = 1024;
+constexpr uint64_t kPage = 4096;
 }  // namespace
 
 int Descriptors::Store(Entry entry) {
@@ -53,7 +54,26 @@ DeviceFile* Descriptors::Find(int descriptor) {
   return entries_[static_cast<size_t>(descriptor)].device;
 }
 
+int Descriptors::Map(int descriptor, size_t size, uint64_t offset, void** where) {
+  DeviceFile* device = Find(descriptor);
+  if (device == nullptr) return -EBADF;
+  if (size == 0 || offset % kPage != 0) return -EINVAL;
+  if (const int result = device->Map(size, offset, where); result < 0) return result;
+  mappings_[*where] = {device, size};
+  return 0;
+}
+
+int Descriptors::Unmap(void* where, size_t size) {
+  const auto found = mappings_.find(where);
+  if (found == mappings_.end() || found->second.size != size) return -EINVAL;
+  found->second.device->Unmap(where, size);
+  mappings_.erase(found);
+  return 0;
+}
+
 void Descriptors::CloseAll() {
+  for (const auto& [where, mapping] : mappings_) mapping.device->Unmap(where, mapping.size);
+  mappings_.clear();
   for (size_t i = 0; i < entries_.size(); i++) Close(static_cast<int>(i));
 }
 

@@ -25,8 +25,12 @@ class Descriptors {
   void Remove(int descriptor);
   int Close(int descriptor);  // 0 or -errno
   DeviceFile* Find(int descriptor);
-  void CloseAll();
+  // 0 or -errno. Unmap takes a mapping as it was made, never a part of it.
+  int Map(int descriptor, size_t size, uint64_t offset, void** where);
+  int Unmap(void* where, size_t size);
+  void CloseAll();  // and ends all mappings
   size_t OpenCount() const;
+  size_t MappingCount() const { return mappings_.size(); }
 
  private:
   struct Entry {
@@ -38,6 +42,11 @@ class Descriptors {
 
   std::map<std::string, DeviceFile*> nodes_;
   std::vector<Entry> entries_;
+  struct Mapping {
+    DeviceFile* device;
+    size_t size;
+  };
+  std::map<void*, Mapping> mappings_;
 };
 
 }  // namespace twin

@@ -111,6 +111,7 @@ int twin_fputc(int c, FILE* file) {
 }
 
 int twin_puts(const char* text) { return twin_fputs(text, twin_stdout) == EOF ? EOF : twin_fputc('\n', twin_stdout); }
+void twin_perror(const char* text) { twin_fprintf(twin_stderr, "%s: %s\n", text, std::strerror(errno)); }
 int twin_putchar(int c) { return twin_fputc(c, twin_stdout); }
 
 }  // extern "C"

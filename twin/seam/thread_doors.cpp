@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/time.h>
 #include <termios.h>
@@ -67,6 +68,19 @@ ssize_t twin_write(int descriptor, const void* data, size_t size) {
 
 int twin_fcntl(int descriptor, int /*command*/, ...) {
   return Board::Current().descriptors.Find(descriptor) != nullptr ? 0 : WithErrno(-EBADF);
+}
+
+void* twin_mmap(void* /*wish*/, size_t size, int /*protection*/, int /*flags*/, int descriptor, off_t offset) {
+  Board& board = Board::Current();
+  board.kernel.Spend(kCall);
+  void* where = MAP_FAILED;
+  WithErrno(board.descriptors.Map(descriptor, size, static_cast<uint64_t>(offset), &where));
+  return where;
+}
+
+int twin_munmap(void* where, size_t size) {
+  Board::Current().kernel.Spend(kCall);
+  return WithErrno(Board::Current().descriptors.Unmap(where, size));
 }
 
 // Terminal settings go to the device by the requests that the C library uses for them.

@@ -50,6 +50,26 @@ HI_S32 HI_MPI_VI_SetCSCAttr(VI_DEV device, const VI_CSC_ATTR_S* attr) {
   return Media().Call(MediaCall::ViSetCsc, device, [=](MediaPipeline& m) { return m.input.SetCsc(device, attr); });
 }
 
+HI_S32 HI_MPI_VI_EnableBayerDump(VI_DEV device) {
+  return Media().Call(MediaCall::ViEnableDump, device,
+                      [=](MediaPipeline& m) { return m.dump.Enable(device, m.input.DeviceOn()); });
+}
+HI_S32 HI_MPI_VI_DisableBayerDump(VI_DEV device) {
+  return Media().Call(MediaCall::ViDisableDump, device, [=](MediaPipeline& m) { return m.dump.Disable(device); });
+}
+HI_S32 HI_MPI_VI_SetFrameDepth(VI_CHN channel, HI_U32 depth) {
+  return Media().Call(MediaCall::ViSetDepth, channel,
+                      [=](MediaPipeline& m) { return m.dump.SetDepth(channel, depth); });
+}
+HI_S32 HI_MPI_VI_GetFrame(VI_CHN channel, VIDEO_FRAME_INFO_S* frame, HI_S32 milliseconds) {
+  return Media().Call(MediaCall::ViGetFrame, channel,
+                      [=](MediaPipeline& m) { return m.dump.GetFrame(channel, frame, milliseconds); });
+}
+HI_S32 HI_MPI_VI_ReleaseFrame(VI_CHN channel, const VIDEO_FRAME_INFO_S* frame) {
+  return Media().Call(MediaCall::ViReleaseFrame, channel,
+                      [=](MediaPipeline& m) { return m.dump.ReleaseFrame(channel, frame); });
+}
+
 HI_S32 HI_MPI_VPSS_CreateGrp(VPSS_GRP group, const VPSS_GRP_ATTR_S* attr) {
   return Media().Call(MediaCall::VpssCreateGrp, group, [=](MediaPipeline& m) { return m.vpss.Create(group, attr); });
 }

@@ -50,6 +50,12 @@ HI_S32 HI_MPI_SYS_Munmap(void* mapped, HI_U32 size) {
     return m.timing.Unmap(mapped, size) ? HI_SUCCESS : MediaError(MediaUnit::System, Refusal::BadParameter);
   });
 }
+HI_S32 HI_MPI_SYS_GetReg(HI_U32 address, HI_U32* value) {
+  return Media().Call(MediaCall::SysGetReg, address, [=](MediaPipeline& m) { return m.GetRegister(address, value); });
+}
+HI_S32 HI_MPI_SYS_SetReg(HI_U32 address, HI_U32 value) {
+  return Media().Call(MediaCall::SysSetReg, address, [=](MediaPipeline& m) { return m.SetRegister(address, value); });
+}
 
 HI_S32 HI_MPI_VB_SetConf(const VB_CONF_S* conf) {
   return Media().Call(MediaCall::VbSetConf, 0, [=](MediaPipeline& m) { return m.system.SetPools(conf); });

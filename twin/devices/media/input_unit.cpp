@@ -113,8 +113,8 @@ HI_S32 InputUnit::SetCsc(VI_DEV device, const VI_CSC_ATTR_S* attr) {
   return HI_SUCCESS;
 }
 
-bool InputUnit::Takes(const LaneStream& stream) const {
-  if (!devOn_ || !chnOn_) return false;
+bool InputUnit::DeviceTakes(const LaneStream& stream) const {
+  if (!devOn_) return false;
   return devAttr_->enIntfMode == VI_MODE_LVDS && devAttr_->enDataPath == VI_PATH_ISP &&
          devAttr_->enInputDataType == VI_DATA_TYPE_RGB && devAttr_->enScanMode == VI_SCAN_PROGRESSIVE &&
          Inside(devAttr_->stDevRect, stream.width, stream.height);

@@ -25,8 +25,11 @@ class InputUnit {
   HI_S32 GetCsc(VI_DEV device, VI_CSC_ATTR_S* attr) const;
   HI_S32 SetCsc(VI_DEV device, const VI_CSC_ATTR_S* attr);
 
-  // Whether a frame of `stream` goes on to the ISP, and from there to what is bound to the channel.
-  bool Takes(const LaneStream& stream) const;
+  // Whether a frame of `stream` comes in at the device, and whether it goes on to the ISP, and from there to what is
+  // bound to the channel.
+  bool DeviceTakes(const LaneStream& stream) const;
+  bool Takes(const LaneStream& stream) const { return chnOn_ && DeviceTakes(stream); }
+  bool DeviceOn() const { return devOn_; }
 
   void Reset() { *this = InputUnit{}; }
 

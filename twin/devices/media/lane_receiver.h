@@ -20,11 +20,13 @@ struct LaneStream {
   LVDS_SYNC_MODE_E syncMode;
   LVDS_ENDIAN_E dataEndian, codeEndian;
   std::array<uint16_t, SYNC_CODE_NUM> syncCodes;
+  Duration frameTime;  // from a frame's first line to its last
 };
 
 // What the array's first layer sends.
 constexpr LaneStream kArrayStream = {
-    3264, 2448, RAW_DATA_10BIT, 4, LVDS_SYNC_MODE_SOF, LVDS_ENDIAN_BIG, LVDS_ENDIAN_BIG, {0x207, 0x267, 0x21F, 0x387}};
+    3264, 2448, RAW_DATA_10BIT, 4, LVDS_SYNC_MODE_SOF, LVDS_ENDIAN_BIG, LVDS_ENDIAN_BIG, {0x207, 0x267, 0x21F, 0x387},
+    36ms};
 
 class LaneReceiver final : public DeviceFile {
  public:

@@ -17,7 +17,9 @@ constexpr MPP_CHN_S EncoderEnd(int channel) { return {HI_ID_VENC, 0, channel}; }
 }  // namespace
 
 MediaPipeline::MediaPipeline(Kernel& kernel, Faults& faults, PictureSource& pictures, Descriptors& descriptors)
-    : lanes(kernel, faults),
+    : memory(faults),
+      lanes(kernel, faults),
+      dump(kernel, pictures, system, memory),
       isp(kernel),
       kernel_(kernel),
       calls_(faults),
@@ -29,6 +31,7 @@ MediaPipeline::MediaPipeline(Kernel& kernel, Faults& faults, PictureSource& pict
   if (current != nullptr) throw std::logic_error("one media pipeline at a time");
   current = this;
   descriptors.AddNode("/dev/hi_mipi", lanes);
+  descriptors.AddNode("/dev/mem", memory);
 }
 
 MediaPipeline::~MediaPipeline() { current = nullptr; }
@@ -65,6 +68,7 @@ HI_S32 MediaPipeline::ExitSystem() {
 void MediaPipeline::TakeDown() {
   for (EncoderChannel& encoder : encoders_) encoder.Forget();
   vpss.Reset();
+  dump.Forget();
   input.Reset();
   system.Exit();
 }
@@ -92,6 +96,19 @@ HI_S32 MediaPipeline::Unbind(const MPP_CHN_S* source, const MPP_CHN_S* destinati
   return system.Unbind(*source, *destination);
 }
 
+HI_S32 MediaPipeline::GetRegister(HI_U32 address, HI_U32* value) const {
+  if (value == nullptr) return MediaError(MediaUnit::System, Refusal::NullPointer);
+  if (address != BayerDump::kRouteRegister) return MediaError(MediaUnit::System, Refusal::BadParameter);
+  *value = dump.Route();
+  return HI_SUCCESS;
+}
+
+HI_S32 MediaPipeline::SetRegister(HI_U32 address, HI_U32 value) {
+  if (address != BayerDump::kRouteRegister) return MediaError(MediaUnit::System, Refusal::BadParameter);
+  dump.SetRoute(value);
+  return HI_SUCCESS;
+}
+
 EncoderChannel* MediaPipeline::Encoder(VENC_CHN channel) {
   return channel >= 0 && channel < kEncoders ? &encoders_[static_cast<size_t>(channel)] : nullptr;
 }
@@ -104,8 +121,13 @@ void MediaPipeline::FrameArrives(const StoredFrame& frame) {
     counts_.dropped++;
     return;
   }
-  if (!lanes.Understands(kArrayStream) || !timing.Carries(kArrayStream.height) || !input.Takes(kArrayStream) ||
-      !isp.Running()) {
+  const bool comesIn = lanes.Understands(kArrayStream) && timing.Carries(kArrayStream.height);
+  if (comesIn && dump.Leads() && input.DeviceTakes(kArrayStream)) {
+    counts_.led++;
+    dump.FrameArrives(frame, kArrayStream.frameTime);
+    return;
+  }
+  if (!comesIn || !input.Takes(kArrayStream) || !isp.Running()) {
     counts_.unseen++;
     held_.reset();
     return;
@@ -138,6 +160,8 @@ void MediaPipeline::Reset() {
   timing.Reset();
   lanes.Reset();
   system.Reset();
+  dump.SetRoute(0);
+  memory.Forget();
 }
 
 }  // namespace twin

@@ -2,7 +2,7 @@
 // system with its pools and bindings under them.
 //
 // Bus face: the HI_MPI_* and HI_PQ_BIN_* functions (hi_mpi_*.cpp), /dev/hi_mipi, the encoders' descriptors, the
-// registers of the frame timing.
+// registers of the frame timing, the pools' memory in /dev/mem.
 // World face: frames that arrive on the lanes. Fault face: one point for each kind of call (media_calls.cpp), the
 // receiver's, and "frame.dropped".
 //
@@ -14,12 +14,14 @@
 #include <optional>
 #include <vector>
 
+#include "twin/devices/media/bayer_dump.h"
 #include "twin/devices/media/encoder_channel.h"
 #include "twin/devices/media/frame_timing.h"
 #include "twin/devices/media/input_unit.h"
 #include "twin/devices/media/isp_unit.h"
 #include "twin/devices/media/lane_receiver.h"
 #include "twin/devices/media/media_calls.h"
+#include "twin/devices/media/pool_memory.h"
 #include "twin/devices/media/system_unit.h"
 #include "twin/devices/media/vpss_unit.h"
 
@@ -57,13 +59,18 @@ class MediaPipeline final : public VideoInput {
   HI_S32 ExitIsp(ISP_DEV device);
   HI_S32 Bind(const MPP_CHN_S* source, const MPP_CHN_S* destination);
   HI_S32 Unbind(const MPP_CHN_S* source, const MPP_CHN_S* destination);
+  // Of the chip's registers this library reaches one: where the input leads its data.
+  HI_S32 GetRegister(HI_U32 address, HI_U32* value) const;
+  HI_S32 SetRegister(HI_U32 address, HI_U32 value);
   // Null for a channel that does not exist on this chip.
   EncoderChannel* Encoder(VENC_CHN channel);
 
   SystemUnit system;
+  PoolMemory memory;
   LaneReceiver lanes;
   FrameTiming timing;
   InputUnit input;
+  BayerDump dump;
   IspUnit isp;
   VpssUnit vpss;
 
@@ -79,6 +86,7 @@ class MediaPipeline final : public VideoInput {
     uint64_t arrived = 0;  // frames on the lanes
     uint64_t unseen = 0;   // of them, while receiver, timing, input or ISP were not ready
     uint64_t dropped = 0;  // of them, by fault
+    uint64_t led = 0;      // of them, away from the ISP to memory
     uint64_t untaken = 0;  // pictures that came out of the ISP and reached no encoder that took them
   };
   const Counts& counts() const { return counts_; }

@@ -37,6 +37,14 @@ HI_S32 SystemUnit::InitPools() {
   if (!TakeMemory(bytes)) return PoolError(Refusal::NoMemory);
   poolBytes_ = bytes;
   poolsUp_ = true;
+  blocks_.clear();
+  uint32_t address = kMemoryBase;
+  for (HI_U32 pool = 0; pool < VB_MAX_COMM_POOLS; pool++) {
+    const VB_CPOOL_S& one = pools_->astCommPool[pool];
+    for (HI_U32 i = 0; i < one.u32BlkCnt; i++, address += one.u32BlkSize) {
+      blocks_.push_back({address, one.u32BlkSize, pool});
+    }
+  }
   return HI_SUCCESS;
 }
 
@@ -45,6 +53,7 @@ HI_S32 SystemUnit::ExitPools() {
   if (poolsUp_) GiveBack(poolBytes_);
   poolBytes_ = 0;
   poolsUp_ = false;
+  blocks_.clear();
   pools_.reset();
   return HI_SUCCESS;
 }
@@ -94,6 +103,22 @@ bool SystemUnit::Bound(const MPP_CHN_S& source, const MPP_CHN_S& destination) co
   return std::any_of(bindings_.begin(), bindings_.end(), [&](const Binding& binding) {
     return Same(binding.source, source) && Same(binding.destination, destination);
   });
+}
+
+std::optional<SystemUnit::Block> SystemUnit::TakeBlock(uint64_t bytes) {
+  const auto free = std::find_if(blocks_.begin(), blocks_.end(),
+                                 [&](const Block& block) { return !block.taken && block.size >= bytes; });
+  if (free == blocks_.end()) return std::nullopt;
+  free->taken = true;
+  return *free;
+}
+
+void SystemUnit::GiveBlock(uint32_t address) {
+  for (Block& block : blocks_) block.taken = block.taken && block.address != address;
+}
+
+size_t SystemUnit::BlocksTaken() const {
+  return static_cast<size_t>(std::count_if(blocks_.begin(), blocks_.end(), [](const Block& b) { return b.taken; }));
 }
 
 bool SystemUnit::TakeMemory(uint64_t bytes) {

@@ -14,6 +14,7 @@ class SystemUnit {
  public:
   // The media units' share of the board's memory, in bytes.
   static constexpr uint64_t kMemory = 256ull << 20;
+  static constexpr uint32_t kMemoryBase = 0x90000000;  // its physical address; the pools come first
 
   HI_S32 SetPools(const VB_CONF_S* conf);
   HI_S32 InitPools();
@@ -27,6 +28,17 @@ class SystemUnit {
   HI_S32 Bind(const MPP_CHN_S& source, const MPP_CHN_S& destination);
   HI_S32 Unbind(const MPP_CHN_S& source, const MPP_CHN_S& destination);
   bool Bound(const MPP_CHN_S& source, const MPP_CHN_S& destination) const;
+
+  // The first free block of a pool whose blocks are large enough; none if all are taken.
+  struct Block {
+    uint32_t address;  // physical
+    uint32_t size;     // bytes
+    HI_U32 pool;
+    bool taken = false;
+  };
+  std::optional<Block> TakeBlock(uint64_t bytes);
+  void GiveBlock(uint32_t address);
+  size_t BlocksTaken() const;
 
   // For units that take memory beside the pools. False if there is not so much left.
   bool TakeMemory(uint64_t bytes);
@@ -44,6 +56,7 @@ class SystemUnit {
   bool poolsUp_ = false;
   bool ready_ = false;
   uint64_t poolBytes_ = 0;
+  std::vector<Block> blocks_;  // in the order of their addresses, without gaps
   uint64_t taken_ = 0;
   std::vector<Binding> bindings_;
 };
