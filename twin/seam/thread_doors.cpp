@@ -70,11 +70,12 @@ int twin_fcntl(int descriptor, int /*command*/, ...) {
   return Board::Current().descriptors.Find(descriptor) != nullptr ? 0 : WithErrno(-EBADF);
 }
 
+// A physical address is 32 bits wide, also where an offset has a sign.
 void* twin_mmap(void* /*wish*/, size_t size, int /*protection*/, int /*flags*/, int descriptor, off_t offset) {
   Board& board = Board::Current();
   board.kernel.Spend(kCall);
   void* where = MAP_FAILED;
-  WithErrno(board.descriptors.Map(descriptor, size, static_cast<uint64_t>(offset), &where));
+  WithErrno(board.descriptors.Map(descriptor, size, static_cast<uint32_t>(offset), &where));
   return where;
 }
 

@@ -111,7 +111,7 @@ void BayerDump::FrameArrives(const StoredFrame& frame, Duration took) {
     return;
   }
   const Duration late = std::clamp(openSince_ - (kernel_.Now() - took), Duration{0}, took);
-  const size_t missed = kHeight * static_cast<size_t>(late.count()) / static_cast<size_t>(took.count());
+  const auto missed = static_cast<size_t>(int64_t{kHeight} * late.count() / took.count());
   memory_.Put(block->address, kSamples,
               [this, frame, missed](std::span<uint16_t> memory) { Write(pictures_, frame, missed, memory); });
   VIDEO_FRAME_INFO_S info = {};
