@@ -55,6 +55,9 @@ Board::Board(BoardOptions wanted)
       stdio(
           kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); },
           [this] { return SystemTime(); }),
+      tiffFiles(
+          kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); },
+          [this] { return SystemTime(); }),
       array(kernel, faults, *pictures, gpio),
       motionSensor(kernel, faults, attitude, gpio.At(6, 4), gpio.At(6, 3), options.seed),
       gpsCompass(faults, attitude),
@@ -156,6 +159,7 @@ void Board::CleanUp() {
   if (!losingPower_) return;
   losingPower_ = false;
   stdio.Drop();
+  tiffFiles.Drop();
   descriptors.CloseAll();
   heap.FreeAll();
   threads_.clear();

@@ -39,6 +39,7 @@
 #include "twin/seam/heap.h"
 #include "twin/seam/paths.h"
 #include "twin/seam/stdio.h"
+#include "twin/seam/tiff_files.h"
 #include "venc/lumora.h"
 
 namespace twin {
@@ -123,6 +124,7 @@ class Board {
   ClockChip clockChip;
   UsbDisk disk;
   Stdio stdio;
+  TiffFiles tiffFiles;
   FpgaArray array;
   Attitude attitude;  // how the camera is held
   MotionSensor motionSensor;

@@ -52,7 +52,7 @@ ExitCode Sync(Call& call) {
 
 ExitCode Unmount(Call& call) {
   if (call.words != Words{"/mnt/udisk"}) return {};
-  const bool busy = call.board.stdio.OpenOnDisk() > 0;
+  const bool busy = call.board.stdio.OpenOnDisk() + call.board.tiffFiles.OpenOnDisk() > 0;
   const int error = busy ? EBUSY : call.board.disk.Unmount();
   return error == 0 ? 0 : call.Fail("umount: can't unmount /mnt/udisk: " + std::string(strerror(error)), 32);
 }

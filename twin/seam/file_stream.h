@@ -1,26 +1,18 @@
-// A file of the board: a host file underneath, the USB disk's rules in between, a buffer on top.
+// A file of the board with the C library's buffer on top.
 #pragma once
 
 #include <array>
 #include <cstdint>
-#include <functional>
-#include <string>
+#include <memory>
 
+#include "twin/seam/board_file.h"
 #include "twin/seam/stdio.h"
 
 namespace twin {
 
-// Bytes of an open file of the host; 0 if it cannot say.
-uint64_t HostFileSize(int descriptor);
-
 class FileStream final : public Stream {
  public:
-  // date: the board's, since 1970
-  FileStream(Kernel& kernel, UsbDisk& disk, const std::function<Duration()>& date, BoardPath path, int descriptor,
-             bool readable, bool writable);
-  ~FileStream() override;
-  FileStream(const FileStream&) = delete;
-  FileStream& operator=(const FileStream&) = delete;
+  FileStream(Kernel& kernel, UsbDisk& disk, std::unique_ptr<BoardFile> file, bool readable, bool writable);
 
   size_t Read(char* data, size_t size) override;
   size_t Write(const char* data, size_t size) override;
@@ -28,8 +20,7 @@ class FileStream final : public Stream {
   int Seek(int64_t offset, int whence) override;
   int64_t Tell() override { return static_cast<int64_t>(position_); }
   int Close() override;
-  void Stamp();  // the file was changed now
-  bool OnDisk() const { return path_.onDisk; }
+  bool OnDisk() const { return file_->OnDisk(); }
 
  private:
   static constexpr size_t kBufferSize = 4096;  // BUFSIZ on the device's file systems
@@ -39,9 +30,7 @@ class FileStream final : public Stream {
 
   Kernel& kernel_;
   UsbDisk& disk_;
-  const std::function<Duration()>& date_;
-  BoardPath path_;
-  int descriptor_;
+  std::unique_ptr<BoardFile> file_;
   bool readable_, writable_;
   uint64_t position_ = 0;  // where the next byte is read or written, buffer counted
   std::array<char, kBufferSize> buffer_;

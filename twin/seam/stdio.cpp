@@ -67,29 +67,10 @@ FILE* Stdio::Open(const std::string& path, const std::string& mode) {
     case 'a': flags = (update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND; break;
     default: errno = EINVAL; return nullptr;
   }
-  const bool writes = (flags & O_ACCMODE) != O_RDONLY;
-  BoardPath where = paths_.Resolve(path);
-  std::error_code ignored;
-  const bool exists = std::filesystem::exists(where.host, ignored);
-  if (std::filesystem::is_directory(where.host, ignored) && writes) {
-    errno = EISDIR;
-    return nullptr;
-  }
-  if (where.onDisk) {
-    const UsbDisk::Verdict verdict = disk_.BeforeOpen(where.volume, writes, !exists && (flags & O_CREAT) != 0);
-    kernel_.Spend(verdict.takes);
-    if (verdict.error != 0) {
-      errno = verdict.error;
-      return nullptr;
-    }
-  } else {
-    kernel_.Spend(100us);  // a directory look-up on the flash
-  }
-  const int descriptor = open(where.host.c_str(), flags | O_CLOEXEC, 0666);
-  if (descriptor < 0) return nullptr;
-  if (where.onDisk && (flags & O_CREAT) != 0) disk_.SizeChanged(where.volume, HostFileSize(descriptor));
-  files_.emplace_back(kernel_, disk_, date_, std::move(where), descriptor, (flags & O_ACCMODE) != O_WRONLY, writes);
-  if ((flags & O_CREAT) != 0 && ((flags & O_TRUNC) != 0 || !exists)) files_.back().Stamp();
+  auto file = BoardFile::Open(kernel_, paths_, disk_, date_, path, flags);
+  if (file == nullptr) return nullptr;
+  const int access = flags & O_ACCMODE;
+  files_.emplace_back(kernel_, disk_, std::move(file), access != O_WRONLY, access != O_RDONLY);
   if ((flags & O_APPEND) != 0) files_.back().Seek(0, SEEK_END);
   return ToFile(&files_.back());
 }
