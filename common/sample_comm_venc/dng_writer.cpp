@@ -16,16 +16,25 @@ static_assert(TIFFLIB_VERSION >= 20221213);
 
 namespace {
 
+constexpr int kMinWidth = kMinPreviewWidth * kPreviewScale;
 constexpr int kMaxWidth = kMaxPreviewWidth * kPreviewScale;
 constexpr int kMaxHeight = 3264;
 constexpr int kExposures = 6;
 
-// libtiff would otherwise take room for the whole raw picture, 16 MB, and write at the end. Rows gather in this much.
-constexpr tmsize_t kWriteBufferSize = 256 * 1024;
+// libtiff would otherwise take room for a whole picture, 16 MB. A picture's rows gather in at most this much.
+constexpr int kMaxBlockSize = 1024 * 1024;
 
 // From the camera's colours to XYZ, row by row.
 constexpr std::array<float, 9> cam_xyz = {1.69267F,  -0.562643F, -0.084181F, -0.384878F, 1.10835F,
                                           0.318421F, -0.059865F, 0.191797F,  1.04934F};
+
+// Lets the rows of a picture reach the disk in blocks that divide it without a rest: so the last row completes a block,
+// and it is its own writing that fails if the disk is full, not that of the directory behind it.
+void SetUpBlocks(TIFF* tif, int rows, int rowSize) {
+  int blockRows = kMaxBlockSize / rowSize < rows ? kMaxBlockSize / rowSize : rows;
+  while (rows % blockRows != 0) blockRows--;
+  TIFFWriteBufferSetup(tif, nullptr, tmsize_t{blockRows} * rowSize);
+}
 
 void LogTiff(const char* module, const char* format, va_list arguments) {
   std::array<char, 256> text;
@@ -115,8 +124,7 @@ void SetExifTags(TIFF* tif, const LumoVencStatus* en, int hdrIdx, const char* da
 
 int LumoSaveDNG(const uint16_t* imgData, int imgWidth, int imgHeight, int camIdx, int hdrIdx, const LumoVencStatus* en,
                 const char* rawPath) {
-  if (imgWidth < kPreviewScale || imgWidth > kMaxWidth || imgHeight < kPreviewScale || imgHeight > kMaxHeight)
-    return -1;
+  if (imgWidth < kMinWidth || imgWidth > kMaxWidth || imgHeight < kPreviewScale || imgHeight > kMaxHeight) return -1;
   if (hdrIdx < 0 || hdrIdx >= kExposures) return -1;
   const int order = OrderOf(camIdx);
   PrintCurve printCurve;
@@ -130,7 +138,7 @@ int LumoSaveDNG(const uint16_t* imgData, int imgWidth, int imgHeight, int camIdx
   if (tif == nullptr) return -1;
 
   SetPreviewTags(tif, imgWidth, imgHeight, datetime);
-  TIFFWriteBufferSetup(tif, nullptr, kWriteBufferSize);
+  SetUpBlocks(tif, imgHeight / kPreviewScale, 3 * (imgWidth / kPreviewScale));
   std::array<uint8_t, 3 * kMaxPreviewWidth> thumbLine;
   for (int y = 0; y < imgHeight / kPreviewScale; y++) {
     LumoMakePreviewRow(imgData, imgWidth, imgHeight, order, y, &printCurve, thumbLine.data());
@@ -139,7 +147,7 @@ int LumoSaveDNG(const uint16_t* imgData, int imgWidth, int imgHeight, int camIdx
   TIFFWriteDirectory(tif);
 
   SetRawTags(tif, imgWidth, imgHeight, order);
-  TIFFWriteBufferSetup(tif, nullptr, kWriteBufferSize);
+  SetUpBlocks(tif, imgHeight, 2 * imgWidth);
   for (int y = 0; y < imgHeight; y++) {
     const int row = order == 1 ? y : imgHeight - 1 - y;
     auto* const line = const_cast<uint16_t*>(imgData + static_cast<ptrdiff_t>(row) * imgWidth);  // read only

@@ -10,7 +10,7 @@
 //   imgData    imgHeight rows of imgWidth samples without gaps, 10 significant bits at the top of 16, black level 0;
 //              cameras 2 to 22 as they are after preprocessing: each row mirrored, the rows in the sensor's order.
 //              Not changed.
-//   imgWidth   4 to 3264
+//   imgWidth   64 to 3264
 //   imgHeight  4 to 3264
 //   camIdx     0 to 24: cameras 2 to 22 are turned by 180 degrees on the way to the file
 //   hdrIdx     0 to 5: which of en's exposures the frame is
