@@ -170,6 +170,12 @@ int Run(const Arguments& arguments) {
     if (status) status->Clear();
     std::cout << line << std::endl;
   });
+  if (arguments.board.pace == Pace::Real && !arguments.pressOnce) {
+    board.serial.OnPlugged([&] {
+      if (status) status->Clear();
+      std::cout << "remote   " << board.serial.OpenTerminal() << std::endl;
+    });
+  }
   if (!arguments.off) board.PowerOn();
   // Standard output is for results, so that a caller can read them. A line that is rewritten in place would tear what
   // somebody types at the prompt.

@@ -1,6 +1,8 @@
 // The program as a person starts it: its options, what it prints, how it ends.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +11,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+
+#include "tests/support/remote_frame.h"
 
 namespace {
 
@@ -88,6 +92,45 @@ TEST_F(Program, ReadsCommandsFromItsInput) {
   const Ended ended = Run("--pace free <<'END'\nwait idle\nexpect colour red\nstatus\nquit\nstatus\nEND");
   EXPECT_EQ(ended.status, 0);
   EXPECT_THAT(ended.output, testing::MatchesRegex("expected colour red, found blue\n.*ready.*0 shots\n"));
+}
+
+// With the adapter plugged in, a terminal program can play the remote: it sends a frame and reads a display line.
+TEST_F(Program, NamesTheRemotesTerminal) {
+  std::array<int, 2> in, out;
+  ASSERT_EQ(pipe(in.data()) | pipe(out.data()), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(in[0], STDIN_FILENO);
+    dup2(out[1], STDOUT_FILENO);
+    close(in[1]);
+    execl(program.c_str(), program.c_str(), "--pictures", "marked", "--usb", "serial", nullptr);
+    _exit(99);
+  }
+  close(in[0]);
+  close(out[1]);
+  FILE* said = fdopen(out[0], "r");
+  char path[64] = {};
+  EXPECT_EQ(fscanf(said, "remote   %63s", path), 1);
+  const int line = open(path, O_RDWR | O_NOCTTY);
+  EXPECT_GE(line, 0);
+  const std::string frame = RemoteFrame('I');
+  std::string shown;
+  for (int i = 0; i < 60 && shown.size() < 19; i++) {  // the camera may not listen yet
+    EXPECT_EQ(write(line, frame.data(), frame.size()), 16);
+    pollfd answer{line, POLLIN, 0};
+    while (shown.size() < 19 && poll(&answer, 1, 1000) > 0) {
+      std::array<char, 64> data;
+      shown.append(data.data(), static_cast<size_t>(std::max<ssize_t>(read(line, data.data(), data.size()), 0)));
+    }
+  }
+  EXPECT_THAT(shown, testing::MatchesRegex("X0Ready    . 99 ..0"));
+  EXPECT_EQ(write(in[1], "quit\n", 5), 5);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  close(line);
+  close(in[1]);
+  fclose(said);
 }
 
 TEST_F(Program, EndsCleanlyOnInterrupt) {

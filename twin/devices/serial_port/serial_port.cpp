@@ -60,6 +60,7 @@ void SerialPort::Reset() {
 void SerialPort::SetPlugged(bool plugged) {
   gone_ = !plugged;
   changed_.Notify();
+  if (plugged && pluggedListener_) pluggedListener_();
 }
 
 Duration SerialPort::ByteTime() const {
@@ -153,13 +154,14 @@ void SerialPort::Leave(std::string bytes) {
 }
 
 std::string SerialPort::OpenTerminal() {
+  if (slave_ >= 0) return terminal_;
   master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
   if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0) {
     throw std::runtime_error(std::string("no pseudo-terminal: ") + std::strerror(errno));
   }
-  const std::string path = ptsname(master_);
+  terminal_ = ptsname(master_);
   // Our own hold on the far end: without one, the near end reads as hung up until somebody comes.
-  slave_ = open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  slave_ = open(terminal_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
   termios raw{};
   tcgetattr(slave_, &raw);
   cfmakeraw(&raw);
@@ -169,7 +171,7 @@ std::string SerialPort::OpenTerminal() {
     const ssize_t size = read(master_, bytes.data(), bytes.size());
     if (size > 0) Send(std::string_view(bytes.data(), static_cast<size_t>(size)));
   });
-  return path;
+  return terminal_;
 }
 
 }  // namespace twin

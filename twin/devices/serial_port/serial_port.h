@@ -43,8 +43,11 @@ class SerialPort final : public DeviceFile {
   void Forget() { received_.clear(); }
   // Called with each display line of 19 bytes that the remote has received.
   void OnLine(std::function<void(const std::string& line)> listener) { lineListener_ = std::move(listener); }
-  // Opens a pseudo-terminal of the host and joins it to the line. Returns its path. Real pace.
+  // Opens a pseudo-terminal of the host and joins it to the line; the second time it is the same one. Returns its path.
+  // Real pace.
   std::string OpenTerminal();
+  // Called each time the adapter's device file has appeared.
+  void OnPlugged(std::function<void()> listener) { pluggedListener_ = std::move(listener); }
 
   // --- board ---
   void SetPlugged(bool plugged);  // pulled: reads find the end, writes fail
@@ -61,10 +64,12 @@ class SerialPort final : public DeviceFile {
   WaitQueue changed_;
   std::string received_, line_;
   std::function<void(const std::string&)> lineListener_;
+  std::function<void()> pluggedListener_;
   Time inFree_{0}, outFree_{0};  // when the line is free for the next byte
   bool gone_ = false;
   uint64_t epoch_ = 0;  // bytes on their way from before a reset do not arrive
   int master_ = -1, slave_ = -1;
+  std::string terminal_;  // the slave's path
   FaultPoint open_, write_, byte_;
 };
 
