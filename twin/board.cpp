@@ -244,6 +244,7 @@ void Board::WriteLog(const char* data, size_t size) {
 }
 
 size_t Board::LogCount(const std::string& text) const {
+  if (text.empty()) throw std::invalid_argument("nothing stands everywhere in the log");
   size_t count = 0;
   for (size_t at = log_.find(text); at != std::string::npos; at = log_.find(text, at + text.size())) count++;
   return count;
