@@ -1,0 +1,51 @@
+// A board whose motion sensor is driven straight by the tests, as the application does it.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <numbers>
+#include <vector>
+
+#include "common/angle_reader/angle.h"
+#include "common/angle_reader/motion_sensor.h"
+#include "common/angle_reader/soft_i2c.h"
+#include "tests/support/on_board.h"
+
+constexpr double kDegree = std::numbers::pi / 180;
+constexpr int kTouched = 12345;
+
+struct AngleBench : testing::Test {
+  ~AngleBench() override { EXPECT_THAT(board.Complaints(), testing::IsEmpty()); }
+
+  BYTE Register(BYTE address) {
+    BYTE value = 0;
+    EXPECT_EQ(LumoI2cRead(address, 1, &value), 0);
+    return value;
+  }
+  std::vector<int> Memory(uint16_t address, uint16_t count) {
+    BYTE bytes[16] = {};
+    EXPECT_EQ(mpu_read_mem(address, count, bytes), 0);
+    return {bytes, bytes + count};
+  }
+  int InitOnBoard() {
+    int result = -100;
+    OnBoard(board, [&] { result = LumoInitAngle(); });
+    return result;
+  }
+  // The next bytes that the chip sends from its FIFO.
+  void ForgePacket(const std::vector<int32_t>& quaternion) {
+    uint64_t nth = 1;
+    for (const int32_t part : quaternion) {
+      for (int shift = 24; shift >= 0; shift -= 8) {
+        board.faults.Add({.point = "motion.garbage",
+                          .detail = 0x74,
+                          .nth = nth++,
+                          .effect = {.kind = twin::Effect::Kind::Value, .value = part >> shift & 0xFF}});
+      }
+    }
+  }
+
+  twin::Board board{twin::BoardOptions{}};
+  int x = kTouched, y = kTouched;
+};
