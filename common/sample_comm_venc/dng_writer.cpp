@@ -24,7 +24,7 @@ constexpr int kExposures = 6;
 // libtiff would otherwise take room for a whole picture, 16 MB. A picture's rows gather in at most this much.
 constexpr int kMaxBlockSize = 1024 * 1024;
 
-// From the camera's colours to XYZ, row by row.
+// From XYZ to the colours of the camera, row by row.
 constexpr std::array<float, 9> cam_xyz = {1.69267F,  -0.562643F, -0.084181F, -0.384878F, 1.10835F,
                                           0.318421F, -0.059865F, 0.191797F,  1.04934F};
 
