@@ -88,6 +88,17 @@ TEST_F(Program, TwoRunsOfOneSeedAreOne) {
   EXPECT_EQ(system(("diff -r " + (place / "a").string() + ' ' + (place / "b").string()).c_str()), 0);
 }
 
+TEST_F(Program, AsksTheCameraAsAPhoneDoes) {
+  const std::string asking =
+      Script("wait idle\nask /set_prefix?prefix=roof_\nask /do_capture\nwait shot\nwait 1s\nask /get_list\n");
+  const Ended asked = Run("--usb ethernet " + asking);
+  EXPECT_EQ(asked.status, 0);
+  EXPECT_THAT(asked.output, testing::MatchesRegex("OK\nOK\n0,0,[0-9]+.*roof_.*\n"));
+  const Ended vain = Run(asking);  // without an adapter there is nobody to ask
+  EXPECT_EQ(vain.status, 1);
+  EXPECT_THAT(vain.output, HasSubstr(":2: waited for the camera's port"));
+}
+
 TEST_F(Program, ReadsCommandsFromItsInput) {
   const Ended ended = Run("--pace free <<'END'\nwait idle\nexpect colour red\nstatus\nquit\nstatus\nEND");
   EXPECT_EQ(ended.status, 0);

@@ -10,8 +10,8 @@ namespace twin {
 
 namespace {
 
-std::array<std::span<const Command>, 5> Table() {
-  return {WorldCommands(), AttitudeCommands(), RemoteCommands(), TimeCommands(), LookingCommands()};
+std::array<std::span<const Command>, 6> Table() {
+  return {WorldCommands(), AttitudeCommands(), RemoteCommands(), PhoneCommands(), TimeCommands(), LookingCommands()};
 }
 
 const Command* FindCommand(std::string_view name) {

@@ -70,6 +70,7 @@ class Console {
 std::span<const Command> WorldCommands();     // what a person and nature do
 std::span<const Command> AttitudeCommands();  // how the camera is held, and where
 std::span<const Command> RemoteCommands();    // the wireless remote
+std::span<const Command> PhoneCommands();     // a client in the network
 std::span<const Command> TimeCommands();      // waiting, power, the session
 std::span<const Command> LookingCommands();   // what can be seen, and expected
 
