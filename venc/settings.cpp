@@ -1,11 +1,11 @@
 #include "venc/settings.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "common/calibration.h"
 #include "common/log.h"
+#include "common/number.h"
 #include "venc/key_values.h"
 
 namespace {
@@ -49,12 +49,12 @@ void TakePrefix(ControlSignals* ctrlSigs, const char* value) {
 void TakeSetting(void* target, const char* key, const char* value) {
   ControlSignals* ctrlSigs = static_cast<ControlSignals*>(target);
   for (const ByteKey& row : kByteKeys) {
-    if (strcmp(key, row.key) == 0) ctrlSigs->*row.field = static_cast<BYTE>(atoi(value));
+    if (strcmp(key, row.key) == 0) ctrlSigs->*row.field = static_cast<BYTE>(LumoNumber(value));
   }
   for (const IntKey& row : kSettingIntKeys) {
-    if (strcmp(key, row.key) == 0) ctrlSigs->*row.field = atoi(value);
+    if (strcmp(key, row.key) == 0) ctrlSigs->*row.field = LumoNumber(value);
   }
-  if (strcmp(key, "evcompval") == 0) ctrlSigs->evCompVal = static_cast<int8_t>(atoi(value));
+  if (strcmp(key, "evcompval") == 0) ctrlSigs->evCompVal = static_cast<int8_t>(LumoNumber(value));
   if (strcmp(key, "saveraw") == 0) ctrlSigs->saveRaw = 0;
   if (strcmp(key, "prefix") == 0) TakePrefix(ctrlSigs, value);
 }
@@ -62,12 +62,12 @@ void TakeSetting(void* target, const char* key, const char* value) {
 void TakeVertex(void* target, const char* key, const char* value) {
   ControlSignals* ctrlSigs = static_cast<ControlSignals*>(target);
   for (const IntKey& row : kVertexKeys) {
-    if (strcmp(key, row.key) == 0) ctrlSigs->*row.field = atoi(value);
+    if (strcmp(key, row.key) == 0) ctrlSigs->*row.field = LumoNumber(value);
   }
 }
 
 void TakeInfo(void* target, const char* key, const char* value) {
-  if (strcmp(key, "deviceid") == 0) static_cast<ControlSignals*>(target)->deviceId = atoi(value);
+  if (strcmp(key, "deviceid") == 0) static_cast<ControlSignals*>(target)->deviceId = LumoNumber(value);
 }
 
 // Zeros for what the file lacks. False if it does not open.

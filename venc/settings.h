@@ -1,6 +1,6 @@
 // What the device remembers from one start to the next: the user's settings on the disk, which follow the disk and not
 // the camera, and the tilt offset and model number on its own flash. All three are key=value files; numbers are taken
-// by atoi and cut to their field's width, without a range test.
+// by LumoNumber and cut to their field's width, without a range test.
 #pragma once
 
 #include "common/control_signals.h"

@@ -6,6 +6,7 @@
 
 #include "common/calibration.h"
 #include "common/log.h"
+#include "common/number.h"
 #include "venc/key_values.h"
 #include "venc/settings.h"
 #include "venc/whole_file.h"
@@ -126,7 +127,7 @@ void TakeNumber(const UpdateNumber& update, ControlSignals* ctrlSigs) {
   char text[129];
   const int length = LumoReadText(update.path, text, sizeof(text));
   if (length < 0) return;
-  const int value = atoi(text);
+  const int value = LumoNumber(text);
   const bool valid = length > 0 && value >= 0 && value <= update.maxValue;
   if (valid) {
     ctrlSigs->*update.field = static_cast<BYTE>(value);

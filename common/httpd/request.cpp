@@ -3,42 +3,35 @@
 #include <strings.h>
 
 #include <cctype>
-#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 
 #include "common/fpga_ctrl/array/bounds.h"
 #include "common/httpd/server.h"
+#include "common/number.h"
 
 static constexpr int kLineSize = 1024;
 static constexpr int kMethodSize = 255;
 
 // --- values ---
 
-// As atoi; a number beyond an int saturates, as the device's 32-bit library has it.
-static int Number(const char* value) {
-  const long number = strtol(value, nullptr, 10);
-  if (number > INT_MAX) return INT_MAX;
-  return number < INT_MIN ? INT_MIN : static_cast<int>(number);
-}
+static int Clamped(const char* value, int least, int most) { return LMin(LMax(LumoNumber(value), least), most); }
 
-static int Clamped(const char* value, int least, int most) { return LMin(LMax(Number(value), least), most); }
-
-static int Masked(const char* value, int mask) { return Number(value) & mask; }
+static int Masked(const char* value, int mask) { return LumoNumber(value) & mask; }
 
 static int Truth(const char* value) { return strcasecmp(value, "true") == 0 || strcmp(value, "1") == 0 ? 1 : 0; }
 
 // A client sends either a small index, 8 meaning no compensation, or the biased value itself.
 static int Compensation(const char* value) {
-  int ev = Number(value);
+  int ev = LumoNumber(value);
   if (ev < 16) ev += 120;
   return LMin(LMax(ev, 112), 144);
 }
 
 // 0 to 25; what lies outside falls back to 0.
 static int Index(const char* value) {
-  const int index = Number(value);
+  const int index = LumoNumber(value);
   return index < 0 || index > 25 ? 0 : index;
 }
 
@@ -59,7 +52,7 @@ struct QueryKey {
 };
 
 static constexpr QueryKey kQueryKeys[] = {
-    {"session", [](char* v, HttpRequest* r) { r->session = Number(v); }},
+    {"session", [](char* v, HttpRequest* r) { r->session = LumoNumber(v); }},
     {"filename", [](char* v, HttpRequest* r) { r->mainName = v; }},
     {"time", [](char* v, HttpRequest* r) { r->timeStr = v; }},
     {"strobemode", [](char* v, HttpRequest* r) { r->strobeMode = Masked(v, 3); }},
@@ -70,8 +63,8 @@ static constexpr QueryKey kQueryKeys[] = {
     {"isomode", [](char* v, HttpRequest* r) { r->isoMode = Masked(v, 3); }},
     {"exposure", [](char* v, HttpRequest* r) { r->manualExpsUs = Clamped(v, 250, 9000000); }},
     {"iso", [](char* v, HttpRequest* r) { r->manualIso = Clamped(v, 100, 1600); }},
-    {"longitude", [](char* v, HttpRequest* r) { r->longitude = Number(v); }},
-    {"latitude", [](char* v, HttpRequest* r) { r->latitude = Number(v); }},
+    {"longitude", [](char* v, HttpRequest* r) { r->longitude = LumoNumber(v); }},
+    {"latitude", [](char* v, HttpRequest* r) { r->latitude = LumoNumber(v); }},
     {"saveraw", [](char* v, HttpRequest* r) { r->saveRaw = Truth(v); }},
     {"gyrocorrect", [](char* v, HttpRequest* r) { r->gyroCorrect = Clamped(v, 0, 2); }},
     {"btnsetting", [](char* v, HttpRequest* r) { r->btnSetting = Clamped(v, 0, 2); }},
@@ -128,7 +121,7 @@ static bool ReadHeaders(int client, char* buf, HttpRequest* request) {
     if (length < 0) return false;
     if (request->httpMode != 1) continue;
     const char* found = strstr(buf, kLengthHeader);
-    if (found != nullptr) request->contentLength = Number(found + strlen(kLengthHeader));
+    if (found != nullptr) request->contentLength = LumoNumber(found + strlen(kLengthHeader));
   }
   return true;
 }

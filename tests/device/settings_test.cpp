@@ -78,6 +78,10 @@ TEST_F(Settings, NumbersAreCutAndNothingIsTrimmedOrTested) {
   EXPECT_EQ(ctrlSigs->manualIso, 12);
   EXPECT_EQ(ctrlSigs->delayMode, 0) << "split at the first =";
   EXPECT_EQ(ctrlSigs->evCompVal, static_cast<int8_t>(200));
+  // Beyond an int: as where a long has 32 bits.
+  EXPECT_EQ(Load("capturemode=4294967296\nmanualiso=-4294967295\n"), 0);
+  EXPECT_EQ(ctrlSigs->captureMode, 255);
+  EXPECT_EQ(ctrlSigs->manualIso, INT32_MIN);
   EXPECT_EQ(ctrlSigs->thumbCamIdx, 0) << "no line feed behind it";
 }
 

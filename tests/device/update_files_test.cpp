@@ -199,7 +199,7 @@ TEST_F(UpdateFiles, NumbersAreTakenAndSaved) {
   EXPECT_TRUE(stored("wirelessid=9"));
 
   fs::remove(disk / "DCIM" / "setting.ini");
-  for (const char* text : {"25", "-1", ""}) {
+  for (const char* text : {"25", "-1", "4294967297", ""}) {
     EXPECT_EQ(Outcome("thumbnail.txt", text), "thumbnail_error.txt") << text;
   }
   for (const char* text : {"10", "-1", ""}) {
