@@ -97,11 +97,17 @@ TEST_F(DeviceMemory, FailuresAreLoggedAndGiveNull) {
   mmapFails = false;
   mallocFails = true;
   EXPECT_EQ(memmap(0x12010000, 4), nullptr);
+  unsigned int value = 0x55;
+  EXPECT_EQ(himm(1, 0x12010000, &value), -1) << "and the process goes on";
+  EXPECT_EQ(himm(0, 0x12010000, &value), -1);
+  EXPECT_EQ(value, 0u);
   mallocFails = false;
   EXPECT_EQ(Log(),
             "memmap():open /dev/mem error!\n"
             "memmap():size can't be zero!\n"
             "memmap():mmap @ 0x12010000 error!\n"
+            "memmap():malloc new node failed!\n"
+            "memmap():malloc new node failed!\n"
             "memmap():malloc new node failed!\n");
   // None of them stands in the way of the next.
   EXPECT_NE(memmap(0x12010000, 4), nullptr);

@@ -75,6 +75,10 @@ void* memmap(unsigned int phy_addr, unsigned int size) {
 
 int himm(unsigned int rw, unsigned int ulAddr, unsigned int* ulValue) {
   volatile uint32_t* reg = static_cast<volatile uint32_t*>(memmap(ulAddr, kHimmSpan));
+  if (reg == nullptr) {  // the log says why
+    if (rw == 0) *ulValue = 0;
+    return -1;
+  }
   if (rw == 0) {
     *ulValue = *reg;
   } else {

@@ -8,6 +8,7 @@
 // thread touches are mapped in LumoGpioInit.
 void* memmap(unsigned int phy_addr, unsigned int size);
 
-// rw 0 reads the 32-bit register at ulAddr into *ulValue, any other value writes *ulValue to it. Always 0.
-// A register whose page cannot be mapped ends the process in a memory fault: nothing works without registers.
+// rw 0 reads the 32-bit register at ulAddr into *ulValue, any other value writes *ulValue to it. Returns 0, or -1 for a
+// register whose page cannot be mapped: it reads as 0. Nobody looks at the result; without registers no layer comes up,
+// and that is what the start fails by.
 int himm(unsigned int rw, unsigned int ulAddr, unsigned int* ulValue);
