@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 constexpr int kCameraCount = 25;
 
@@ -39,9 +40,11 @@ using CameraVignetInfo = TagCameraVignetInfo;
 constexpr int kWhiteBalanceSlot = 63;
 
 static_assert(sizeof(CameraConfInfo) == 32);
+static_assert(std::has_unique_object_representations_v<CameraConfInfo>, "a narrower field would leave a gap");
 static_assert(offsetof(CameraConfInfo, lensType) == 2);
 static_assert(sizeof(CameraConfInfo) * kCameraCount == 800);
 static_assert(sizeof(CameraVignetInfo) == 3080);
+static_assert(sizeof(CameraVignetInfo::imgIdx) == 4 && sizeof(CameraVignetInfo::vignettingNum) == 4);
 static_assert(offsetof(CameraVignetInfo, vignettingCurveB) == 8);
 static_assert(offsetof(CameraVignetInfo, vignettingCurveG) == 1032);
 static_assert(offsetof(CameraVignetInfo, vignettingCurveR) == 2056);

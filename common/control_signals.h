@@ -95,6 +95,8 @@ static_assert(sizeof(ControlSignals::errFileList) == kErrFileSlots * kErrFileNam
 static_assert(sizeof(ControlSignals::prefix) == 12);
 static_assert(sizeof(ControlSignals::oriInfo) == 11);
 static_assert(sizeof(ControlSignals::camTemp) == 25);
+static_assert(offsetof(ControlSignals, batVoltageValIdx) == 100 && offsetof(ControlSignals, fileList) == 436);
+static_assert(sizeof(ControlSignals) == 436 + 65536 + 4 + 16384 + 4 + 12 + 11 + 25);
 static_assert(offsetof(ControlSignals, batVoltageVal) == 34, "the one-byte fields stand without gaps in front");
 
 // Values of `needCapture` and `needSave` that both stages share. Codes below 0x10 name a failed step; the table of

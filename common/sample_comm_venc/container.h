@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <type_traits>
 
 #include "common/calibration.h"
 #include "common/control_signals.h"
@@ -79,6 +80,7 @@ struct TagRawImageInfo {
 };
 using RawImageInfo = TagRawImageInfo;
 static_assert(sizeof(RawImageInfo) == 256);
+static_assert(std::has_unique_object_representations_v<RawImageInfo>, "a narrower field would leave a gap");
 static_assert(offsetof(RawImageInfo, shutterLines0) == 40 && offsetof(RawImageInfo, gain2) == 84);
 static_assert(offsetof(RawImageInfo, evBiasMode) == 104 && offsetof(RawImageInfo, hdrMode) == 112);
 static_assert(offsetof(RawImageInfo, oriQuality) == 132 && offsetof(RawImageInfo, twoHalfMode) == 144);
@@ -98,6 +100,7 @@ struct TagJpgDataIndexInfo {
 };
 using JpgDataIndexInfo = TagJpgDataIndexInfo;
 static_assert(sizeof(JpgDataIndexInfo) == 20);
+static_assert(std::has_unique_object_representations_v<JpgDataIndexInfo>, "a narrower field would leave a gap");
 static_assert(offsetof(JpgDataIndexInfo, jpgFileOffset) == 12 && offsetof(JpgDataIndexInfo, jpgFileSize) == 16);
 static_assert(sizeof(JpgDataIndexInfo) * kMaxJpgDataIndex == 6000);
 

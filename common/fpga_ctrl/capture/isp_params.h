@@ -2,6 +2,7 @@
 // The records mirror the media library's own, so that the arithmetic needs none of it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "common/types.h"
@@ -41,6 +42,7 @@ using LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S = LUMO_hiISP_YUV_SHARPEN_MANUAL_ATTR_S;
 static_assert(sizeof(LUMO_ISP_BAYER_SHARPEN_S) == 4);
 static_assert(sizeof(LUMO_ISP_BAYER_SHARPEN_EX_S) == 4);
 static_assert(sizeof(LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S) == 24);
+static_assert(offsetof(LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S, au8LumaWgt) == 18);
 
 // Fills the noise threshold and all three records for frames of this gain (16 is unity). Interpolates the tables
 // between whole stops; gains at or below unity give their first column, from seven stops on their last.
