@@ -40,6 +40,14 @@ void Log(Console& console, const Words& arguments) {
   console.out << (start == 0 ? log : log.substr(start + 1));
 }
 
+void Memory(Console& console, const Words&) {
+  const Heap& heap = console.board.heap;
+  console.out << "heap " << heap.Bytes() << " bytes, at most " << heap.Peak() << '\n';
+  for (const Kernel::StackDepth& stack : console.board.kernel.StackDepths()) {
+    console.out << "stack of " << stack.fiber << " at most " << stack.bytes << '\n';
+  }
+}
+
 // --- expectations ---
 
 std::string Quoted(const std::string& text) { return '"' + text + '"'; }
@@ -130,11 +138,12 @@ void Expect(Console& console, const Words& arguments) {
                      what + '"');
 }
 
-constexpr std::array<Command, 5> kCommands = {{
+constexpr std::array<Command, 6> kCommands = {{
     {"status", "", "what the board shows", 0, 0,
      [](Console& c, const Words&) { c.out << StatusText(c.board, c.watch) << '\n'; }},
     {"log", "[N|on|off]", "the last N lines of the log, 20 if not said; or each line as it comes", 0, 1, Log},
     {"faults", "", "what can break, how, and what is to break now", 0, 0, Faults_},
+    {"memory", "", "what the application's heap and its threads' stacks take and took", 0, 0, Memory},
     {"listen", "", "count LED and buzzer pulses anew", 0, 0,
      [](Console& c, const Words&) { c.board.panel.ForgetPulses(); }},
     {"expect",

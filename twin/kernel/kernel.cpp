@@ -1,5 +1,7 @@
 #include "twin/kernel/kernel.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <boost/context/protected_fixedsize_stack.hpp>
 #include <cerrno>
@@ -116,6 +118,20 @@ Fiber* Kernel::Spawn(std::string name, std::function<void()> body) {
 bool Kernel::Finished(const Fiber* fiber) const {
   const auto found = std::find_if(fibers_.begin(), fibers_.end(), [fiber](const auto& f) { return f.get() == fiber; });
   return found == fibers_.end() || (*found)->done;
+}
+
+// A fresh stack is zero, and what has been written on it hardly ever is all zero again: the deepest trace tells. Its
+// lowest page is the guard.
+std::vector<Kernel::StackDepth> Kernel::StackDepths() const {
+  std::vector<StackDepth> depths;
+  for (const auto& fiber : fibers_) {
+    if (fiber->done) continue;
+    const char* bottom = static_cast<const char*>(fiber->stackBottom);
+    const char* top = bottom + fiber->stackSize;
+    const char* trace = std::find_if(bottom + sysconf(_SC_PAGESIZE), top, [](char byte) { return byte != 0; });
+    depths.push_back({fiber->name, static_cast<size_t>(top - trace)});
+  }
+  return depths;
 }
 
 bool Kernel::Dying() const { return current_ != nullptr && current_->dying; }

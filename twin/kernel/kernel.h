@@ -68,6 +68,13 @@ class Kernel {
   }
   bool InFiber() const { return current_ != nullptr; }
 
+  // How deep the stack of each living fiber has been, in bytes, in order of their starts.
+  struct StackDepth {
+    std::string fiber;
+    size_t bytes;
+  };
+  std::vector<StackDepth> StackDepths() const;
+
   // Ends every fiber where it stands: the power is gone. Their stacks are unwound, so that the host loses no memory;
   // doors that are reached while unwinding do nothing (see Dying). From a fiber, this does not return: it throws
   // FiberKilled, which only the kernel catches.

@@ -1,5 +1,6 @@
 #include "twin/seam/heap.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,7 @@ void* Heap::Allocate(size_t size, bool clear) {
   if (block != nullptr) {
     blocks_.emplace(block, size);
     bytes_ += size;
+    peak_ = std::max(peak_, bytes_);
   }
   return block;
 }

@@ -21,11 +21,13 @@ class Heap {
   void Free(void* block);
   void FreeAll();
   size_t Bytes() const { return bytes_; }
+  size_t Peak() const { return peak_; }  // the most that it ever held at once
   size_t Blocks() const { return blocks_.size(); }
 
  private:
   std::unordered_map<void*, size_t> blocks_;
   size_t bytes_ = 0;
+  size_t peak_ = 0;
   FaultPoint malloc_;
 };
 
