@@ -7,6 +7,9 @@ if(NOT CMAKE_CROSSCOMPILING)
   return()
 endif()
 
+target_compile_options(lumora_app PRIVATE -Wcast-align=strict)  # no access that the processor would have to take apart
+target_compile_options(lumora PRIVATE -Wcast-align=strict)
+
 # A camera takes a new program as one file, so the program carries its picture libraries and its C++ runtime. What is
 # left to be found on the device is the C library and the media library; what they lack shows at the start and not in
 # the middle of a shot.

@@ -51,9 +51,10 @@ install() {
   rm -f "$log"
 }
 
-# configure_and_build preset [target...]
+# configure_and_build preset [target...], with what else `configure_options` says
+configure_options=()
 configure_and_build() {
   local preset=$1
   shift
-  cmake --preset "$preset" >/dev/null && cmake --build --preset "$preset" ${*:+--target "$@"}
+  cmake --preset "$preset" "${configure_options[@]}" >/dev/null && cmake --build --preset "$preset" ${*:+--target "$@"}
 }
