@@ -158,6 +158,7 @@ int LumoSaveDNG(const uint16_t* imgData, int imgWidth, int imgHeight, int camIdx
   }
   TIFFWriteDirectory(tif);
 
+  TIFFFreeDirectory(tif);  // if it was not written it is still there, and would be forgotten
   TIFFCreateEXIFDirectory(tif);
   SetExifTags(tif, en, hdrIdx, datetime);
   uint64_t exif_dir_offset = 0;

@@ -40,6 +40,13 @@ int twin_TIFFWriteDirectory(TIFF* tiff) {
   return Board::Current().tiffFiles.Call(tiff, 0, [=] { return TIFFWriteDirectory(tiff); });
 }
 
+void twin_TIFFFreeDirectory(TIFF* tiff) {
+  Board::Current().tiffFiles.Call(tiff, 0, [=] {
+    TIFFFreeDirectory(tiff);
+    return 0;
+  });
+}
+
 int twin_TIFFCreateEXIFDirectory(TIFF* tiff) {
   return Board::Current().tiffFiles.Call(tiff, 1, [=] { return TIFFCreateEXIFDirectory(tiff); });  // 0 is success
 }
