@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The twin built for this machine and the twin built for the board live through the same day from the same seed, and
-# leave the same bytes: shots, settings, logs. Between the two builds differ the width of a long, of a pointer and of a
+# leave the same bytes: shots, settings, answers, logs. Between the two builds differ the width of a long, of a pointer and of a
 # size, the sign of a char, the vector and floating-point units and the C library's mathematics.
 #   same_day.sh TWIN BOARD_TWIN LUMORA_SHOT SCRIPT
 set -euo pipefail
@@ -21,6 +21,8 @@ live_through() {  # PROGRAM NAME
 live_through "$twin" here
 live_through "$board_twin" board
 
+diff <(grep -vE '^(heap|stack)' "$folder/here.said") <(grep -vE '^(heap|stack)' "$folder/board.said") ||
+  fail "the two builds said different things"
 diff -r "$folder/here" "$folder/board" || fail "the two builds left different files"
 shots=("$folder"/board/mnt/udisk/DCIM/*.ori)
 [ "${#shots[@]}" -eq 4 ] || fail "${#shots[@]} shots instead of 4"
