@@ -1,5 +1,6 @@
 #include "common/sample_comm_venc/raw_preprocess.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -24,7 +25,8 @@ constexpr int kRangeSteps[] = {64, 192, 384};
 using Samples = uint16_t __attribute__((vector_size(16)));
 using Levels = int16_t __attribute__((vector_size(16)));
 using Pairs = uint32_t __attribute__((vector_size(16)));
-using Noise = BYTE __attribute__((vector_size(8)));
+using Bytes = BYTE __attribute__((vector_size(16)));
+using Halves = uint64_t __attribute__((vector_size(16)));
 constexpr int kLanes = 8;
 
 [[gnu::always_inline]] inline Samples Load(const uint16_t* from) {
@@ -112,42 +114,64 @@ uint16_t Cleaned(uint16_t sample, BYTE noise) {
   return static_cast<uint16_t>((out > kMaxLevel ? kMaxLevel : out) << kLevelShift);
 }
 
-[[gnu::always_inline]] inline Samples Cleaned(const uint16_t* from, const BYTE* noise) {
-  const Levels level = reinterpret_cast<Levels>(Load(from) >> kLevelShift);
-  Noise bytes;
-  memcpy(&bytes, noise, sizeof(bytes));
-  // Shifted down by 3, 2, 1 or 0: taken once, twice, four or eight times, and shifted by 3. A comparison that holds
-  // gives -1.
-  constexpr int16_t steps[] = {kRangeSteps[0] - 1, kRangeSteps[1] - 1, kRangeSteps[2] - 1};
-  const Levels times = 1 - (level > steps[0]) + ((level > steps[1]) & 2) + ((level > steps[2]) & 4);
-  const Levels dither = (__builtin_convertvector(bytes, Levels) * times) >> 3;
-  const Levels black = Levels{} + static_cast<int16_t>(kBlackLevel);
-  const Levels most = Levels{} + static_cast<int16_t>(kMaxLevel);
-  const Levels dithered = level - dither;
-  const Levels out = (dithered > black ? dithered : black) - black;
-  return reinterpret_cast<Samples>(out > most ? most : out) << kLevelShift;
+// Eight numbers of noise, as words.
+[[gnu::always_inline]] inline Levels LoadNoise(const BYTE* noise) {
+  static_assert(std::endian::native == std::endian::little, "a byte is the lower half of a word");
+  uint64_t numbers;
+  memcpy(&numbers, noise, sizeof(numbers));
+  const Bytes bytes = reinterpret_cast<Bytes>(Halves{numbers, 0});
+  return reinterpret_cast<Levels>(
+      __builtin_shufflevector(bytes, Bytes{}, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
 }
 
-// Eight samples as they stand in the cleaned row, at their own place or at that which mirrors it.
+// Eight cleaned levels.
+[[gnu::always_inline]] inline Levels CleanedLevels(const uint16_t* from, const BYTE* noise) {
+  const Levels level = reinterpret_cast<Levels>(Load(from) >> kLevelShift);
+  // A comparison that holds gives -1: noise is taken never, once, twice or four times, and shifted down by two.
+  const Levels some = level >= static_cast<int16_t>(kRangeSteps[0]);
+  const Levels more = level >= static_cast<int16_t>(kRangeSteps[1]);
+  const Levels full = level >= static_cast<int16_t>(kRangeSteps[2]);
+  const Levels times = -(some + more + full + full);
+  const Levels black = Levels{} + static_cast<int16_t>(kBlackLevel);
+  const Levels most = Levels{} + static_cast<int16_t>(kMaxLevel);
+  const Levels dithered = level - (LoadNoise(noise) * times >> 2);
+  const Levels out = (dithered > black ? dithered : black) - black;
+  return out > most ? most : out;
+}
+
+// Eight levels as samples in the cleaned row, at their own place or at that which mirrors it.
 template <bool mirrored, bool exchanged>
-[[gnu::always_inline]] inline Samples InPlace(Samples samples) {
-  Pairs pairs = reinterpret_cast<Pairs>(samples);
-  if constexpr (mirrored) pairs = pairs << 16 | pairs >> 16;
-  if constexpr (mirrored && exchanged) pairs = __builtin_shufflevector(pairs, pairs, 2, 3, 0, 1);
-  if constexpr (mirrored && !exchanged) pairs = __builtin_shufflevector(pairs, pairs, 3, 2, 1, 0);
-  if constexpr (!mirrored && exchanged) pairs = __builtin_shufflevector(pairs, pairs, 1, 0, 3, 2);
+[[gnu::always_inline]] inline Samples InPlace(Levels levels) {
+  Pairs pairs = reinterpret_cast<Pairs>(levels);
+  if constexpr (mirrored) {
+    // Each two change places and move up in one: a level has no bit that the other's place would see.
+    pairs = pairs << (16 + kLevelShift) | pairs >> (16 - kLevelShift);
+    pairs = exchanged ? __builtin_shufflevector(pairs, pairs, 2, 3, 0, 1)
+                      : __builtin_shufflevector(pairs, pairs, 3, 2, 1, 0);
+  } else {
+    pairs = pairs << kLevelShift;
+    if constexpr (exchanged) pairs = __builtin_shufflevector(pairs, pairs, 1, 0, 3, 2);
+  }
   return reinterpret_cast<Samples>(pairs);
 }
 
-// Cleans a row whose width is a multiple of eight. A mirrored one goes through a row of its own.
+// Cleans a row whose width is a multiple of eight. A mirrored one is worked on from both ends, which change places: so
+// no row is copied back. The row at `ahead` is fetched meanwhile.
 template <bool mirrored, bool exchanged>
-void CleanRow(uint16_t* row, const BYTE* noise, int width) {
-  uint16_t rowBuf[kRawWidth];
-  uint16_t* const to = mirrored ? rowBuf : row;
-  for (int x = 0; x < width; x += kLanes) {
-    Store(to + (mirrored ? width - kLanes - x : x), InPlace<mirrored, exchanged>(Cleaned(row + x, noise + x)));
+void CleanRow(uint16_t* row, const uint16_t* ahead, const BYTE* noise, int width) {
+  if constexpr (mirrored) {
+    for (int left = 0, right = width - kLanes; left <= right; left += kLanes, right -= kLanes) {
+      __builtin_prefetch(ahead + 2 * left);
+      const Levels first = CleanedLevels(row + left, noise + left);
+      const Levels last = CleanedLevels(row + right, noise + right);
+      Store(row + left, InPlace<mirrored, exchanged>(last));
+      Store(row + right, InPlace<mirrored, exchanged>(first));
+    }
+  } else {
+    for (int x = 0; x < width; x += kLanes) {
+      Store(row + x, InPlace<mirrored, exchanged>(CleanedLevels(row + x, noise + x)));
+    }
   }
-  if (mirrored) memcpy(row, rowBuf, sizeof(rowBuf[0]) * width);
 }
 
 // The same for any width. Samples behind the last whole group of four have no pair to change places with.
@@ -161,10 +185,17 @@ void CleanAnyRow(uint16_t* row, const BYTE* noise, int width, bool mirrored, boo
   memcpy(row, rowBuf, sizeof(rowBuf[0]) * width);
 }
 
-void CleanRow(uint16_t* row, const BYTE* noise, int width, bool mirrored, bool exchanged) {
-  if (width % kLanes != 0) return CleanAnyRow(row, noise, width, mirrored, exchanged);
-  if (mirrored) return exchanged ? CleanRow<true, true>(row, noise, width) : CleanRow<true, false>(row, noise, width);
-  return exchanged ? CleanRow<false, true>(row, noise, width) : CleanRow<false, false>(row, noise, width);
+template <bool mirrored, bool exchanged>
+void CleanRows(uint16_t* rawBuf, int imgWidth, int imgHeight) {
+  for (int i = 0; i < imgHeight; i++) {
+    uint16_t* const row = rawBuf + static_cast<size_t>(i) * imgWidth;
+    const BYTE* const noise = g_rndTable + imgWidth * (i % kRndRows);
+    if (imgWidth % kLanes == 0) {
+      CleanRow<mirrored, exchanged>(row, i + 1 < imgHeight ? row + imgWidth : row, noise, imgWidth);
+    } else {
+      CleanAnyRow(row, noise, imgWidth, mirrored, exchanged);
+    }
+  }
 }
 
 }  // namespace
@@ -182,10 +213,8 @@ void InitRandomTable() {
 void PreProcRawData(uint16_t* rawBuf, int imgWidth, int imgHeight, int camIdx, int* orderTable) {
   if (imgWidth < 1 || imgWidth > kRawWidth || camIdx < 0 || camIdx >= kCameraCount) return;
   if (orderTable[camIdx] == 0) orderTable[camIdx] = MeasuredOrder(rawBuf, imgWidth, imgHeight);
-  const bool mirrored = !IsStraight(camIdx);
   const bool exchanged = orderTable[camIdx] == -1;
-  for (int row = 0; row < imgHeight; row++) {
-    CleanRow(rawBuf + static_cast<size_t>(row) * imgWidth, g_rndTable + imgWidth * (row % kRndRows), imgWidth, mirrored,
-             exchanged);
-  }
+  const auto clean = IsStraight(camIdx) ? (exchanged ? CleanRows<false, true> : CleanRows<false, false>)
+                                        : (exchanged ? CleanRows<true, true> : CleanRows<true, false>);
+  clean(rawBuf, imgWidth, imgHeight);
 }

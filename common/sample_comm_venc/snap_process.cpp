@@ -12,6 +12,8 @@
 #include "common/sample_comm_venc/capture_end.h"
 #include "common/sample_comm_venc/capture_start.h"
 #include "common/sample_comm_venc/frame_filing.h"
+#include "common/sample_comm_venc/raw_dump.h"
+#include "common/sample_comm_venc/raw_preprocess.h"
 #include "common/sample_comm_venc/replay_tables.h"
 #include "common/sample_comm_venc/venc_status.h"
 
@@ -130,9 +132,15 @@ Handled HandleFrame(LumoVencStatus* en, ControlSignals* ctrlSigs, VENC_CHN chann
   return Handled::kGoOn;
 }
 
+// The array rests only after the raw pass, which replays its frames once more.
 void CloseShot(LumoVencStatus* en, ControlSignals* ctrlSigs) {
-  // The raw frames that saveRaw asks for are not taken: such a shot ends like any other, with its file complete.
-  if (LumoVencCaptureEnd(en, ctrlSigs) == 0) ctrlSigs->needSave = 0;
+  if (LumoVencCaptureEnd(en, ctrlSigs) == 0) {
+    if (ctrlSigs->saveSingle == 0 && ctrlSigs->saveRaw != 0) {
+      LumoDumpRawList(en, ctrlSigs);
+    } else {
+      ctrlSigs->needSave = 0;
+    }
+  }
   LumoCaptureEnd();
   en->isBusy = 0;
   en->retryCnt = 0;
@@ -197,6 +205,7 @@ bool FollowShot(LumoVencStatus* en, ControlSignals* ctrlSigs, FramePair* frames)
 }  // namespace
 
 int LumoVencSnapProcess(ControlSignals* ctrlSigs) {
+  InitRandomTable();
   LumoVencStatus en = {};
   en.vencFd0 = -1;
   en.vencFd1 = -1;

@@ -1,0 +1,254 @@
+// Shots with raw frames as a client takes them: which frame each file holds, and every way in which a raw pass can
+// fail.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <set>
+
+#include "tests/support/file_bytes.h"
+#include "tests/support/gray_picture.h"
+#include "tests/support/http_board.h"
+#include "tests/support/marked_shot.h"
+#include "tests/support/read_mark.h"
+#include "tests/support/tiff_walk.h"
+#include "twin/light/tone.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// Every fourth sample of every fourth row of a DNG file's mosaic, as it would be shown: enough for a mark.
+GrayPicture ShownMosaic(const fs::path& path) {
+  const TiffWalk file(FileBytes(path));
+  const TiffDirectory mosaic = file.Directory(static_cast<uint64_t>(file.First().at(330).values.at(0)));
+  const auto width = static_cast<size_t>(mosaic.at(256).values.at(0)),
+             height = static_cast<size_t>(mosaic.at(257).values.at(0));
+  const auto start = static_cast<size_t>(mosaic.at(273).values.at(0));  // in one strip
+  if (mosaic.at(279).values != std::vector{2.0 * width * height}) throw std::runtime_error("not in one strip");
+  GrayPicture picture{static_cast<int>(width / 4), static_cast<int>(height / 4), {}};
+  for (size_t row = 0; row < height; row += 4) {
+    for (size_t column = 0; column < width; column += 4) {
+      const size_t at = start + (row * width + column) * 2;
+      const int sample = file.bytes.at(at) | file.bytes.at(at + 1) << 8;
+      EXPECT_EQ(sample & 63, 0);
+      picture.pixels.push_back(static_cast<uint8_t>(std::lround(255 * twin::Display(sample / 64 / 1009.0))));
+    }
+  }
+  return picture;
+}
+
+struct RawShot : HttpBoard {
+  // Reads each file as soon as it is written, tells what it is by its mark, and takes it off the host's disk: a whole
+  // pass would fill 1.3 or 2.6 GB.
+  void ReadFilesAsTheyCome() {
+    board.OnLogLine([this](twin::Time when, const std::string& line) {
+      if (line.find("SaveRaw:") != std::string::npos) {
+        ReadLast();
+        const size_t name = line.find("RAW_");
+        last = Folder() / line.substr(name);
+      }
+      if (hears) hears(when, line);
+    });
+  }
+  void ReadLast() {
+    if (last.empty()) return;
+    const auto found = ReadMark(ShownMosaic(last));
+    EXPECT_TRUE(found) << last;
+    if (found) {
+      char name[32];
+      std::snprintf(name, sizeof name, "RAW_%02d_%d.dng", found->mark.camera, found->mark.bracket);
+      EXPECT_EQ(last.filename(), name);
+      EXPECT_EQ(found->mark.shot, board.array.Shots());
+      EXPECT_TRUE(found->FieldAgrees()) << last << ": " << found->field << " for " << found->mark.gray;
+      EXPECT_FALSE(found->turned) << last << " lies as its JPEG does";
+      read.insert(name);
+    }
+    fs::resize_file(last, 0);
+    last.clear();
+  }
+  // The one shot's raw folder.
+  fs::path Folder() const { return board.disk.OnlyShot().replace_extension(); }
+  std::set<std::string> FilesThere() const {
+    std::set<std::string> names;
+    for (const auto& file : fs::directory_iterator(Folder())) names.insert(file.path().filename());
+    return names;
+  }
+  // While the fault holds, a raw shot ends with `code`; the shot file is whole, and nothing of the pass stays behind.
+  void ExpectFailure(int code, const std::string& text) {
+    SCOPED_TRACE(text);
+    const size_t before = board.LogCount(text);
+    board.panel.ForgetPulses();
+    Ok("/do_capture?saveraw=1");
+    EXPECT_EQ(Follow(2s), "255,255 0,255 0," + std::to_string(code) + " 17,17");
+    EXPECT_EQ(board.LogCount(text), before + 1);
+    // Two pulses of the exposure that was good, then eight that no mute silences.
+    EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(1 + 4));
+    EXPECT_EQ(board.descriptors.MappingCount(), 0u);
+    EXPECT_EQ(board.media.system.BlocksTaken(), 0u);
+    EXPECT_EQ(board.media.dump.Route(), 0u);
+    ExpectMarkedShot(board.disk.OnlyShot(), 3, board.array.Shots());
+    board.faults.Clear();
+  }
+  void RemoveShots() {
+    for (const auto& entry : fs::directory_iterator(board.disk.Directory() / "DCIM")) {
+      if (entry.path().filename() != "setting.ini") fs::remove_all(entry);
+    }
+  }
+
+  std::function<void(twin::Time, const std::string&)> hears;
+  fs::path last;
+  std::set<std::string> read;
+};
+
+struct RawMode {
+  const char* request;
+  int exposures;
+};
+struct WholePass : RawShot, testing::WithParamInterface<RawMode> {};
+
+TEST_P(WholePass, HasAFileForEveryCameraAndExposure) {
+  ReadFilesAsTheyCome();
+  twin::Time raw{0};
+  hears = [&](twin::Time when, const std::string& line) {
+    if (raw == 0s && line.find("DumpRaw layIdx:0, subIdx:0") != std::string::npos) raw = when;
+  };
+  Ok(std::string("/do_capture?saveraw=1&") + GetParam().request);
+  ASSERT_TRUE(board.RunUntil([&] { return raw != 0s; }, 2min));
+  board.Run(500ms);
+  const List list = Poll();
+  EXPECT_THAT(list.numbers, testing::AllOf(SizeIs(testing::Ge(2u)), Contains(255)));
+  EXPECT_THAT(list.names, ElementsAre(board.disk.OnlyShot().stem().string())) << "the file itself is complete";
+  EXPECT_EQ(Follow(), "0,255 0,0");
+  ReadLast();
+
+  std::set<std::string> expected;
+  for (int camera = 0; camera < 25; camera++) {
+    for (int exposure = 0; exposure < GetParam().exposures; exposure++) {
+      char name[32];
+      std::snprintf(name, sizeof name, "RAW_%02d_%d.dng", camera, exposure);
+      expected.insert(name);
+    }
+  }
+  EXPECT_EQ(read, expected);
+  EXPECT_EQ(FilesThere(), expected);
+  // Every third camera's lanes deliver their pairs exchanged, and each was seen to.
+  for (int camera = 0; camera < 25; camera++) {
+    char order[32];
+    std::snprintf(order, sizeof order, "order%02d: %d\n", camera, camera % 3 == 2 ? -1 : 1);
+    EXPECT_EQ(board.LogCount(order), 1u) << order;
+  }
+  ExpectMarkedShot(board.disk.OnlyShot(), GetParam().exposures, board.array.Shots());
+  EXPECT_EQ(board.media.system.BlocksTaken(), 0u);
+  EXPECT_EQ(board.descriptors.MappingCount(), 0u);
+}
+INSTANTIATE_TEST_SUITE_P(Modes, WholePass, testing::Values(RawMode{"capmode=0", 3}, RawMode{"capmode=2", 6}),
+                         [](const auto& shot) { return shot.param.exposures == 3 ? "Three" : "Six"; });
+
+// --- failures ---
+
+TEST_F(RawShot, WithoutAFolderThereAreNoRawFrames) {
+  board.faults.Add("disk.mkdir fail=EROFS");
+  ExpectFailure(12, "LumoDumpRawList");
+  EXPECT_EQ(board.LogCount(": mkdir error\n"), 1u);
+  EXPECT_FALSE(fs::exists(Folder()));
+}
+
+TEST_F(RawShot, AFolderThatIsThereIsUsed) {
+  hears = [&](twin::Time, const std::string& line) {
+    if (line.find(": End Cap") == std::string::npos) return;
+    for (const auto& file : fs::directory_iterator(board.disk.Directory() / "DCIM")) {
+      if (file.path().extension() == ".tmp") fs::create_directory(fs::path(file).replace_extension());
+    }
+    board.faults.Add("disk.mkdir fail=EROFS");
+    board.faults.Add("vi.dump fail nth=3");
+  };
+  ReadFilesAsTheyCome();
+  Ok("/do_capture?saveraw=1");
+  EXPECT_THAT(Follow(2s), EndsWith("0,13 17,17"));
+  ReadLast();
+  EXPECT_EQ(FilesThere(), (std::set<std::string>{"RAW_00_0.dng", "RAW_01_0.dng"}));
+}
+
+TEST_F(RawShot, ADiskThatFillsUpEndsThePassAndSparesTheShot) {
+  std::vector<uint8_t> shot;
+  ReadFilesAsTheyCome();
+  hears = [&](twin::Time, const std::string& line) {
+    if (line.find("RAW_07_0") == std::string::npos) return;
+    shot = FileBytes(board.disk.OnlyShot());
+    board.disk.FillTo(9000);
+  };
+  ExpectFailure(14, "Write error at scanline");
+  EXPECT_EQ(FileBytes(board.disk.OnlyShot()), shot);
+  EXPECT_THAT(read, SizeIs(7));
+  EXPECT_ANY_THROW(ShownMosaic(last)) << "what is left of the eighth must not read as whole";
+}
+
+TEST_F(RawShot, AFrameThatNeverComesIsWaitedForTwoSeconds) {
+  ReadFilesAsTheyCome();
+  twin::Time dumped{0}, failed{0};
+  hears = [&](twin::Time when, const std::string& line) {
+    if (line.find("DumpRaw layIdx:0, subIdx:6") != std::string::npos) dumped = when;
+    if (line.find("HI_MPI_VI_GetFrame err, vi chn 17 ") != std::string::npos) failed = when;
+    if (line.find("DumpRaw layIdx:0, subIdx:0") != std::string::npos) {
+      board.faults.Add("frame.lost silence detail=6 times=always");
+    }
+  };
+  ExpectFailure(13, "VI_StartBayerData failed!\n");
+  ReadLast();
+  EXPECT_THAT(read, ElementsAre("RAW_00_0.dng"));
+  EXPECT_NEAR((failed - dumped) / 1ms, 2005, 2);
+}
+
+// Nothing but time tells frames apart: a neighbour that comes twice, and so late that it is still on its way, is taken
+// for the frame that was asked for.
+TEST_F(RawShot, AFrameThatComesTooLateIsFiledAsTheNext) {
+  board.disk.SetWriteSpeed(1'000'000'000);
+  board.OnLogLine([&](twin::Time, const std::string& line) {
+    if (line.find(": End Cap") == std::string::npos) return;
+    board.faults.Add("frame.late delay=300ms detail=0 times=always");
+    board.faults.Add("frame.double silence detail=0 times=always");
+    board.faults.Add("vi.dump fail nth=3");
+  });
+  Ok("/do_capture?saveraw=1");
+  EXPECT_THAT(Follow(2s), EndsWith("0,13 17,17"));
+  for (const char* name : {"RAW_00_0.dng", "RAW_01_0.dng"}) {
+    const auto found = ReadMark(ShownMosaic(Folder() / name));
+    ASSERT_TRUE(found) << name;
+    EXPECT_EQ(found->mark.camera, 0) << name;
+  }
+}
+
+TEST_F(RawShot, EveryCallThatFailsEndsThePassAndTheNextShotIsGood) {
+  const std::pair<const char*, const char*> failures[] = {
+      {"sys.get-reg fail", "HI_MPI_SYS_GetReg failed, s32Ret = -1610448887!\n"},
+      {"vi.dump fail", "HI_MPI_VI_EnableBayerDump failed(0xa0108009)!\n"},
+      {"sys.set-reg fail nth=1", "HI_MPI_SYS_SetReg failed, s32Ret = 0xa0028009!\n"},
+      {"vi.depth fail", "HI_MPI_VI_SetFrameDepth err, vi chn 17 \n"},
+      {"vi.frame fail nth=1", "HI_MPI_VI_GetFrame err, vi chn 17 \n"},
+      {"vi.frame fail nth=2", "get vi chn 17 frame err\n"},
+      {"memory.open fail=EACCES", "Open dev/mem error: Permission denied\n"},
+      {"memory.map fail=EPERM", "COMM_SYS_Mmap error\n"},
+      {"heap.malloc fail detail=15980544", "VI_StartBayerData failed!\n"},
+  };
+  for (const auto& [fault, text] : failures) {
+    board.faults.Add(fault);
+    ExpectFailure(13, text);
+    EXPECT_THAT(FilesThere(), IsEmpty()) << fault;
+    RemoveShots();
+  }
+  Ok("/do_capture");
+  EXPECT_THAT(Follow(), EndsWith("0,255 0,0"));
+  ExpectMarkedShot(board.disk.OnlyShot(), 3, board.array.Shots());
+}
+
+}  // namespace
