@@ -1,5 +1,5 @@
-// What the board costs its host: an idle board's speed, the host time of a shot, the memory of a rendered one, and of
-// a byte on the motion sensor's bus; and what a reading of the tilt costs the board.
+// What the board costs its host: an idle board's speed, the host time of a shot and of the raw pass behind it, the
+// memory of a rendered one, and of a byte on the motion sensor's bus; and what a reading of the tilt costs the board.
 //   twin_bench [--benchmark_filter=REGEX]
 // Each measurement runs in a process of its own, so that its memory is its own too.
 #include <sys/resource.h>
@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <regex>
 #include <stdexcept>
@@ -74,6 +75,7 @@ struct Found {
   HostTime work;
   long peakKBs = 0;                  // of the whole process
   double ready = 0, overflowed = 0;  // board seconds of a tilt reading, with a packet waiting and after a long pause
+  double pass = 0;                   // board seconds of a raw pass
   double bytes = 0;                  // on the motion sensor's bus
 };
 
@@ -113,6 +115,40 @@ Found RenderedShot() {
     BootOrThrow(*board);
   });
   found.work = Measure([&] { ShootOrThrow(*board); });
+  return found;
+}
+
+// The raw pass of a rendered shot that a client asked for: 75 frames replayed, made, cleaned and written as DNG files.
+// Each file is taken off the host's disk when the next begins, or they would fill 1.3 GB.
+Found RawPass() {
+  Found found;
+  twin::BoardOptions options;
+  options.pictures = twin::Pictures::Rendered;
+  options.usb = {twin::UsbAdapter::Ethernet};
+  twin::Board board{options};
+  found.start = Measure([&] {
+    BootOrThrow(board);
+    board.RunUntil([&] { return board.network.Listening(8080); }, 10s);
+  });
+  bool begun = false;
+  int files = 0;
+  std::filesystem::path last;
+  board.OnLogLine([&](twin::Time, const std::string& line) {
+    begun = begun || line.find(": DumpRaw layIdx:0, subIdx:0") != std::string::npos;
+    const size_t name = line.find("RAW_");
+    if (line.find(": SaveRaw:") == std::string::npos || name == std::string::npos) return;
+    std::filesystem::remove(last);
+    last = board.disk.OnlyShot().replace_extension() / line.substr(name);
+    files++;
+  });
+  const auto client = board.network.Connect(8080);
+  if (client == nullptr) throw std::runtime_error("nobody listens");
+  client->Send("GET /do_capture?saveraw=1 HTTP/1.0\r\n\r\n");
+  if (!board.RunUntil([&] { return begun; }, 5min)) throw std::runtime_error("the raw pass did not begin");
+  const twin::Time began = board.Now();
+  found.work = Measure([&] { board.RunUntil([&] { return !board.panel.ShotRunning(); }, 10min); });
+  if (files != 75) throw std::runtime_error("the raw pass did not end well");
+  found.pass = std::chrono::duration<double>(board.Now() - began).count();
   return found;
 }
 
@@ -218,6 +254,12 @@ int main(int argc, char** argv) {
       TellShot("RenderedShot", found, found.work.real, 10);
       const double peak = static_cast<double>(found.peakKBs) / 1000;
       std::printf("RenderedShot: peak memory %.0f MB, aim under 800 MB%s\n", peak, Verdict(peak < 800));
+    }
+    if (named("RawPass")) {
+      const Found found = InOwnProcess(RawPass);
+      std::printf("RawPass: 75 frames in %.2f s of host time (cpu %.2f s, %.0f ms a frame), %.1f s on the board\n",
+                  found.work.real, found.work.cpu, 1e3 * found.work.cpu / 75, found.pass);
+      std::printf("RawPass: peak memory %.0f MB\n", static_cast<double>(found.peakKBs) / 1000);
     }
     if (named("TiltReading")) {
       const Found found = InOwnProcess(TiltReading);
