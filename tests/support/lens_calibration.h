@@ -37,16 +37,17 @@ class LensCalibration {
     return point;
   }
 
-  // What the lens leaves of green light there.
-  double RelativeLight(int camera, PicturePoint point) const {
+  // What the lens leaves of the light there; red, green, blue are 0, 1, 2.
+  double RelativeLight(int camera, PicturePoint point, int colour = 1) const {
     const double dx = point.x - 1632 - Number(camera, 16) * 1e-3, dy = point.y - 1224 - Number(camera, 20) * 1e-3;
     const size_t row = static_cast<size_t>(camera) * 3080;
     int points = 0;
     std::memcpy(&points, vignet_.data() + row + 4, sizeof points);
     const double at = std::min(std::hypot(dx, dy) / 2040, 1.0) * (points - 1);
     double curve[64];
-    std::memcpy(curve, vignet_.data() + row + 8 + 1024, sizeof curve);
-    return curve[static_cast<int>(at + 0.5)];
+    std::memcpy(curve, vignet_.data() + row + 8 + 1024 * static_cast<size_t>(2 - colour), sizeof curve);
+    const int below = std::min(static_cast<int>(at), points - 2);
+    return curve[below] + (at - below) * (curve[below + 1] - curve[below]);
   }
 
  private:
