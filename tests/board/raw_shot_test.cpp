@@ -163,8 +163,14 @@ TEST_F(RawShot, WithoutAFolderThereAreNoRawFrames) {
   EXPECT_FALSE(fs::exists(Folder()));
 }
 
+// And a load has its 200 ms before its frame is taken, however little the disk takes.
 TEST_F(RawShot, AFolderThatIsThereIsUsed) {
-  hears = [&](twin::Time, const std::string& line) {
+  board.disk.SetWriteSpeed(1'000'000'000);
+  twin::Time saved{0};
+  std::vector<long> waits;  // ms
+  hears = [&](twin::Time when, const std::string& line) {
+    if (line.find("SaveRaw:") != std::string::npos) saved = when;
+    if (line.find(": DumpRaw") != std::string::npos && saved != 0s) waits.push_back((when - saved) / 1ms);
     if (line.find(": End Cap") == std::string::npos) return;
     for (const auto& file : fs::directory_iterator(board.disk.Directory() / "DCIM")) {
       if (file.path().extension() == ".tmp") fs::create_directory(fs::path(file).replace_extension());
@@ -177,6 +183,7 @@ TEST_F(RawShot, AFolderThatIsThereIsUsed) {
   EXPECT_THAT(Follow(2s), EndsWith("0,13 17,17"));
   ReadLast();
   EXPECT_EQ(FilesThere(), (std::set<std::string>{"RAW_00_0.dng", "RAW_01_0.dng"}));
+  EXPECT_THAT(waits, testing::AllOf(SizeIs(2), testing::Each(testing::AllOf(testing::Ge(199), testing::Le(211)))));
 }
 
 TEST_F(RawShot, ADiskThatFillsUpEndsThePassAndSparesTheShot) {
