@@ -56,6 +56,7 @@ constexpr std::array<double, 1024> MakeOrgCurve() {
       const double between = left * left * ((1 + 2 * s) * r[k] + s * width[k] * tangent[k]) +
                              s * s * ((3 - 2 * s) * r[k + 1] - left * width[k] * tangent[k + 1]);
       const double value = (index - 1) / (index - 1 + between);
+      // NOLINTNEXTLINE(bugprone-incorrect-roundings): nothing here is below 0
       curve[static_cast<size_t>(index)] = static_cast<int>(value * 10000 + 0.5) / 10000.0;
     }
   }
@@ -125,6 +126,7 @@ void LumoBuildPrintCurve(PrintCurve* printCurve) {
     const double coef1 = i / 16.0 - idx;  // 1 and above for the last 16: they lie beyond the table's end
     const double coef0 = 1 - coef1;
     const auto at = static_cast<size_t>(idx);
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): nor here
     const int value = static_cast<int>((orgCurve[at] * coef0 + orgCurve[at + 1] * coef1) * 16384 + 0.5);
     (*printCurve)[static_cast<size_t>(i)] = static_cast<uint8_t>((value < kCurveLast ? value : kCurveLast) >> 6);
   }
