@@ -55,7 +55,7 @@ start() {
   local preload=()
   [ ! -e "$root/dev/spidev0.0" ] || preload=(-E LD_PRELOAD=spi.so)
   status=0
-  timeout 60 "${as_nobody[@]}" "$emulator" "${preload[@]}" ./lumora >"$folder/out" 2>"$folder/log" || status=$?
+  timeout --preserve-status --signal TERM "${limit:-60}" "${as_nobody[@]}" "$emulator" "${preload[@]}" ./lumora >"$folder/out" 2>"$folder/log" || status=$?
 }
 # ends_with STATUS LINE...: what the log's last lines say, without the numbers of source lines.
 ends_with() {
@@ -98,6 +98,14 @@ start
 cp "$root/mnt/udisk/debug" "$folder/log"
 ends_with 255 'LumoDeviceOpen: Read CameraConf_800 error' 'LumoMain: LumoDeviceOpen error'
 rm "$root/mnt/udisk/debug"
+
+# With the calibration it starts its threads; a media library that refuses everything only costs it the pictures. It
+# stays until it is told to end.
+head -c 800 /dev/zero >"$root/mnt/local/CameraConf_800"
+limit=6 start
+grep -q 'HI_MPI_VB_SetConf failed with 0xffffffff!' "$folder/out" || { cat "$folder/out" >&2; fail "no word of the media library"; }
+grep -q 'LumoInitAngle:[0-9]*: mpu_init error' "$folder/log" || fail "no control thread"
+[ "$status" -eq 255 ] && grep -q 'program termination abnormally!' "$folder/out" || fail "ended by a signal with $status"
 
 rm "$root/lib/arm-linux-gnueabihf/libmpi.so"
 start
