@@ -7,16 +7,18 @@ if(NOT CMAKE_CROSSCOMPILING)
   return()
 endif()
 
-target_compile_options(lumora_app PRIVATE -Wcast-align=strict)  # no access that the processor would have to take apart
+# No access that the processor would have to take apart. And a way back through every function: the twin ends threads
+# where they stand, also in calls that the C library promises will throw nothing.
+target_compile_options(lumora_app PRIVATE -Wcast-align=strict -funwind-tables)
 target_compile_options(lumora PRIVATE -Wcast-align=strict)
 
 # A camera takes a new program as one file, so the program carries its picture libraries and its C++ runtime. What is
 # left to be found on the device is the C library and the media library; what they lack shows at the start and not in
-# the middle of a shot.
+# the middle of a shot. What nothing calls stays away, and with it calls that only the newest C library has.
 set(picture_libraries ${TURBOJPEG_STATIC_LDFLAGS} ${TIFF_STATIC_LDFLAGS})
 list(REMOVE_ITEM picture_libraries -lm -pthread -lpthread)
 target_link_libraries(lumora PRIVATE -Wl,-Bstatic ${picture_libraries} -Wl,-Bdynamic)
-target_link_options(lumora PRIVATE -static-libstdc++ -static-libgcc -Wl,-z,now)
+target_link_options(lumora PRIVATE -static-libstdc++ -static-libgcc -Wl,-z,now -Wl,--gc-sections)
 set_target_properties(lumora PROPERTIES SKIP_BUILD_RPATH ON)
 
 # Symbols go into a file beside the program; a debugger finds it by the link that stays behind.

@@ -26,6 +26,8 @@ diff <(grep -vE '^(heap|stack)' "$folder/here.said") <(grep -vE '^(heap|stack)' 
 diff -r "$folder/here" "$folder/board" || fail "the two builds left different files"
 shots=("$folder"/board/mnt/udisk/DCIM/*.ori)
 [ "${#shots[@]}" -eq 4 ] || fail "${#shots[@]} shots instead of 4"
+raws=("$folder"/board/mnt/udisk/DCIM/*/*.dng)
+[ "${#raws[@]}" -eq 4 ] || fail "${#raws[@]} raw frames instead of 4"
 for shot in "${shots[@]}"; do "$shot_program" verify "$shot"; done
 
 # What the application took on the board, beside program, libraries and media pools.
