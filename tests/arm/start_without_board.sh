@@ -19,7 +19,7 @@ emulator=$(command -v qemu-arm)
 cp -r "$arm_sysroot/lib" "$root"
 for file in "$emulator" $(ldd "$emulator" | grep -o '/[^ ]*'); do install -D "$file" "$root$file"; done
 cp "$arm_build/media_sdk/libmpi.so" "$root/lib/arm-linux-gnueabihf"
-cp "$arm_build/device/lumora" "$root/mnt/local"
+cp "$arm_build/device/lumora" "$root"
 
 # Where the registers are memory: a file with the two lines of the layers' configuration high, so it seems to succeed.
 registers() {
@@ -47,15 +47,16 @@ C
 
 # --- starts ---
 
-as_nobody=(unshare --root="$root" --wd=/mnt/local)
-if [ "$(id -u)" -eq 0 ]; then as_nobody+=(--setgid 65534 --setuid 65534); else as_nobody+=(--map-root-user); fi
+# In "/", which so stands for the program's folder.
+as_nobody=(chroot --userspec=65534:65534 "$root")
+[ "$(id -u)" -eq 0 ] || as_nobody=(unshare --map-root-user chroot "$root")
 
 # Runs it, with what is there; log and status are left in $log and $status.
 start() {
   local preload=()
   [ ! -e "$root/dev/spidev0.0" ] || preload=(-E LD_PRELOAD=spi.so)
   status=0
-  timeout --preserve-status --signal TERM "${limit:-60}" "${as_nobody[@]}" "$emulator" "${preload[@]}" ./lumora >"$folder/out" 2>"$folder/log" || status=$?
+  timeout --preserve-status --signal TERM "${limit:-60}" "${as_nobody[@]}" "$emulator" "${preload[@]}" /lumora >"$folder/out" 2>"$folder/log" || status=$?
 }
 # ends_with STATUS LINE...: what the log's last lines say, without the numbers of source lines.
 ends_with() {
@@ -101,7 +102,7 @@ rm "$root/mnt/udisk/debug"
 
 # With the calibration it starts its threads; a media library that refuses everything only costs it the pictures. It
 # stays until it is told to end.
-head -c 800 /dev/zero >"$root/mnt/local/CameraConf_800"
+head -c 800 /dev/zero >"$root/CameraConf_800"
 limit=6 start
 grep -q 'HI_MPI_VB_SetConf failed with 0xffffffff!' "$folder/out" || { cat "$folder/out" >&2; fail "no word of the media library"; }
 grep -q 'LumoInitAngle:[0-9]*: mpu_init error' "$folder/log" || fail "no control thread"
@@ -109,4 +110,4 @@ grep -q 'LumoInitAngle:[0-9]*: mpu_init error' "$folder/log" || fail "no control
 
 rm "$root/lib/arm-linux-gnueabihf/libmpi.so"
 start
-ends_with 127 './lumora: error while loading shared libraries: libmpi.so: cannot open shared object file: No such file or directory'
+ends_with 127 '/lumora: error while loading shared libraries: libmpi.so: cannot open shared object file: No such file or directory'
