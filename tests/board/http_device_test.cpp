@@ -24,10 +24,6 @@ struct HttpDevice : HttpBoard {
     ASSERT_TRUE(SwitchedOff());
     BootAgain();
   }
-  std::string Text(const fs::path& path) const {
-    const auto bytes = FileBytes(path);
-    return {bytes.begin(), bytes.end()};
-  }
   bool ButtonTakesAShot() {
     const size_t before = board.disk.Shots().size();
     board.button.Press(100ms);
@@ -158,9 +154,9 @@ TEST_F(HttpDevice, ShutdownIsAnsweredAndLeavesTheDiskInOrder) {
 TEST_F(HttpDevice, AnUploadedApplicationIsInstalledAtTheNextStart) {
   const std::string image = "Lumora of tomorrow\n" + std::string(50'000, '7');
   EXPECT_EQ(Exchange(board, kBulk, PostText("/update_firmware?crcvalue=1", image)).Status(), 400);
-  const std::string installed = Text(board.paths.Local() / "lumora");
+  const std::string installed = FileText(board.paths.Local() / "lumora");
   Restart();
-  EXPECT_EQ(Text(board.paths.Local() / "lumora"), installed);
+  EXPECT_EQ(FileText(board.paths.Local() / "lumora"), installed);
 
   uint32_t crc = 0xFFFFFFFF;
   for (const char c : image) {
@@ -169,9 +165,9 @@ TEST_F(HttpDevice, AnUploadedApplicationIsInstalledAtTheNextStart) {
   }
   EXPECT_EQ(Exchange(board, kBulk, PostText("/update_firmware?crcvalue=" + std::to_string(~crc), image)).raw,
             OkAnswer());
-  EXPECT_EQ(Text(board.paths.Local() / "lumora"), installed);
+  EXPECT_EQ(FileText(board.paths.Local() / "lumora"), installed);
   Restart();
-  EXPECT_EQ(Text(board.paths.Local() / "lumora"), image);
+  EXPECT_EQ(FileText(board.paths.Local() / "lumora"), image);
   EXPECT_FALSE(fs::exists(board.disk.Directory() / "firmware"));
 }
 

@@ -16,10 +16,6 @@ struct SmallLinux : testing::Test {
     board.button.Press(4s);
     EXPECT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
   }
-  static std::string Text(const fs::path& path) {
-    const auto bytes = FileBytes(path);
-    return {bytes.begin(), bytes.end()};
-  }
 };
 
 TEST_F(SmallLinux, EthernetWinsOverWifiInOpeningAndClosing) {
@@ -76,21 +72,21 @@ TEST_F(SmallLinux, ADiskThatIsSlowToMountIsTriedAgainOnceTheScriptIsPatched) {
 TEST_F(SmallLinux, AFirmwareOnTheDiskIsInstalledAtTheNextStart) {
   Board board{BoardOptions{}};
   const fs::path image = board.disk.Directory() / "firmware", installed = board.paths.Local() / "lumora";
-  const std::string before = Text(installed);
+  const std::string before = FileText(installed);
   const std::string next = "Lumora 2\n" + std::string(20000, '2');
   std::ofstream(image) << next;
   ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(Text(installed), before) << "this start only taught the script";
+  EXPECT_EQ(FileText(installed), before) << "this start only taught the script";
   SwitchOff(board);
 
   // The power goes in the middle of the copy: the image is still on the disk, and the start after that installs it.
   board.faults.Add("disk.read powercut nth=3");
   board.PowerOn();
   EXPECT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 10s));
-  EXPECT_LT(Text(installed).size(), next.size());
-  EXPECT_EQ(Text(image), next);
+  EXPECT_LT(FileText(installed).size(), next.size());
+  EXPECT_EQ(FileText(image), next);
   ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(Text(installed), next);
+  EXPECT_EQ(FileText(installed), next);
   EXPECT_FALSE(fs::exists(image));
   EXPECT_EQ(board.disk.FreeClusters(), board.disk.TotalClusters() - 1) << "DCIM alone";
   EXPECT_EQ(board.Complaints(), std::vector<std::string>{});

@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "tests/support/file_bytes.h"
 #include "tests/support/pulses.h"
 #include "tools/lumora-shot/shot_file.h"
 #include "twin/board.h"
@@ -27,16 +28,6 @@ struct Start : testing::Test {
   const fs::path local = board.paths.Local();
   const fs::path setting = disk / "DCIM" / "setting.ini";
 
-  static void Put(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream{path, std::ios::binary} << text;
-  }
-  static std::string Get(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return file ? text.str() : "(no file)";
-  }
   shot::Record Shoot() {
     board.panel.ForgetPulses();
     board.button.Press(100ms);
@@ -59,10 +50,10 @@ struct Start : testing::Test {
 }  // namespace
 
 TEST_F(Start, WithoutSettingsTheStartValuesStand) {
-  Put(disk / "wireless_id.txt", "0");  // makes the start write down what it has
+  PutText(disk / "wireless_id.txt", "0");  // makes the start write down what it has
   fs::create_directories(disk / "DCIM");
   ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(Get(setting),
+  EXPECT_EQ(FileText(setting),
             "capturemode=0\nstrobemode=0\nisomode=0\nevcompval=0\nmanualexpsus=0\nmanualiso=0\ndelaymode=0\nsaveraw=0\n"
             "btnsetting=0\nshutdownmode=0\nthumbcamidx=12\nwirelessid=0\nprefix=\n");
 }
@@ -81,17 +72,17 @@ TEST_F(Start, EmptyDiskIsMadeReady) {
 }
 
 TEST_F(Start, AllUpdateFilesAreTakenBeforeWhatTheyChangeIsUsed) {
-  Put(disk / "logo.jpg", std::string(2000, 'L'));
-  Put(disk / "info.ini", "deviceid=3\n");
+  PutText(disk / "logo.jpg", std::string(2000, 'L'));
+  PutText(disk / "info.ini", "deviceid=3\n");
   std::string hostapd(1100, '#');
   hostapd += "\nssid=theirs\n";
-  Put(disk / "hostapd.conf", hostapd);
-  Put(disk / "dhcpd.conf", std::string(100, '#'));
-  Put(disk / "wb.ini", "blue=1.1\ngreen=1\nred=0.9\n");
-  Put(disk / "wifi.txt", "Attic-Camera.2");
-  Put(disk / "thumbnail.txt", "7\n");
-  Put(disk / "wireless_id.txt", "5\n");
-  Put(setting, "thumbcamidx=20\nwirelessid=1\nprefix=attic_\ncapturemode=2\n");
+  PutText(disk / "hostapd.conf", hostapd);
+  PutText(disk / "dhcpd.conf", std::string(100, '#'));
+  PutText(disk / "wb.ini", "blue=1.1\ngreen=1\nred=0.9\n");
+  PutText(disk / "wifi.txt", "Attic-Camera.2");
+  PutText(disk / "thumbnail.txt", "7\n");
+  PutText(disk / "wireless_id.txt", "5\n");
+  PutText(setting, "thumbcamidx=20\nwirelessid=1\nprefix=attic_\ncapturemode=2\n");
   ASSERT_TRUE(board.Boot());
 
   std::set<std::string> names;
@@ -99,9 +90,9 @@ TEST_F(Start, AllUpdateFilesAreTakenBeforeWhatTheyChangeIsUsed) {
   EXPECT_EQ(names, (std::set<std::string>{"DCIM", "dhcpd_updated.conf", "hostapd_updated.conf", "info_updated.ini",
                                           "logo_updated.jpg", "thumbnail_updated.txt", "wb_updated.ini",
                                           "wifi_updated.txt", "wireless_id_updated.txt"}));
-  EXPECT_THAT(Get(local / "hostapd.conf"), HasSubstr("\nssid=Attic-Camera.2\n"));
+  EXPECT_THAT(FileText(local / "hostapd.conf"), HasSubstr("\nssid=Attic-Camera.2\n"));
   // The two numbers come behind the settings and keep the rest of them.
-  EXPECT_EQ(Get(setting),
+  EXPECT_EQ(FileText(setting),
             "capturemode=2\nstrobemode=0\nisomode=0\nevcompval=0\nmanualexpsus=0\nmanualiso=0\ndelaymode=0\nsaveraw=0\n"
             "btnsetting=0\nshutdownmode=0\nthumbcamidx=7\nwirelessid=5\nprefix=attic_\n");
   EXPECT_LT(At(": LoadWBStr:\n"), At(": LoadSettingStr:\n"));
@@ -112,12 +103,12 @@ TEST_F(Start, AllUpdateFilesAreTakenBeforeWhatTheyChangeIsUsed) {
   const shot::Record record = Shoot();
   EXPECT_EQ(record.deviceId, 3);
   EXPECT_THAT(board.disk.OnlyShot().filename().string(), StartsWith("attic_"));
-  EXPECT_THAT(Get(board.disk.OnlyShot()), HasSubstr(std::string(2000, 'L')));
+  EXPECT_THAT(FileText(board.disk.OnlyShot()), HasSubstr(std::string(2000, 'L')));
   EXPECT_THAT(board.Complaints(), IsEmpty());
 }
 
 TEST_F(Start, SettingsRuleTheButtonIfTheySaySo) {
-  Put(setting, "btnsetting=1\ncapturemode=2\nisomode=1\nstrobemode=1\ndelaymode=6\nsaveraw=1\n");
+  PutText(setting, "btnsetting=1\ncapturemode=2\nisomode=1\nstrobemode=1\ndelaymode=6\nsaveraw=1\n");
   ASSERT_TRUE(board.Boot());
   const shot::Record record = Shoot();
   EXPECT_EQ(record.hdrMode, 4);
@@ -128,7 +119,7 @@ TEST_F(Start, SettingsRuleTheButtonIfTheySaySo) {
 }
 
 TEST_F(Start, MuteLastsUntilTheNextSave) {
-  Put(setting, "mutemode=1\n");
+  PutText(setting, "mutemode=1\n");
   ASSERT_TRUE(board.Boot());
   EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(2)) << "readiness is told in any case";
   Shoot();
@@ -136,7 +127,7 @@ TEST_F(Start, MuteLastsUntilTheNextSave) {
   EXPECT_THAT(board.panel.LedPulses(), SizeIs(3));
   SwitchOff();
 
-  Put(disk / "thumbnail.txt", "3");
+  PutText(disk / "thumbnail.txt", "3");
   ASSERT_TRUE(board.Boot());
   Shoot();
   EXPECT_THAT(board.panel.BuzzerPulses(), IsEmpty()) << "the save came behind the loading";
@@ -147,7 +138,7 @@ TEST_F(Start, MuteLastsUntilTheNextSave) {
 }
 
 TEST_F(Start, IdleDeviceSwitchesItselfOff) {
-  Put(setting, "shutdownmode=1\n");
+  PutText(setting, "shutdownmode=1\n");
   ASSERT_TRUE(board.Boot());
   EXPECT_FALSE(board.RunUntil([&] { return board.LogCount(": Quit\n") > 0; }, 299s));
   EXPECT_TRUE(board.RunUntil([&] { return board.LogCount(": Quit\n") > 0; }, 2s));
@@ -172,12 +163,12 @@ TEST_F(Start, FailsWithoutCalibration) {
 }
 
 TEST_F(Start, LogGoesToTheDiskIfTheDiskAsksForIt) {
-  Put(disk / "debug", "of the last time");
+  PutText(disk / "debug", "of the last time");
   ASSERT_TRUE(board.Boot());
   EXPECT_EQ(board.LogCount("Full Start"), 0u);
   SwitchOff();
-  EXPECT_THAT(Get(disk / "debug"), StartsWith("LumoMain:"));
-  EXPECT_THAT(Get(disk / "debug"), HasSubstr(": Quit\n"));
+  EXPECT_THAT(FileText(disk / "debug"), StartsWith("LumoMain:"));
+  EXPECT_THAT(FileText(disk / "debug"), HasSubstr(": Quit\n"));
 
   // A read-only disk has no say.
   board.disk.SetReadOnly(true);
