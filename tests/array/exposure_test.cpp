@@ -26,14 +26,8 @@ TEST(ManualExposure, GainFollowsIsoByTruncatedHalving) {
   struct Case {
     int iso, gainA, gainB;
   };
-  for (const Case& c : std::vector<Case>{{100, 16, 1},
-                                         {150, 24, 1},
-                                         {199, 31, 1},
-                                         {200, 16, 2},
-                                         {320, 25, 2},  // 51 / 2
-                                         {1600, 16, 16},
-                                         {-7, 16, 1},
-                                         {6400, 16, 16}}) {
+  for (const Case& c :
+       {Case{100, 16, 1}, {150, 24, 1}, {199, 31, 1}, {200, 16, 2}, {320, 25, 2}, {-7, 16, 1}, {6400, 16, 16}}) {
     const ManualExposure manual = LumoPrepareManualExposure(Manual(1, 10000, c.iso));
     EXPECT_EQ(manual.gainA, c.gainA) << c.iso;
     EXPECT_EQ(manual.gainB, c.gainB) << c.iso;
@@ -177,86 +171,61 @@ TEST(Brackets, FollowTheCaptureMode) {
 // --- shutter and gain ---
 
 struct Wanted {
-  int exposure, gainA, gainB, shutter;
+  BYTE strobe, iso;
+  int base, exposure, gainA, gainB, shutter;
 };
 
-TEST(Split, PlainHandHeld) {
-  for (const Wanted& w : std::vector<Wanted>{{0x20, 16, 1, 0x20},
-                                             {0x3FFF, 16, 1, 0x3FFF},
-                                             {0x4000, 16, 1, 0x4000},   // 0x400 rows
-                                             {0x50FF, 20, 1, 16588},    // still 0x400
-                                             {0x5100, 18, 1, 0x4800},   // 0x480 rows
-                                             {0x6400, 20, 1, 0x5000},   // 0x500
-                                             {0x9000, 24, 1, 0x6000},   // 0x600
-                                             {0xC400, 28, 1, 0x7000},   // 0x700
-                                             {0x10000, 16, 2, 0x8000},  // 0x800
-                                             {0x143FF, 20, 2, 33177},   // 40 with 0x800
-                                             {0x14400, 18, 2, 36864},   // 35 with 0x910, rounded up to 36
-                                             {0x231E00, 31, 32, 37120}}) {
-    const ExposureSplit split = LumoSplitAutomatic(0, 0, 0x8C780, w.exposure);
+void ExpectSplits(const std::vector<Wanted>& splits) {
+  for (const Wanted& w : splits) {
+    const ExposureSplit split = LumoSplitAutomatic(w.strobe, w.iso, w.base, w.exposure);
     EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
     EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
     EXPECT_EQ(split.shutter, w.shutter) << w.exposure;
   }
 }
 
-TEST(Split, PlainOnTripod) {
-  for (const Wanted& w : std::vector<Wanted>{
-           {0x20, 16, 1, 0x20}, {0x786FF, 16, 1, 0x786FF}, {0x78700, 16, 1, 0x78700}, {0x231E00, 19, 4, 484513}}) {
-    const ExposureSplit split = LumoSplitAutomatic(0, 1, 0x8C780, w.exposure);
-    EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
-    EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
-    EXPECT_EQ(split.shutter, w.shutter) << w.exposure;
-  }
+TEST(Split, Plain) {
+  const int base = 0x8C780;
+  // Hand-held: steps of 0x400, 0x480, 0x500, 0x600, 0x700, 0x800 and 0x910 rows, each with its own least exposure.
+  ExpectSplits({{0, 0, base, 0x20, 16, 1, 0x20},
+                {0, 0, base, 0x3FFF, 16, 1, 0x3FFF},
+                {0, 0, base, 0x4000, 16, 1, 0x4000},
+                {0, 0, base, 0x50FF, 20, 1, 16588},
+                {0, 0, base, 0x5100, 18, 1, 0x4800},
+                {0, 0, base, 0x6400, 20, 1, 0x5000},
+                {0, 0, base, 0x9000, 24, 1, 0x6000},
+                {0, 0, base, 0xC400, 28, 1, 0x7000},
+                {0, 0, base, 0x10000, 16, 2, 0x8000},
+                {0, 0, base, 0x143FF, 20, 2, 33177},
+                {0, 0, base, 0x14400, 18, 2, 36864},
+                {0, 0, base, 0x231E00, 31, 32, 37120}});
+  // On a tripod.
+  ExpectSplits(
+      {{0, 1, base, 0x20, 16, 1, 0x20}, {0, 1, base, 0x78700, 16, 1, 0x78700}, {0, 1, base, 0x231E00, 19, 4, 484513}});
+  // A second half without a measurement divides by nothing.
+  ExpectSplits({{0, 0, 0, 0, 16, 1, 0x20}, {1, 0, 0, 0, 16, 1, 0x20}, {2, 0, 0, 0, 16, 1, 0x20}});
 }
 
 TEST(Split, FlickerRuleLooksAtTheBaseAndWantsWholePeriods) {
   const int base = 0x9A8;
-  for (const Wanted& w : std::vector<Wanted>{{1236, 16, 1, 1236},               // under a period: no rule
-                                             {4944, 16, 1, 309 * 16},           // one period
-                                             {19 * 309, 19, 1, 309 * 16},       // 16 to 18 do not divide it
-                                             {19776, 16, 1, 4 * 309 * 16},      // first gain that fits wins
-                                             {256 * 309, 16, 2, 8 * 309 * 16},  // eight periods are the limit
-                                             {4 * 0x256B0, 31, 8, 8 * 309 * 16},
-                                             {680 * 309, 17, 8, 5 * 309 * 16},  // of all gains only 8 x 17 fits
-                                             // No gain divides it, as when the light's kind changed between two halves.
-                                             {20 * 309 + 5, 20, 1, 4948}}) {
-    const ExposureSplit split = LumoSplitAutomatic(1, 0, base, w.exposure);
-    EXPECT_EQ(split.gainA, w.gainA) << w.exposure;
-    EXPECT_EQ(split.gainB, w.gainB) << w.exposure;
-    EXPECT_EQ(split.shutter, w.shutter) << w.exposure;
-  }
-  // Below that base the plain rule holds for every bracket: 0x5100 gets 0x480 rows.
-  EXPECT_EQ(LumoSplitAutomatic(1, 0, base - 1, 0x5100).shutter, 0x4800);
+  ExpectSplits({{1, 0, base, 1236, 16, 1, 1236},               // under a period: no rule
+                {1, 0, base, 4944, 16, 1, 309 * 16},           // one period
+                {1, 0, base, 19 * 309, 19, 1, 309 * 16},       // 16 to 18 do not divide it
+                {1, 0, base, 19776, 16, 1, 4 * 309 * 16},      // first gain that fits wins
+                {1, 0, base, 256 * 309, 16, 2, 8 * 309 * 16},  // eight periods are the limit
+                {1, 0, base, 4 * 0x256B0, 31, 8, 8 * 309 * 16},
+                {1, 0, base, 680 * 309, 17, 8, 5 * 309 * 16},  // of all gains only 8 x 17 fits
+                {1, 0, base, 20 * 309 + 5, 20, 1, 4948},       // none, as when the light changed between two halves
+                {1, 0, base - 1, 0x5100, 18, 1, 0x4800}});     // below that base the plain rule holds
   // On a tripod 64 periods with a gain of 112 are the first fit for the longest bracket.
   const ExposureSplit longest = LumoSplitAutomatic(1, 1, 0x87300, 4 * 0x87300);
   EXPECT_EQ(longest.gainA * longest.gainB, 112);
   EXPECT_EQ(longest.shutter, 64 * 309 * 16);
-}
-
-// The search finds nothing here; taken at its word it leaves a shutter of 0 to divide by.
-TEST(Split, DarkHandHeldBracketsGetTheLongestPeriodsAndGainForTheRest) {
-  struct Case {
-    BYTE strobe;
-    int base, gainA, gainB, shutter;
-  };
-  for (const Case& c : std::vector<Case>{{1, 0x26A00, 16, 16, 8 * 309 * 16},
-                                         {1, 0x87300, 28, 32, 8 * 309 * 16},
-                                         {2, 0x20200, 16, 16, 8 * 257 * 16},
-                                         {2, 0x78780, 30, 32, 8 * 257 * 16}}) {
-    const ExposureSplit split = LumoSplitAutomatic(c.strobe, 0, c.base, 4 * c.base);
-    EXPECT_EQ(split.gainA, c.gainA);
-    EXPECT_EQ(split.gainB, c.gainB);
-    EXPECT_EQ(split.shutter, c.shutter);
-  }
-}
-
-TEST(Split, SecondHalfWithoutAMeasurementDividesByNothing) {
-  for (const BYTE strobe : {0, 1, 2}) {
-    const ExposureSplit split = LumoSplitAutomatic(strobe, 0, 0, 0);
-    EXPECT_EQ(split.gainA * split.gainB, 16);
-    EXPECT_EQ(split.shutter, 0x20);
-  }
+  // Dark and hand-held the search finds nothing; taken at its word it leaves a shutter of 0 to divide by.
+  ExpectSplits({{1, 0, 0x26A00, 4 * 0x26A00, 16, 16, 8 * 309 * 16},
+                {1, 0, 0x87300, 4 * 0x87300, 28, 32, 8 * 309 * 16},
+                {2, 0, 0x20200, 4 * 0x20200, 16, 16, 8 * 257 * 16},
+                {2, 0, 0x78780, 4 * 0x78780, 30, 32, 8 * 257 * 16}});
 }
 
 // Every base that a measurement can give, in every setting: light is kept, limits hold, the sensor has the codes.
@@ -301,13 +270,10 @@ TEST(ExposureSet, BytesAsTheLayerStoresThem) {
   EXPECT_EQ(brightest.regData[6], 0xF8);
 }
 
-TEST(ExposureSet, FrameGrowsWithTheShutter) {
+TEST(ExposureSet, FrameGrowsWithTheShutterAndTheLastBracketIsMarked) {
   EXPECT_EQ(LumoMakeExposureSet(0, 0, {0x20, 16, 1}).totalLines, 2470);
   EXPECT_EQ(LumoMakeExposureSet(0, 0, {2464 * 16 + 15, 16, 1}).totalLines, 2470);
   EXPECT_EQ(LumoMakeExposureSet(0, 0, {2465 * 16, 16, 1}).totalLines, 2471);
-}
-
-TEST(ExposureSet, LastBracketCarriesTheEndMark) {
   for (BYTE mode = 0; mode < 8; mode++) {
     const int last = mode < 2 ? 2 : 5;
     for (int i = 0; i < 6; i++) {
