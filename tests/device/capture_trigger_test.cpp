@@ -66,41 +66,24 @@ MATCHER_P(IsAbout, expected, "") {
 
 }  // namespace
 
-TEST_F(CaptureTrigger, TimeThatHasPassedStartsAtOnceWithoutAPulse) {
-  Shoot(0ms);
-  ASSERT_EQ(shots.size(), 1u);
-  EXPECT_LT(shots[0].start - begin, 1ms);
-  EXPECT_THAT(Led(), IsAbout(SuccessAfter(0)));
-  EXPECT_THAT(Buzzer(), IsAbout(SuccessAfter(0)));
-  EXPECT_THAT(LengthsOf(board.panel.BuzzerPulses()), Each(100));
-  ASSERT_EQ(board.panel.Shots().size(), 1u);
-  EXPECT_LT(board.panel.Shots()[0].start - begin, 1ms);
-  ExpectStatus(kShotIdle);
-  EXPECT_EQ(board.LogCount("LumoNeedCapture:"), 2u);
-  EXPECT_EQ(board.LogCount(": NeedCapture\n"), 1u);
-  EXPECT_EQ(board.LogCount(": StartCapture\n"), 1u);
-}
-
-TEST_F(CaptureTrigger, CountdownOfASecond) {
-  Shoot(1000ms);
-  const std::vector<long> countdown = {100, 300, 500, 700, 900};
-  EXPECT_THAT(Led(), IsAbout(Joined(countdown, SuccessAfter(1000))));
-  EXPECT_THAT(Buzzer(), IsAbout(Joined(countdown, SuccessAfter(1000))));
-  EXPECT_THAT(LengthsOf(board.panel.LedPulses()), Each(100));
-}
-
-TEST_F(CaptureTrigger, CountdownOfFiveSecondsHurriesInTheLastTwo) {
-  Shoot(5000ms);
-  const std::vector<long> countdown = {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300, 4500, 4700, 4900};
-  EXPECT_THAT(Buzzer(), IsAbout(Joined(countdown, SuccessAfter(5000))));
-  EXPECT_THAT(Led(), ElementsAreArray(Buzzer()));
-  EXPECT_GE(shots.at(0).start - begin, 5000ms - 1ms);
-}
-
-TEST_F(CaptureTrigger, CountdownBetweenWholeSecondsHurriesWhenLessThanTwoAreLeft) {
-  Shoot(4400ms);
-  const std::vector<long> countdown = {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300};
-  EXPECT_THAT(Buzzer(), IsAbout(Joined(countdown, SuccessAfter(4400))));
+TEST_F(CaptureTrigger, CountdownHurriesWhenLessThanTwoSecondsAreLeft) {
+  const std::pair<Duration, std::vector<long>> countdowns[] = {
+      {0ms, {}},
+      {1000ms, {100, 300, 500, 700, 900}},
+      {4400ms, {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300}},
+      {5000ms, {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300, 4500, 4700, 4900}}};
+  for (const auto& [delay, countdown] : countdowns) {
+    Shoot(delay);
+    EXPECT_THAT(Buzzer(), IsAbout(Joined(countdown, SuccessAfter(delay / 1ms))));
+    EXPECT_THAT(Led(), ElementsAreArray(Buzzer()));
+    EXPECT_THAT(LengthsOf(board.panel.BuzzerPulses()), Each(100));
+    EXPECT_THAT(LengthsOf(board.panel.LedPulses()), Each(100));
+    EXPECT_LT(shots.back().start - begin - delay, 2ms);
+    EXPECT_GE(shots.back().start - begin, delay - 1ms);
+    ExpectStatus(kShotIdle);
+  }
+  EXPECT_EQ(board.LogCount(": NeedCapture\n"), 4u);
+  EXPECT_EQ(board.LogCount(": StartCapture\n"), 4u);
 }
 
 TEST_F(CaptureTrigger, MuteSilencesSuccessAndCountdownButNoFailure) {
@@ -157,8 +140,9 @@ TEST_F(CaptureTrigger, DiskFullRefusesAndEndsASeries) {
   ExpectStatus(kShotIdle);
 }
 
+// The stand-in hangs while it saves, and the test moves the fields in its place.
 TEST_F(CaptureTrigger, RestartedShotIsWaitedForAndSignalledOnce) {
-  plans[0].saves = 1h;  // the stand-in hangs there, and the test moves the fields in its place
+  plans[0].saves = 1h;
   Shoot(0ms, [&] {
     board.kernel.After(3s, [&] { ctrlSigs->needCapture = kShotRunning; });
     board.kernel.After(7s, [&] { ctrlSigs->needCapture = kShotIdle; });
@@ -175,7 +159,6 @@ TEST_F(CaptureTrigger, RestartThatFailsIsAFailedShot) {
     board.kernel.After(5s, [&] { ctrlSigs->needCapture = 1; });
   });
   ExpectStatus(kShotFailed);
-  EXPECT_EQ(board.LogCount("Cap error need_capture:1  need_save:255\n"), 1u);
   EXPECT_LT(end - begin, 7s);
 }
 
@@ -200,28 +183,21 @@ TEST_F(CaptureTrigger, WaitOfASeriesBlinksWithoutASound) {
   EXPECT_THAT(Buzzer(), IsAbout(SuccessAfter(3003))) << "11 looks at the button, a quarter of a millisecond each";
 }
 
-TEST_F(CaptureTrigger, ButtonEndsASeriesAtTheNextPulseAndIsWaitedFor) {
-  ctrlSigs->timeLapse = 1;
-  ctrlSigs->needExitTimeLapse = kRequested;  // the button is looked at first
-  Shoot(15s, [&] { board.kernel.After(500ms, [&] { board.button.Press(5000ms); }); });
-  EXPECT_THAT(shots, IsEmpty());
-  EXPECT_THAT(StartsOf(board.panel.LedPulses(), begin), ElementsAre(900));
-  EXPECT_EQ(ctrlSigs->timeLapse, 0);
-  EXPECT_EQ(ctrlSigs->needExitTimeLapse, 0);
-  ExpectStatus(kShotIdle);
-  // Released at 5.5 s, seen 10 ms later, and 2 s of rest.
-  EXPECT_GE(end - begin, 7510ms);
-  EXPECT_LT(end - begin, 7520ms);
-}
-
-TEST_F(CaptureTrigger, RequestEndsASeriesAtTheNextPulse) {
-  ctrlSigs->timeLapse = 1;
-  Shoot(15s, [&] { board.kernel.After(2500ms, [&] { ctrlSigs->needExitTimeLapse = kRequested; }); });
-  EXPECT_THAT(shots, IsEmpty());
-  EXPECT_EQ(ctrlSigs->timeLapse, 0);
-  EXPECT_EQ(ctrlSigs->needExitTimeLapse, 0);
-  ExpectStatus(kShotIdle);
-  EXPECT_EQ((end - begin) / 10ms, 500) << "3 s and 2 s of rest";
+TEST_F(CaptureTrigger, ButtonOrRequestEndsASeriesAtTheNextPulse) {
+  for (const bool button : {true, false}) {
+    ctrlSigs->timeLapse = 1;
+    ctrlSigs->needExitTimeLapse = button ? kRequested : 0;  // the button is looked at first
+    Shoot(15s, [&] {
+      if (button) board.kernel.After(500ms, [&] { board.button.Press(5000ms); });
+      if (!button) board.kernel.After(2500ms, [&] { ctrlSigs->needExitTimeLapse = kRequested; });
+    });
+    EXPECT_THAT(shots, IsEmpty());
+    EXPECT_EQ(ctrlSigs->timeLapse, 0);
+    EXPECT_EQ(ctrlSigs->needExitTimeLapse, 0);
+    ExpectStatus(kShotIdle);
+    // Released at 5.5 s, seen 10 ms later, and 2 s of rest; or 3 s and 2 s of rest.
+    EXPECT_EQ((end - begin) / 10ms, button ? 751 : 500);
+  }
 }
 
 TEST_F(CaptureTrigger, NothingStopsASingleShotNorATwoHalfShot) {

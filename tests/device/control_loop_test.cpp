@@ -40,49 +40,18 @@ TEST_F(ControlLoop, ButtonHeldAtStartIsNoPress) {
 
 // --- presses ---
 
-TEST_F(ControlLoop, PressesBecomeShotsWithTheirDelays) {
+TEST_F(ControlLoop, FifthPressIsNotCountedAndLatePressIsAnotherShot) {
   SetUserSettings();
   Start();
-  // From the last release to the shot: 10 ms of debounce, the wait for a further press, the delay, and up to a pulse.
-  struct Expected {
-    int presses;
-    int delayMode, isoMode;
-    Duration wait;
-  };
-  for (const Expected& expected : {Expected{1, 0, 0, 500ms}, Expected{2, 3, 1, 800ms + 5s},
-                                   Expected{3, 4, 1, 800ms + 10s}, Expected{4, 6, 1, 20s}}) {
-    const TakenShot shot = ShotAfter(expected.presses);
-    EXPECT_EQ(shot.delayMode, expected.delayMode);
-    EXPECT_EQ(shot.isoMode, expected.isoMode);
-    EXPECT_EQ(shot.captureMode + shot.strobeMode + shot.evCompVal + shot.saveRaw + shot.twoHalfIdx, 0);
-    EXPECT_THAT(shot.start - released, IsWithin(expected.wait + 10ms, expected.wait + 220ms)) << expected.presses;
-  }
+  const TakenShot shot = ShotAfter(5);
+  EXPECT_EQ(shot.delayMode, 6);
+  EXPECT_EQ(shot.captureMode + shot.strobeMode + shot.evCompVal + shot.saveRaw + shot.twoHalfIdx, 0);
   EXPECT_EQ(SettingFile(), "") << "a press changes no stored setting";
-}
-
-TEST_F(ControlLoop, FifthPressIsNotCountedAndLatePressIsAnotherShot) {
-  Start();
-  EXPECT_EQ(ShotAfter(5).delayMode, 6);
   ASSERT_EQ(shots.size(), 1u);
   // The second of two presses comes too late to belong to the first.
   Press(1);
   board.Run(560ms);
   EXPECT_EQ(shots.size(), 2u);
-}
-
-TEST_F(ControlLoop, ButtonMayKeepTheSettings) {
-  SetUserSettings();
-  ctrlSigs->btnSetting = 1;
-  Start();
-  for (const auto& [presses, delayMode] : {std::pair{1, 0}, std::pair{2, 3}}) {
-    const TakenShot shot = ShotAfter(presses);
-    EXPECT_EQ(shot.delayMode, delayMode);
-    EXPECT_EQ(shot.captureMode, 5);
-    EXPECT_EQ(shot.strobeMode, 2);
-    EXPECT_EQ(shot.evCompVal, -4);
-    EXPECT_EQ(shot.isoMode, 3);
-    EXPECT_EQ(shot.saveRaw, 1);
-  }
 }
 
 TEST_F(ControlLoop, ButtonMayTakeNoShotsAndStillSwitchesOff) {
@@ -93,20 +62,6 @@ TEST_F(ControlLoop, ButtonMayTakeNoShotsAndStillSwitchesOff) {
   EXPECT_THAT(shots, IsEmpty());
   board.button.Press(3100ms);
   EXPECT_TRUE(Quits(3100ms));
-}
-
-TEST_F(ControlLoop, BounceIsNothingAndReleaseIsAnAction) {
-  Start();
-  const unsigned int before = ctrlSigs->actionTime;
-  board.Run(1s);
-  board.button.Bounce(6ms);
-  board.Run(1s);
-  EXPECT_EQ(ctrlSigs->actionTime, before);
-
-  ctrlSigs->btnSetting = 2;
-  board.button.Press(1s);
-  board.Run(1500ms);
-  EXPECT_NEAR(ctrlSigs->actionTime, BoardTime() - 500, 20);
 }
 
 TEST_F(ControlLoop, PressJustUnderThreeSecondsTakesAShot) {

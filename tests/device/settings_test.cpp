@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/file_bytes.h"
 #include "tests/support/on_board.h"
 
 using twin::Board;
@@ -16,32 +17,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void Put(const fs::path& path, const std::string& text) {
-  fs::create_directories(path.parent_path());
-  std::ofstream{path, std::ios::binary} << text;
-}
-
-std::string Get(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return file ? text.str() : "(no file)";
-}
-
 struct Settings : testing::Test {
   Board board{{}};
   std::unique_ptr<ControlSignals> ctrlSigs = std::make_unique<ControlSignals>();
   const fs::path settingPath = board.disk.Directory() / "DCIM" / "setting.ini";
 
   int Load(const std::string& text) {
-    Put(settingPath, text);
+    PutText(settingPath, text);
     int result = 1;
     OnBoard(board, [&] { result = LumoLoadSetting(ctrlSigs.get()); });
     return result;
   }
   std::string Saved() {
     OnBoard(board, [&] { LumoSaveSetting(ctrlSigs.get()); });
-    return Get(settingPath);
+    return FileText(settingPath);
   }
 };
 
@@ -128,8 +117,8 @@ TEST_F(Settings, MissingFilesLeaveTheStartValues) {
 }
 
 TEST_F(Settings, TiltOffsetAndModel) {
-  Put(board.paths.Local() / "vertex.ini", "plusvertexx=-1745329\nplusvertexy=42\n");
-  Put(board.paths.Local() / "info.ini", "deviceid=3\n");
+  PutText(board.paths.Local() / "vertex.ini", "plusvertexx=-1745329\nplusvertexy=42\n");
+  PutText(board.paths.Local() / "info.ini", "deviceid=3\n");
   fs::path conf = board.paths.Local() / "CameraConf_800";
   const auto modelWithLens = [&](char lensType) {
     std::fstream file(conf, std::ios::binary | std::ios::in | std::ios::out);
@@ -157,7 +146,7 @@ TEST_F(Settings, SerialNumberFollowsTheCalibrationAlone) {
   };
   const unsigned int first = number();
   EXPECT_GT(static_cast<int>(first), 0);
-  Put(board.paths.Local() / "info.ini", "deviceid=3\n");
+  PutText(board.paths.Local() / "info.ini", "deviceid=3\n");
   board.Run(std::chrono::hours(1));
   EXPECT_EQ(number(), first);
   std::fstream file(board.paths.Local() / "CameraConf_800", std::ios::binary | std::ios::in | std::ios::out);

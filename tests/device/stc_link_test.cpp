@@ -20,45 +20,6 @@ using twin::Time;
 
 namespace {
 
-// A logic analyser on the four wires. It knows the frame from the protocol alone.
-class Analyser {
- public:
-  explicit Analyser(Board& board)
-      : board_(board), select_(board.gpio.At(0, 5)), data_(board.gpio.At(0, 6)), clock_(board.gpio.At(0, 7)) {
-    select_.OnChange([this](bool level) {
-      if (level) {
-        frames.push_back(word_);
-        bitCounts.push_back(bits_);
-        lengths.push_back(board_.Now() - begin_);
-      } else {
-        clockRestsHigh = clockRestsHigh && clock_.Level();
-        begin_ = board_.Now();
-        word_ = 0;
-        bits_ = 0;
-      }
-    });
-    clock_.OnChange([this](bool level) {
-      if (!level || select_.Level()) return;
-      word_ = (word_ << 1 | (data_.Level() ? 1 : 0)) & 0xFFFF;
-      bits_++;
-    });
-  }
-
-  std::vector<int> frames;
-  std::vector<int> bitCounts;
-  std::vector<Duration> lengths;  // from select low to select high
-  bool clockRestsHigh = true;
-
- private:
-  Board& board_;
-  twin::Pin& select_;
-  twin::Pin& data_;
-  twin::Pin& clock_;
-  Time begin_{0};
-  int word_ = 0;
-  int bits_ = 0;
-};
-
 std::unique_ptr<ControlSignals> SignalsWithCoProcessor() {
   auto ctrlSigs = std::make_unique<ControlSignals>();
   ctrlSigs->stcSpiMode = 1;
@@ -72,30 +33,6 @@ Duration TimeOf(Board& board, const std::function<void()>& work) {
 }
 
 }  // namespace
-
-TEST(StcLink, FramesToTheBit) {
-  Board board{{}};
-  OnBoard(board, [&] {
-    LumoGpioInit();
-    Analyser analyser(board);
-    LumoStcSpiReadWrite(1, 1, 0, 0);
-    LumoStcSpiReadWrite(0, 0, 0, 1);
-    LumoStcSpiReadWrite(0, 0, 0xFF, 0);
-    LumoStcSpiReadWrite(0, 0, 0, 0);
-    EXPECT_THAT(analyser.frames, ElementsAre(0xC03F, 0x12ED, 0x20DF, 0x00FF));
-    EXPECT_THAT(analyser.bitCounts, ElementsAre(16, 16, 16, 16));
-    EXPECT_TRUE(analyser.clockRestsHigh);
-    EXPECT_TRUE(board.gpio.At(0, 5).Level());
-    EXPECT_TRUE(board.gpio.At(0, 6).Level());
-
-    // One delay at the start, two a bit, twenty in the gap.
-    const Duration delay = TimeOf(board, LumoStcSpiDelay);
-    const Duration frame = TimeOf(board, [] { LumoStcSpiReadWrite(1, 1, 1, 0); });
-    EXPECT_EQ(analyser.lengths.back() / delay, 33);
-    EXPECT_GE(frame, 53 * delay);
-    EXPECT_LT(frame, 55 * delay);
-  });
-}
 
 TEST(StcLink, TakesOnlyRepliesWithTheirComplement) {
   Board board{{}};
@@ -111,6 +48,11 @@ TEST(StcLink, TakesOnlyRepliesWithTheirComplement) {
     board.faults.Add("stc.reply value=0xFFFF");
     EXPECT_EQ(LumoStcSpiReadWrite(1, 1, 1, 0), 0);
     EXPECT_EQ(board.faults.Fired(), 4u);
+
+    // A frame is one delay at the start, two a bit, twenty in the gap, and leaves its lines high.
+    const Duration delay = TimeOf(board, LumoStcSpiDelay);
+    EXPECT_EQ(TimeOf(board, [] { LumoStcSpiReadWrite(1, 1, 1, 0); }) / delay, 53);
+    for (const int pin : {5, 6, 7}) EXPECT_TRUE(board.gpio.At(0, pin).Level()) << pin;
   });
 }
 
@@ -139,23 +81,6 @@ TEST(StcLink, ButtonReplyIsTakenApart) {
     const Duration took = TimeOf(board, [&] { EXPECT_EQ(LumoStcGetBtnOut(ctrlSigs.get()), kBtnPressed); });
     EXPECT_GE(took, 4999ms);
     EXPECT_EQ(ctrlSigs->batVoltageVal[2], 1);
-  });
-}
-
-TEST(StcLink, BadComplementsAreAskedAgainForFiveSeconds) {
-  Board board{{}};
-  OnBoard(board, [&] {
-    LumoGpioInit();
-    auto ctrlSigs = SignalsWithCoProcessor();
-    const Time end = board.Now() + 5s;
-    board.faults.Add({.point = "stc.reply",
-                      .condition = [&] { return board.Now() < end; },
-                      .times = twin::FaultRule::kAlways,
-                      .effect = {.kind = twin::Effect::Kind::Value, .value = 0xA55B}});
-    EXPECT_EQ(LumoStcGetBtnOut(ctrlSigs.get()), kBtnReleased);
-    EXPECT_GE(board.Now(), end);
-    EXPECT_LT(board.Now(), end + 1ms);
-    EXPECT_EQ(ctrlSigs->batVoltageValIdx, 1);
   });
 }
 

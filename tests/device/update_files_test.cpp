@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/file_bytes.h"
 #include "tests/support/on_board.h"
 
 using twin::Board;
@@ -27,13 +28,6 @@ struct UpdateFiles : testing::Test {
 
   void SetUp() override { fs::create_directories(disk / "DCIM"); }
 
-  static void Put(const fs::path& path, const std::string& text) { std::ofstream{path, std::ios::binary} << text; }
-  static std::string Get(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return file ? text.str() : "(no file)";
-  }
   // All in the order of a start.
   void Start() {
     OnBoard(board, [&] {
@@ -57,7 +51,7 @@ struct UpdateFiles : testing::Test {
   // The name that a file of this text ends under.
   std::string Outcome(const std::string& name, const std::string& text) {
     for (const std::string& old : Root()) fs::remove(disk / old);
-    Put(disk / name, text);
+    PutText(disk / name, text);
     Start();
     const std::set<std::string> names = Root();
     return names.size() == 1 ? *names.begin() : std::to_string(names.size()) + " files";
@@ -94,35 +88,23 @@ TEST_F(UpdateFiles, CopiesWithinTheirLimitsOnceAndRenamesThem) {
   };
   for (const Limits& row : known) {
     for (const size_t size : row.taken) {
-      Put(local / row.name, "old");
+      PutText(local / row.name, "old");
       EXPECT_EQ(Outcome(row.name, Bytes(size)), row.done) << size;
-      EXPECT_EQ(Get(local / row.name), Bytes(size)) << row.name << " of " << size;
+      EXPECT_EQ(FileText(local / row.name), Bytes(size)) << row.name << " of " << size;
     }
     for (const size_t size : row.left) {
-      Put(local / row.name, "old");
+      PutText(local / row.name, "old");
       EXPECT_EQ(Outcome(row.name, Bytes(size)), row.name) << size;
-      EXPECT_EQ(Get(local / row.name), "old") << row.name << " of " << size;
+      EXPECT_EQ(FileText(local / row.name), "old") << row.name << " of " << size;
     }
   }
 }
 
-TEST_F(UpdateFiles, TakenOnlyOnce) {
-  Put(disk / "info.ini", "deviceid=5\n");
-  Put(disk / "thumbnail.txt", "3");
-  Start();
-  Put(local / "info.ini", "changed since");
-  ctrlSigs->thumbCamIdx = 20;
-  Start();
-  EXPECT_EQ(Get(local / "info.ini"), "changed since");
-  EXPECT_EQ(ctrlSigs->thumbCamIdx, 20);
-  EXPECT_EQ(Root(), (Names{"info_updated.ini", "thumbnail_updated.txt"}));
-}
-
 TEST_F(UpdateFiles, WhiteBalanceGoesIntoTheLastElementOfEachCurve) {
-  const std::string before = Get(local / "CameraVignet_800");
+  const std::string before = FileText(local / "CameraVignet_800");
   ASSERT_EQ(before.size(), 77000u);
   EXPECT_EQ(Outcome("wb.ini", "blue=0.8\ngreen=1.25\nred=1"), "wb_updated.ini");
-  std::string after = Get(local / "CameraVignet_800");
+  std::string after = FileText(local / "CameraVignet_800");
   ASSERT_EQ(after.size(), 77000u);
   EXPECT_EQ(GainIn(after, 8), 0.8);
   EXPECT_EQ(GainIn(after, 1032), 1.25);
@@ -134,16 +116,16 @@ TEST_F(UpdateFiles, WhiteBalanceGoesIntoTheLastElementOfEachCurve) {
 }
 
 TEST_F(UpdateFiles, WhiteBalanceRefused) {
-  const std::string before = Get(local / "CameraVignet_800");
+  const std::string before = FileText(local / "CameraVignet_800");
   for (const char* text : {"blue=0.79\ngreen=1\nred=1\n", "blue=1\ngreen=1.26\nred=1\n", "blue=1\ngreen=1\n",
                            "blue=1\ngreen=1\nred=nan\n", ""}) {
     EXPECT_EQ(Outcome("wb.ini", text), "wb_error.ini") << text;
   }
-  EXPECT_EQ(Get(local / "CameraVignet_800"), before);
+  EXPECT_EQ(FileText(local / "CameraVignet_800"), before);
 
-  Put(local / "CameraVignet_800", before.substr(0, 3079));
+  PutText(local / "CameraVignet_800", before.substr(0, 3079));
   EXPECT_EQ(Outcome("wb.ini", "blue=1\ngreen=1\nred=1\n"), "wb_error.ini");
-  EXPECT_EQ(Get(local / "CameraVignet_800"), before.substr(0, 3079));
+  EXPECT_EQ(FileText(local / "CameraVignet_800"), before.substr(0, 3079));
   fs::remove(local / "CameraVignet_800");
   EXPECT_EQ(Outcome("wb.ini", "blue=1\ngreen=1\nred=1\n"), "wb_error.ini");
   EXPECT_FALSE(fs::exists(local / "CameraVignet_800"));
@@ -171,9 +153,9 @@ TEST_F(UpdateFiles, WifiNameReplacesTheSsidLine) {
       {"a\nno_ssid=old\n", "a\nno_ssid=old\n"},
   };
   for (const auto& [before, after] : known) {
-    Put(local / "hostapd.conf", before);
+    PutText(local / "hostapd.conf", before);
     EXPECT_EQ(Outcome("wifi.txt", "New"), "wifi_updated.txt");
-    EXPECT_EQ(Get(local / "hostapd.conf"), after);
+    EXPECT_EQ(FileText(local / "hostapd.conf"), after);
   }
   fs::remove(local / "hostapd.conf");
   EXPECT_EQ(Outcome("wifi.txt", "New"), "wifi_updated.txt");
@@ -181,15 +163,15 @@ TEST_F(UpdateFiles, WifiNameReplacesTheSsidLine) {
 
   // A new file and a new name on the same disk combine.
   const std::string padding(1100, '#');
-  Put(disk / "hostapd.conf", padding + "\nssid=theirs\n");
+  PutText(disk / "hostapd.conf", padding + "\nssid=theirs\n");
   fs::rename(disk / "wifi_updated.txt", disk / "wifi.txt");
   Start();
-  EXPECT_EQ(Get(local / "hostapd.conf"), padding + "\nssid=New\n");
+  EXPECT_EQ(FileText(local / "hostapd.conf"), padding + "\nssid=New\n");
 }
 
 TEST_F(UpdateFiles, NumbersAreTakenAndSaved) {
   const auto stored = [&](const std::string& key) {
-    return Get(disk / "DCIM" / "setting.ini").find("\n" + key + "\n") != std::string::npos;
+    return FileText(disk / "DCIM" / "setting.ini").find("\n" + key + "\n") != std::string::npos;
   };
   EXPECT_EQ(Outcome("thumbnail.txt", "24 is the zenith\n"), "thumbnail_updated.txt");
   EXPECT_EQ(ctrlSigs->thumbCamIdx, 24);
@@ -211,10 +193,4 @@ TEST_F(UpdateFiles, NumbersAreTakenAndSaved) {
 
   EXPECT_EQ(Outcome("thumbnail.txt", "north"), "thumbnail_updated.txt");
   EXPECT_EQ(ctrlSigs->thumbCamIdx, 0);
-}
-
-TEST_F(UpdateFiles, NothingToTakeIsNoWord) {
-  Start();
-  EXPECT_EQ(board.Log(), "");
-  EXPECT_EQ(Root(), Names{});
 }

@@ -21,17 +21,6 @@ std::chrono::seconds SystemSeconds(const Board& board) {
 
 }  // namespace
 
-TEST(WallClock, SystemTimeComesFromTheRealTimeClock) {
-  Board board{{}};
-  OnBoard(board, [&] {
-    board.clockChip.SetDate(kMomentCivil);
-    LumoGetRtcTime();
-    EXPECT_EQ(SystemSeconds(board), kMoment);
-    board.kernel.Spend(10s);
-    EXPECT_EQ(SystemSeconds(board), kMoment + 10s);
-  });
-}
-
 TEST(WallClock, FailingRealTimeClockLeavesTheSystemTime) {
   Board board{{}};
   OnBoard(board, [&] {
@@ -73,14 +62,5 @@ TEST(WallClock, SetTimeReachesBothAndOutlivesThePower) {
     // A day, and the few seconds that the board took to start.
     EXPECT_GE(SystemSeconds(board), kMoment + 24h);
     EXPECT_LT(SystemSeconds(board), kMoment + 24h + 10s);
-  });
-}
-
-TEST(WallClock, TimeBaseCountsMilliseconds) {
-  Board board{{}};
-  OnBoard(board, [&] {
-    const unsigned int begin = LumoGetTime();
-    board.kernel.Spend(12345ms);
-    EXPECT_EQ(LumoGetTime() - begin, 12345u);
   });
 }
