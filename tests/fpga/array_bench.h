@@ -141,15 +141,14 @@ struct ArrayBench : ::testing::Test {
   bool Ready(Duration limit = 500ms) { return WaitFor(0x40, limit); }
 
   // --- configuration ---
-  void SendStream(const std::vector<uint8_t>& bytes, size_t wordsATransfer = 0x80000) {
+  void SendStream(const std::vector<uint8_t>& bytes) {
     std::vector<uint16_t> words;
     for (size_t i = 0; i < bytes.size(); i += 2) {
       words.push_back(static_cast<uint16_t>(bytes[i] << 8 | (i + 1 < bytes.size() ? bytes[i + 1] : 0)));
     }
-    for (size_t i = 0; i < words.size(); i += wordsATransfer) {
-      const size_t end = std::min(words.size(), i + wordsATransfer);
-      Transfer({words.begin() + static_cast<long>(i), words.begin() + static_cast<long>(end)});
-    }
+    const auto half = words.begin() + static_cast<long>(words.size() / 2);
+    Transfer({words.begin(), half});
+    Transfer({half, words.end()});
   }
   bool StartConfiguration() {  // up to a high INIT
     Output(5, 7, false);
@@ -159,13 +158,16 @@ struct ArrayBench : ::testing::Test {
     for (int i = 0; i < 990 && !Init(); i++) Wait(100us);
     return Init();
   }
-  void BringUp() {
+  void PowerUp() {
     PowerEn(true);
     ProgramB(true);
     Suspend(false);
     Wait(10ms);
     OpenBus();
     Clock(4);
+  }
+  void BringUp() {
+    PowerUp();
     ASSERT_TRUE(StartConfiguration());
     SendStream(stream);
     ASSERT_TRUE(Done());
@@ -212,7 +214,6 @@ struct ArrayBench : ::testing::Test {
   struct CaptureOptions {
     int columns = kColumns;
     int toldColumns = kColumns;  // to the layers
-    int startRows = 0x20;
     int frameStarts = 0xAA;
     bool bracketed = true;
     bool start = true;
@@ -221,15 +222,15 @@ struct ArrayBench : ::testing::Test {
   void StartCapture(const CaptureOptions& options) {
     WakeSensors();
     for (int layer = 0; layer < 3; layer++) Send(layer, kEvery, 0x17, options.frameStarts);
-    Send(kAll, 0, 0xDD, options.startRows >> 8, options.startRows & 0xFF);
+    Send(kAll, 0, 0xDD, 0, 0x20);
     Send(kAll, 0, options.bracketed ? 0xD2 : 0xD3);
     Send(kAll, 0, 0x16, options.toldColumns >> 8);
     const std::pair<int, int> rows[] = {{0x0103, 1},
                                         {0x380C, options.columns >> 8},
                                         {0x380D, options.columns & 0xFF},
-                                        {0x3500, options.startRows >> 12},
-                                        {0x3501, options.startRows >> 4 & 0xFF},
-                                        {0x3502, options.startRows << 4 & 0xFF},
+                                        {0x3500, 0},
+                                        {0x3501, 2},
+                                        {0x3502, 0},
                                         {0x380E, 0x09},
                                         {0x380F, 0xA6},
                                         {0x3508, 0},
@@ -253,14 +254,9 @@ struct ArrayBench : ::testing::Test {
     for (int i = 0; i < 12; i++) QueueStep();
   }
   void WriteSet(int number, const ExposureSet& set) {
-    const int bytes[8] = {set.shutter16 >> 16,
-                          set.shutter16 >> 8 & 0xFF,
-                          set.shutter16 & 0xFF,
-                          set.lines >> 8,
-                          set.lines & 0xFF,
-                          set.coarse,
-                          set.fine,
-                          set.last ? 0xFF : 0};
+    const int shutter = set.shutter16, last = set.last ? 0xFF : 0;
+    const int bytes[8] = {shutter >> 16,    shutter >> 8 & 0xFF, shutter & 0xFF, set.lines >> 8,
+                          set.lines & 0xFF, set.coarse,          set.fine,       last};
     for (int i = 0; i < 8; i++) Send(1, 0, 0x15, number << 5 | i << 2, bytes[i]);
   }
   // Keeps the FIFO fed until `done`; false after `limit`.

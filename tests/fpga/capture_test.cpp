@@ -34,82 +34,6 @@ TEST_F(Capture, TheMeasurementSettlesInAnyLightAndItsTwoValuesBelongTogether) {
   EXPECT_TRUE(complaints.empty()) << complaints.front();
 }
 
-TEST_F(Capture, TheMeasurementStartsFromTheStartingExposureAndMovesInBoundedSteps) {
-  light.signalPerSecond = 1e-6;
-  Do([&] {
-    BringUp();
-    StartCapture({});
-    ASSERT_TRUE(Feed(2s, [&] { return Read(1, 0x4D) == 1; }));
-    EXPECT_EQ(MeasuredExposure(), 0x20 * 16);
-    int last = MeasuredExposure();
-    for (int count = 2; count < 12; count++) {
-      ASSERT_TRUE(Feed(1s, [&] { return Read(1, 0x4D) == count; }));
-      EXPECT_GE(MeasuredExposure(), last);
-      EXPECT_LE(MeasuredExposure(), last * 16);
-      last = MeasuredExposure();
-    }
-    EXPECT_GT(last, 0x8C780) << "too little reach for the host's darkest exposure";
-  });
-}
-
-TEST_F(Capture, ThreeSetsGiveThreeBracketsOfEveryCamera) {
-  Do([&] {
-    BringUp();
-    ASSERT_TRUE(Shoot(threeSets, {}));
-    EXPECT_EQ(Read(0, 0x49) + Read(1, 0x49) + Read(2, 0x4A), 0);
-    Wait(200ms);
-    EXPECT_TRUE(Ready()) << "steps were left over";
-    ConnectLayer0();
-    for (int camera = 0; camera < 9; camera++) {
-      for (int bracket = 0; bracket < 4; bracket++) Load(0, camera * 6 + bracket);
-    }
-  });
-  ASSERT_EQ(receiver.frames.size(), 36u);
-  const double seconds[] = {32 * kRow, 128 * kRow, 512 * kRow, 0};
-  const double gain[] = {1, 2 * 18 / 16.0, 4 * 31 / 16.0, 1};
-  for (int i = 0; i < 36; i++) {
-    const StoredFrame& frame = receiver.frames[static_cast<size_t>(i)];
-    EXPECT_EQ(frame.camera, i / 4);
-    EXPECT_EQ(frame.bracket, i % 4);
-    EXPECT_NEAR(frame.seconds, seconds[i % 4], 1e-9);
-    EXPECT_DOUBLE_EQ(frame.gain, gain[i % 4]);
-    if (i % 4 == 3) continue;  // an empty slot: no light
-    EXPECT_EQ(frame.shot, 1u);
-    EXPECT_TRUE(frame.flip && frame.mirror);
-  }
-  // The light was told of the frames beforehand, in the order of their replay.
-  ASSERT_EQ(light.expected.size(), 75u);
-  EXPECT_EQ(light.expected[9].camera, 0);
-  EXPECT_EQ(light.expected[9].bracket, 1);
-  EXPECT_EQ(light.expected[27 + 7].camera, 24);
-  EXPECT_EQ(light.expected[74].camera, 23);
-  EXPECT_FALSE(light.expected[74].flip);
-  EXPECT_TRUE(complaints.empty()) << complaints.front();
-}
-
-TEST_F(Capture, SixSetsWithLongFramesTakeTheirTime) {
-  std::vector<ExposureSet> sets;
-  for (int i = 0; i < 6; i++) sets.push_back({(1000 << i) * 16, std::max(2470, (1000 << i) + 6), 0, 0x80, i == 5});
-  twin::Time begun{0};
-  Do([&] {
-    BringUp();
-    StartCapture({});
-    ASSERT_TRUE(Feed(2s, [&] { return Read(1, 0x4D) > 0; }));
-    begun = kernel.Now();
-    for (int i = 0; i < 6; i++) WriteSet(i + 1, sets[static_cast<size_t>(i)]);
-    ASSERT_TRUE(Feed(7s, [&] { return Everywhere(0x43); }));
-    FlushFifo();
-    ASSERT_TRUE(WaitFor(0x44, 5s));
-    // Two frames to come into effect, then the frames themselves: 2 x 2470, 4006, 8006, 16006, 32006 rows.
-    const double rows = std::chrono::duration<double>(kernel.Now() - begun).count() / kRow;
-    EXPECT_GT(rows, 64964 + 2470);
-    EXPECT_LT(rows, 64964 + 3 * 2470 + 1500);
-    EXPECT_EQ(light.expected.size(), 150u);
-    for (const StoredFrame& frame : light.expected) EXPECT_NEAR(frame.seconds, (1000 << frame.bracket) * kRow, 1e-9);
-  });
-  EXPECT_EQ(array.Shots(), 1u);
-}
-
 // The layers run a few milliseconds apart. Sets that come when layer 0 has begun its step and layer 2 has not are used
 // by both from the next step on: the shot stays one moment.
 TEST_F(Capture, AllLayersChangeOverAtOneStep) {
@@ -188,30 +112,6 @@ TEST_F(Capture, FramesAreForgottenByResetAndKeptWithTheSensorsInReset) {
     Load(0, 0);
     EXPECT_EQ(receiver.frames.back().seconds, 0);
   });
-}
-
-TEST_F(Capture, Faults) {
-  Do([&] {
-    BringUp();
-    for (const char* fault : {"layer.conf silence detail=1", "layer.save silence detail=2"}) {
-      faults.Add(fault);
-      ResetPulse();
-      EXPECT_FALSE(Shoot(threeSets, {})) << fault;
-      ResetPulse();
-      EXPECT_TRUE(Shoot(threeSets, {})) << fault;
-    }
-    faults.Add("layer.row-errors value=300 detail=2");
-    ResetPulse();
-    ASSERT_TRUE(Shoot(threeSets, {}));
-    EXPECT_EQ(Read(2, 0x4A) << 8 | Read(2, 0x49), 300);
-    EXPECT_EQ(Read(1, 0x49), 0);
-    faults.Add("measurement.average value=200");
-    ResetPulse();
-    StartCapture({});
-    ASSERT_TRUE(Feed(2s, [&] { return Read(1, 0x4D) == 1; }));
-    EXPECT_EQ(Read(1, 0x4E), 200);
-  });
-  EXPECT_EQ(faults.Fired(), 4u);
 }
 
 }  // namespace

@@ -12,34 +12,9 @@ size_t FindWord(const std::vector<uint8_t>& stream, std::array<uint8_t, 4> word)
   return static_cast<size_t>(at - stream.begin());
 }
 
-TEST_F(Configuration, AGoodStreamInTransfersOfAnySizeConfigures) {
-  Do([&] {
-    PowerEn(true);
-    Suspend(false);
-    Wait(10ms);
-    OpenBus();
-    Clock(4);
-    for (const size_t words : {0x80000u, 99999u, 4097u}) {
-      ASSERT_TRUE(StartConfiguration());
-      EXPECT_FALSE(Done());
-      const auto start = kernel.Now();
-      SendStream(stream, words);
-      EXPECT_TRUE(Done());
-      EXPECT_TRUE(Init());
-      EXPECT_GT(kernel.Now() - start, 440ms);  // 1396280 bytes at 25 MHz
-      EXPECT_LT(kernel.Now() - start, 480ms);
-    }
-    ASSERT_TRUE(StartConfiguration());
-  });
-}
-
 TEST_F(Configuration, InitStaysLowWhileTheMemoryIsCleared) {
   Do([&] {
-    PowerEn(true);
-    Suspend(false);
-    Wait(10ms);
-    OpenBus();
-    Clock(4);
+    PowerUp();
     Output(5, 7, false);
     ProgramB(false);
     Wait(1us);
@@ -85,13 +60,16 @@ TEST_F(Configuration, ADamagedStreamDoesNotConfigure) {
        true},
       {"a word is missing", [&](auto& s) { s.erase(s.begin() + 800000, s.begin() + 800004); }, false},
       {"cut off", [&](auto& s) { s.erase(s.end() - 4000, s.end()); }, true},
+      {"right in itself, for a smaller part",
+       [&](auto& s) {
+         s = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1', '2', '3', '4',
+              0x30, 0x00, 0x00, 0x01, 0x9B, 0xE3, 0xE0, 0xA3,  // CRC-32 of "1234"
+              0x30, 0x00, 0x80, 0x01, 0,    0,    0,    5,    0x30, 0x00, 0x80, 0x01, 0,   0,   0,   13};
+       },
+       true},
   };
   Do([&] {
-    PowerEn(true);
-    Suspend(false);
-    Wait(10ms);
-    OpenBus();
-    Clock(4);
+    PowerUp();
     for (const Case& c : cases) {
       SCOPED_TRACE(c.name);
       auto damaged = stream;
@@ -101,57 +79,21 @@ TEST_F(Configuration, ADamagedStreamDoesNotConfigure) {
       EXPECT_FALSE(Done());
       EXPECT_EQ(Init(), c.init);
     }
+    Clock(0x14);  // the good one with the configuration clock off
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(stream);
+    EXPECT_FALSE(Done());
+    Clock(4);
+    uint8_t bits = 8;  // its words leave with their bytes exchanged
+    array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
+    ASSERT_TRUE(StartConfiguration());
+    SendStream(stream);
+    EXPECT_FALSE(Done());
+    OpenBus();
+    EXPECT_EQ(Transfer(std::vector<uint16_t>(0x80001)), -EMSGSIZE);
     ASSERT_TRUE(StartConfiguration());  // and none of it sticks
     SendStream(stream);
     EXPECT_TRUE(Done());
-  });
-}
-
-TEST_F(Configuration, AStreamWithTheWrongNumberOfFrameWordsDoesNotConfigure) {
-  // A stream that is right in itself, for a smaller part.
-  std::vector<uint8_t> small = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1',
-                                '2',  '3',  '4',  0x30, 0x00, 0x00, 0x01, 0x9B, 0xE3, 0xE0, 0xA3,  // CRC-32 of "1234"
-                                0x30, 0x00, 0x80, 0x01, 0,    0,    0,    5,    0x30, 0x00, 0x80, 0x01, 0,
-                                0,    0,    13};
-  Do([&] {
-    PowerEn(true);
-    Wait(10ms);
-    OpenBus();
-    Clock(4);
-    ASSERT_TRUE(StartConfiguration());
-    SendStream(small);
-    EXPECT_TRUE(Init());
-    EXPECT_FALSE(Done());
-  });
-}
-
-TEST_F(Configuration, TheConfigurationClockMustRun) {
-  Do([&] {
-    PowerEn(true);
-    Wait(10ms);
-    OpenBus();
-    Clock(0x14);
-    ASSERT_TRUE(StartConfiguration());
-    SendStream(stream);
-    EXPECT_FALSE(Done());
-  });
-}
-
-TEST_F(Configuration, TheBusMustBeSetUp) {
-  Do([&] {
-    PowerEn(true);
-    Wait(10ms);
-    Clock(4);
-    ASSERT_TRUE(StartConfiguration());
-    uint8_t bits = 8;  // the words leave with their bytes exchanged
-    uint32_t speed = 25'000'000;
-    array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
-    array.Spi().Ioctl(SPI_IOC_WR_MAX_SPEED_HZ, &speed);
-    SendStream(stream);
-    EXPECT_FALSE(Done());
-    std::vector<uint16_t> tooLong(0x80001);
-    OpenBus();
-    EXPECT_EQ(Transfer(tooLong), -EMSGSIZE);
   });
 }
 
@@ -199,34 +141,6 @@ TEST_F(Configuration, WhatEndsWhat) {
     EXPECT_EQ(Read(1, 0x40), 0);
   });
   EXPECT_TRUE(complaints.empty()) << complaints.front();
-}
-
-TEST_F(Configuration, Faults) {
-  Do([&] {
-    PowerEn(true);
-    Wait(10ms);
-    OpenBus();
-    Clock(4);
-    faults.Add("config.stream value=4000000");
-    ASSERT_TRUE(StartConfiguration());
-    SendStream(stream);
-    EXPECT_FALSE(Done());
-    EXPECT_FALSE(Init());
-    faults.Add("config.done silence");
-    ASSERT_TRUE(StartConfiguration());
-    SendStream(stream);
-    EXPECT_FALSE(Done());
-    ASSERT_TRUE(StartConfiguration());
-    SendStream(stream);
-    EXPECT_TRUE(Done());
-    Clock(0x14);
-    ResetPulse();
-    ASSERT_EQ(Read(0, 0x40), 1);
-    faults.Add("array.power silence");
-    EXPECT_EQ(Read(0, 0x40), 0);
-    EXPECT_FALSE(Done());
-  });
-  EXPECT_EQ(faults.Fired(), 3u);
 }
 
 }  // namespace

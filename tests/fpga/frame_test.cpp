@@ -7,19 +7,6 @@ using namespace bench;
 
 using Bus = ArrayBench;
 
-TEST_F(Bus, AReadAnswersInTheSecondWordAlone) {
-  Do([&] {
-    BringUp();
-    std::vector<uint16_t> in;
-    ASSERT_EQ(Transfer({0x4340, 0x4200, 0x4200, 0x4200}, &in), 8);
-    EXPECT_EQ(in, (std::vector<uint16_t>{0, 1, 0, 0}));
-    const auto start = kernel.Now();
-    Read(1, 0x40);
-    EXPECT_EQ(kernel.Now() - start, 20us + 2560ns);
-  });
-  EXPECT_TRUE(complaints.empty());
-}
-
 TEST_F(Bus, MalformedFramesDoNothingAndAreTold) {
   const std::vector<uint16_t> frames[] = {
       {0x01E6, 0x0000, 0x0000},          // three words
@@ -79,20 +66,6 @@ TEST_F(Bus, WritesReachTheirCamerasAndNoOthers) {
       if (layer == 1) return camera == 5 ? 0 : 2;
       return camera == 6 ? 4 : camera == 7 ? 5 : 1;
     });
-  });
-  EXPECT_TRUE(complaints.empty()) << complaints.front();
-}
-
-TEST_F(Bus, AWholeSetUpFitsTheFifoAndIsDoneInTime) {
-  Do([&] {
-    BringUp();
-    WakeSensors();
-    for (int i = 0; i < 355; i++) Write(kAll, kEvery, 0x3C00, i & 0xFF);
-    EXPECT_FALSE(Everywhere(0x40));
-    const auto start = kernel.Now();
-    EXPECT_TRUE(Ready(1000ms));
-    EXPECT_LT(kernel.Now() - start, 100ms);
-    EXPECT_EQ(ReadSensor(1, 7, 0x3C00), 354 & 0xFF);
   });
   EXPECT_TRUE(complaints.empty()) << complaints.front();
 }
@@ -159,45 +132,6 @@ TEST_F(Bus, DelaysHoldBackWhatComesAfterThem) {
   });
 }
 
-TEST_F(Bus, FrameSyncWaitsFollowTheSensorsOwnTiming) {
-  Do([&] {
-    BringUp();
-    WakeSensors();
-    for (const auto& [columns, rows] : {std::pair{1944, 2470}, {1944, 5000}, {4000, 2470}}) {
-      Write(kAll, kEvery, 0x0100, 0);
-      Write(kAll, kEvery, 0x380C, columns >> 8);
-      Write(kAll, kEvery, 0x380D, columns & 0xFF);
-      Write(kAll, kEvery, 0x380E, rows >> 8);
-      Write(kAll, kEvery, 0x380F, rows & 0xFF);
-      Write(kAll, kEvery, 0x0100, 1);
-      WaitSync(true);
-      WaitSync(false);
-      ASSERT_TRUE(Ready());
-      const auto start = kernel.Now();
-      for (int i = 0; i < 5; i++) WaitSync(true);
-      WaitSync(false);
-      ASSERT_TRUE(Ready(5s));
-      const double frames =
-          std::chrono::duration<double>(kernel.Now() - start).count() / (2.0 * columns * rows / 120e6);
-      EXPECT_NEAR(frames, 5, 0.05) << columns << ' ' << rows;
-    }
-  });
-}
-
-TEST_F(Bus, TemperatureIsTakenOnceAskedFor) {
-  array.SetTemperature(24, 61);
-  array.SetTemperature(23, -12);
-  Do([&] {
-    BringUp();
-    WakeSensors();
-    EXPECT_EQ(ReadSensor(1, 7, 0x4D13) - 0x40, 0);
-    Write(kAll, kEvery, 0x4D12, 0);
-    Write(kAll, kEvery, 0x4D12, 1);
-    EXPECT_EQ(ReadSensor(1, 7, 0x4D13) - 0x40, 61);
-    EXPECT_EQ(ReadSensor(2, 7, 0x4D13) - 0x40, -12);
-  });
-}
-
 TEST_F(Bus, NothingComesThroughUnroutedPinsOrInAWrongMode) {
   bool routed = true;
   array.SetSpiRouted([&] { return routed; });
@@ -212,29 +146,6 @@ TEST_F(Bus, NothingComesThroughUnroutedPinsOrInAWrongMode) {
     EXPECT_EQ(Read(0, 0x40), 0);
     EXPECT_EQ(complaints.size(), 1u);
   });
-}
-
-TEST_F(Bus, Faults) {
-  Do([&] {
-    BringUp();
-    WakeSensors();
-    faults.Add("spi.message fail=EIO detail=1");
-    EXPECT_EQ(Read(0, 0x40), 1);
-    EXPECT_EQ(Send(1, 0, 0xE6), -EIO);
-    EXPECT_EQ(ReadSensor(1, 0, 0x300B), 0x88) << "a failed transfer has reached the layer";
-    faults.Add("spi.reply value=0x37 detail=" + std::to_string(2 * 256 + 0x40));
-    EXPECT_EQ(Read(1, 0x40), 1);
-    EXPECT_EQ(Read(2, 0x40), 0x37);
-    faults.Add("layer.ready silence detail=0");
-    EXPECT_EQ(Read(0, 0x40), 0);
-    faults.Add("sensor.chip-id value=0x12 detail=24");
-    EXPECT_EQ(ReadSensor(1, 6, 0x300B), 0x88);
-    EXPECT_EQ(ReadSensor(1, 7, 0x300B), 0x12);
-    EXPECT_EQ(ReadSensor(1, 7, 0x300B), 0x88);
-    faults.Add("sensor.temperature silence detail=0");
-    EXPECT_EQ(ReadSensor(0, 0, 0x4D13), 0xFF);
-  });
-  EXPECT_EQ(faults.Fired(), 5u);
 }
 
 }  // namespace

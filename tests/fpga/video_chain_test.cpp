@@ -64,26 +64,4 @@ TEST_F(Chain, TheMomentOfArrival) {
   });
 }
 
-TEST_F(Chain, Faults) {
-  Do([&] {
-    BringUp();
-    ASSERT_TRUE(Shoot(threeSets, {}));
-    ConnectLayer0();
-    faults.Add("frame.lost silence detail=" + std::to_string(3 * 6 + 2));
-    Load(0, 3 * 6 + 1);
-    EXPECT_EQ(receiver.frames.size(), 1u);
-    Load(0, 3 * 6 + 2);
-    EXPECT_EQ(receiver.frames.size(), 1u);
-    faults.Add("frame.late delay=400ms");
-    const auto start = kernel.Now();
-    Load(0, 0);
-    EXPECT_GT(kernel.Now() - start, 400ms);
-    EXPECT_EQ(receiver.frames.size(), 2u);
-    faults.Add("frame.double silence");
-    Load(0, 0);
-    EXPECT_EQ(receiver.frames.size(), 4u);
-  });
-  EXPECT_EQ(faults.Fired(), 3u);
-}
-
 }  // namespace
