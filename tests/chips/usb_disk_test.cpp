@@ -87,33 +87,6 @@ TEST_F(Disk, APulledDiskFailsUntilItIsMountedAnew) {
   EXPECT_EQ(disk.Format(), ENODEV);
 }
 
-TEST_F(Disk, ReadOnlyRefusesChangesAlone) {
-  disk.SetReadOnly(true);
-  EXPECT_EQ(disk.BeforeOpen("a", false, false).error, 0);
-  EXPECT_EQ(disk.BeforeRead("a", 10).error, 0);
-  EXPECT_EQ(disk.BeforeOpen("a", true, false).error, EROFS);
-  EXPECT_EQ(disk.BeforeWrite("a", 0, 1).error, EROFS);
-  EXPECT_EQ(disk.BeforeRemove("a").error, EROFS);
-}
-
-TEST_F(Disk, FormatEmptiesItAndPlugCountsWhatIsThere) {
-  fs::create_directories(directory / "DCIM");
-  std::ofstream(directory / "DCIM/a.ori") << std::string(kCluster + 1, 'x');
-  std::ofstream(directory / "DCIM/b.tmp") << "x";
-  disk.Pull();
-  disk.Plug();
-  EXPECT_EQ(disk.FreeClusters(), 32768u - 4);
-  EXPECT_EQ(disk.OnlyShot().filename(), "a.ori");
-  disk.FillTo(320);
-  EXPECT_EQ(disk.Format(), EBUSY);
-  disk.Unmount();
-  EXPECT_EQ(disk.Format(), 0);
-  EXPECT_TRUE(fs::is_empty(directory));
-  EXPECT_EQ(disk.FreeKBs(), 1024u * 1024);
-  EXPECT_TRUE(disk.Shots().empty());
-  EXPECT_THROW(disk.OnlyShot(), std::runtime_error);
-}
-
 TEST_F(Disk, WritesAreTornForgottenRefusedOrCutOff) {
   faults.Add("disk.write value=100 nth=2");
   faults.Add("disk.write silence nth=3");
@@ -139,28 +112,6 @@ TEST_F(Disk, WritesAreTornForgottenRefusedOrCutOff) {
   EXPECT_EQ(cuts, 1);
   EXPECT_GT(next().takes, 2s);
   EXPECT_EQ(disk.Writes(), 6u);
-}
-
-TEST_F(Disk, ASlowDiskTakesItsTime) {
-  const auto quick = disk.BeforeWrite("a", 0, 1'000'000).takes;
-  disk.SetWriteSpeed(1'000'000);
-  const auto slow = disk.BeforeWrite("a", 0, 1'000'000).takes;
-  EXPECT_NEAR(std::chrono::duration<double>(quick).count(), 0.04, 0.001);
-  EXPECT_NEAR(std::chrono::duration<double>(slow).count(), 1.0, 0.001);
-  disk.SetReadSpeed(500'000);
-  EXPECT_NEAR(std::chrono::duration<double>(disk.BeforeRead("a", 1'000'000).takes).count(), 2.0, 0.001);
-  EXPECT_THROW(disk.SetWriteSpeed(0), std::invalid_argument);
-}
-
-TEST_F(Disk, OperationsOnNamesFailOrAreForgotten) {
-  faults.Add("disk.rename silence");
-  faults.Add("disk.remove fail=EACCES");
-  faults.Add("disk.open fail=EMFILE nth=2");
-  EXPECT_TRUE(disk.BeforeRename("a", "b").forgotten);
-  EXPECT_FALSE(disk.BeforeRename("a", "b").forgotten);
-  EXPECT_EQ(disk.BeforeRemove("a").error, EACCES);
-  EXPECT_EQ(disk.BeforeOpen("a", true, true).error, 0);
-  EXPECT_EQ(disk.BeforeOpen("a", true, true).error, EMFILE);
 }
 
 }  // namespace
