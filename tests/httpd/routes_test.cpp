@@ -16,10 +16,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 struct Routes : HttpBench {
-  std::string Text(const std::string& name) const {
-    const auto bytes = FileBytes(Disk(name));
-    return {bytes.begin(), bytes.end()};
-  }
   // The command that a request put into the mailbox.
   Command CommandOf(const std::string& target) {
     commands.clear();
@@ -33,51 +29,29 @@ const std::string invalid = NotFoundAnswer("Invalid request");
 
 TEST_F(Routes, EachPathOnItsPortAndWhatKeepsTheCameraAwake) {
   Start();
-  struct Row {
-    const char* path;
-    uint16_t port;
-    bool stamps;
-  };
-  for (const Row& row : {Row{"/get_session", kControl, false},
-                         Row{"/set_time", kControl, true},
-                         Row{"/do_capture", kControl, true},
-                         Row{"/cap_single", kControl, true},
-                         Row{"/get_list", kControl, false},
-                         Row{"/get_thumb", kControl, false},
-                         Row{"/get_parameters", kControl, false},
-                         Row{"/get_file", kBulk, true},
-                         Row{"/del_file", kControl, true},
-                         Row{"/get_single", kControl, true},
-                         Row{"/config", kControl, true},
-                         Row{"/set_prefix", kControl, true},
-                         Row{"/get_information", kControl, true},
-                         Row{"/exit_timelapse", kControl, true},
-                         Row{"/shutdown", kControl, false},
-                         Row{"/format_udisk", kControl, true},
-                         Row{"/compass_calibrate_start", kControl, true},
-                         Row{"/compass_calibrate_end", kControl, true},
-                         Row{"/get_battery_level", kControl, false},
-                         Row{"/get_last_temperature", kControl, false},
-                         Row{"/get_current_temperature", kControl, false},
-                         Row{"/get_last_exposure", kControl, false},
-                         Row{"/del_updated_firmware", kControl, true}}) {
-    SCOPED_TRACE(row.path);
+  const auto expectServed = [&](const std::string& path, bool stamps) {
+    SCOPED_TRACE(path);
+    const uint16_t port = path == "/get_file" ? kBulk : kControl;
     ctrl->actionTime = 1;
-    EXPECT_EQ(Get(row.path, row.port == kControl ? kBulk : kControl).raw, invalid);
+    EXPECT_EQ(Get(path, port == kControl ? kBulk : kControl).raw, invalid);
     EXPECT_EQ(ctrl->actionTime, 1u);
-    const HttpAnswer answer = Get(row.path, row.port);
+    const HttpAnswer answer = Get(path, port);
     EXPECT_TRUE(answer.ended);
     EXPECT_NE(answer.raw, invalid);
     EXPECT_NE(answer.Status(), 0);
     const auto now = static_cast<unsigned int>(board.Uptime() / 1ms);
-    if (row.stamps) {
-      EXPECT_NEAR(ctrl->actionTime, now, 100);
-    } else {
-      EXPECT_EQ(ctrl->actionTime, 1u);
-    }
-    EXPECT_EQ(Get(std::string(row.path) + "/", row.port).raw, invalid);
-    EXPECT_EQ(Get(std::string(row.path).substr(1), row.port).raw, invalid);
-  }
+    EXPECT_NEAR(ctrl->actionTime, stamps ? now : 1, stamps ? 100 : 0);
+    EXPECT_EQ(Get(path + "/", port).raw, invalid);
+    EXPECT_EQ(Get(path.substr(1), port).raw, invalid);
+  };
+  for (const char* path :
+       {"/get_session", "/get_list", "/get_thumb", "/get_parameters", "/shutdown", "/get_battery_level",
+        "/get_last_temperature", "/get_current_temperature", "/get_last_exposure"})
+    expectServed(path, false);
+  for (const char* path : {"/set_time", "/do_capture", "/cap_single", "/get_file", "/del_file", "/get_single",
+                           "/config", "/set_prefix", "/get_information", "/exit_timelapse", "/format_udisk",
+                           "/compass_calibrate_start", "/compass_calibrate_end", "/del_updated_firmware"})
+    expectServed(path, true);
   ctrl->actionTime = 1;
   EXPECT_EQ(Exchange(board, kBulk, PostText("/update_firmware?crcvalue=0", "x")).Status(), 400);
   EXPECT_EQ(ctrl->actionTime, 1u);
@@ -93,14 +67,6 @@ TEST_F(Routes, SessionsAreHandedOutAndNotAskedFor) {
   for (const char* query : {"", "?session=-1", "?session=12345", "?SESSION=x"}) {
     EXPECT_EQ(Get(std::string("/get_last_exposure") + query).Status(), 200);
   }
-}
-
-TEST_F(Routes, APostIsServedAndItsBodyLeftUnread) {
-  Start();
-  const HttpAnswer answer = Exchange(board, kControl, PostText("/get_last_exposure", "never read"));
-  EXPECT_EQ(answer.Status(), 200);
-  EXPECT_TRUE(answer.reset);
-  EXPECT_FALSE(Exchange(board, kControl, PostText("/get_last_exposure", "")).reset);
 }
 
 // --- shots ---
@@ -182,7 +148,7 @@ TEST_F(Routes, ARefusedCaptureSaysOk) {
   EXPECT_TRUE(refused("/do_capture"));
   std::ofstream{Disk("DCIM/00.jpg")} << "earlier";
   EXPECT_TRUE(refused("/cap_single"));
-  EXPECT_EQ(Text("DCIM/00.jpg"), "earlier");
+  EXPECT_EQ(FileText(Disk("DCIM/00.jpg")), "earlier");
   EXPECT_EQ(ctrl->saveSingle, 3);
 }
 
@@ -221,15 +187,6 @@ TEST_F(Routes, ACaptureHoldsItsPortUntilItIsTaken) {
   EXPECT_EQ(AnswerOf(*list).body, "0,0\r\n");
 }
 
-TEST_F(Routes, ASeriesIsOnlyAskedToEndIfThereIsOne) {
-  Start();
-  EXPECT_EQ(Get("/exit_timelapse").raw, OkAnswer());
-  EXPECT_EQ(ctrl->needExitTimeLapse, 0);
-  ctrl->timeLapse = 1;
-  EXPECT_EQ(Get("/exit_timelapse").raw, OkAnswer());
-  EXPECT_EQ(ctrl->needExitTimeLapse, 255);
-}
-
 // --- settings ---
 
 TEST_F(Routes, TimeByPositionAlone) {
@@ -252,45 +209,6 @@ TEST_F(Routes, TimeByPositionAlone) {
   EXPECT_EQ(board.SystemTime() / 1s, 1803945600);  // 2 March
 }
 
-TEST_F(Routes, ConfigWritesAllThree) {
-  Start();
-  ctrl->btnSetting = 2;
-  ctrl->shutdownMode = 3;
-  EXPECT_EQ(Get("/config?mutemode=1").raw, OkAnswer());
-  EXPECT_EQ(ctrl->btnSetting, 0);
-  EXPECT_EQ(ctrl->shutdownMode, 0);
-  EXPECT_EQ(ctrl->muteMode, 1);
-  EXPECT_EQ(Get("/config?btnsetting=1&shutdownmode=5").raw, OkAnswer());
-  EXPECT_EQ(ctrl->muteMode, 0);
-  EXPECT_THAT(Text("DCIM/setting.ini"), HasSubstr("btnsetting=1\nshutdownmode=5\n"));
-}
-
-TEST_F(Routes, AShorterPrefixKeepsTheTail) {
-  Start();
-  const auto set = [this](const std::string& query) {
-    EXPECT_EQ(Get("/set_prefix" + query).raw, OkAnswer());
-    return std::string(ctrl->prefix) + "|" + std::to_string(ctrl->prefixLen);
-  };
-  EXPECT_EQ(set("?prefix=abcdef"), "abcdef|6");
-  EXPECT_EQ(set("?prefix=ab"), "abcdef|2");
-  EXPECT_EQ(set(""), "abcdef|0");
-  EXPECT_EQ(set("?prefix=twelve_chars"), "abcdef|0");
-  EXPECT_EQ(set("?prefix=elevenchars"), "elevenchars|11");
-  EXPECT_THAT(Text("DCIM/setting.ini"), HasSubstr("prefix=elevenchars\n"));
-}
-
-TEST_F(Routes, Information) {
-  ctrl->deviceId = 3;
-  ctrl->serialNo = 4000000000u;
-  Start();
-  board.disk.FillTo(1'000'000);
-  EXPECT_EQ(Get("/get_information").body,
-            "disk_total=62500000\r\ndisk_free=" + std::to_string(board.disk.FreeKBs()) +
-                "\r\nfirmware_version=20251113\r\ndevice_id=3\r\nserial_no=-294967296\r\n");
-  board.disk.Pull();
-  EXPECT_THAT(Get("/get_information").body, testing::StartsWith("disk_total=0\r\ndisk_free=0\r\n"));
-}
-
 TEST_F(Routes, CompassWaitsForItsAnswer) {
   Start();
   for (const char* path : {"/compass_calibrate_start", "/compass_calibrate_end"}) {
@@ -309,18 +227,6 @@ TEST_F(Routes, CompassWaitsForItsAnswer) {
     EXPECT_EQ(client->Received(), OkAnswer(body));
     ctrl->needCompassCalibrate = 0;
   }
-}
-
-TEST_F(Routes, BatteryLevel) {
-  Start();
-  EXPECT_EQ(Get("/get_battery_level").body, "-1");
-  ctrl->batCharging = 1;
-  EXPECT_EQ(Get("/get_battery_level").body, "-1") << "nothing is added to no reading";
-  for (Shared<BYTE>& sample : ctrl->batVoltageVal) sample = 45;
-  ctrl->batVoltageValIdx = 64;
-  EXPECT_EQ(Get("/get_battery_level").body, "1062");  // 45 x 128 = 5760: 60 + 20 x 86 / 996
-  ctrl->batCharging = 0;
-  EXPECT_EQ(Get("/get_battery_level").body, "62");
 }
 
 TEST_F(Routes, Temperatures) {
@@ -353,20 +259,9 @@ TEST_F(Routes, Temperatures) {
 
 TEST_F(Routes, LastExposure) {
   Start();
-  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=0.000000s\r\niso=0\r\n");
-  ctrl->lastExposure = 10000;
   ctrl->lastIso = 1600;
-  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=0.010000s\r\niso=1600\r\n");
   ctrl->lastExposure = -1500000;
   EXPECT_EQ(Get("/get_last_exposure").body, "exposure=-1.500000s\r\niso=1600\r\n");
-}
-
-TEST_F(Routes, RequestsForTheControlThreadAnswerAtOnce) {
-  Start();
-  EXPECT_EQ(Get("/shutdown").raw, OkAnswer());
-  EXPECT_EQ(ctrl->needShutdown, 255);
-  EXPECT_EQ(Get("/format_udisk").raw, OkAnswer());
-  EXPECT_EQ(ctrl->needFormat, 255);
 }
 
 }  // namespace

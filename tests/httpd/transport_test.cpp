@@ -115,15 +115,6 @@ TEST_F(Transport, ATextAnswerInSixSends) {
   }
 }
 
-TEST_F(Transport, AnEmptyTextIsStillSent) {
-  Connected("", [&](int sock) {
-    EXPECT_EQ(send_txt(sock, 200, "OK", ""), 200);
-    board.faults.Add("net.send fail=EPIPE nth=6");
-    EXPECT_EQ(send_txt(sock, 200, "OK", ""), -1) << "the sixth send is the empty body's";
-  });
-  EXPECT_EQ(AnswerOf(*client).ContentLength(), 0);
-}
-
 TEST_F(Transport, PartsOfAFileKeepTheirPromisedLength) {
   std::string content;
   for (int i = 0; i < 10000; i++) content += static_cast<char>(i * 7 + i / 256);
@@ -137,8 +128,6 @@ TEST_F(Transport, PartsOfAFileKeepTheirPromisedLength) {
     return client->Received();
   };
   EXPECT_EQ(sent(3, 9000, 0), content.substr(3, 9000));
-  EXPECT_EQ(sent(0, 4096, 0), content.substr(0, 4096));
-  EXPECT_EQ(sent(5, 0, 0), "");
   const std::string beyond = sent(9990, 20000, 0);
   EXPECT_EQ(beyond.size(), 20000u);
   EXPECT_EQ(beyond.substr(0, 10), content.substr(9990));
@@ -190,16 +179,6 @@ TEST_F(Transport, EthernetComesBeforeWifi) {
 
 struct Ports : HttpBench {};
 
-TEST_F(Ports, SayThatTheyRunAndForgetSessions) {
-  ctrl->sessionNum = 5;
-  for (Shared<int>& session : ctrl->sessionList) session = 77;
-  Start();
-  EXPECT_EQ(Logged("httpd running on port 8080\n"), 1u);
-  EXPECT_EQ(Logged("httpd running on port 8081\n"), 1u);
-  EXPECT_EQ(ctrl->sessionNum, 0);
-  for (const Shared<int>& session : ctrl->sessionList) EXPECT_EQ(session, 0);
-}
-
 TEST_F(Ports, AFailedAcceptIsLoggedAndTriedAgain) {
   Start();
   board.faults.Add("net.accept fail=EMFILE times=3 detail=8080");
@@ -211,6 +190,7 @@ TEST_F(Ports, AFailedAcceptIsLoggedAndTriedAgain) {
 
 TEST_F(Ports, LookForTheEndBetweenConnectionsOnly) {
   Start();
+  EXPECT_EQ(Logged("httpd running on port 8080\n"), 1u);
   const size_t open = board.descriptors.OpenCount();
   ctrl->needQuit = 1;
   board.Run(1min);
