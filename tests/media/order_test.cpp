@@ -6,8 +6,8 @@
 namespace twin {
 namespace {
 
-constexpr int kBadChannel = 2, kBadParameter = 3, kExists = 4, kDoesNotExist = 5, kNullPointer = 6, kNotConfigured = 7,
-              kNotSupported = 8, kNotPermitted = 9, kNoMemory = 12, kNotReady = 16, kBusy = 18;
+constexpr int kBadParameter = 3, kExists = 4, kDoesNotExist = 5, kNotConfigured = 7, kNotSupported = 8,
+              kNotPermitted = 9, kNoMemory = 12, kNotReady = 16, kBusy = 18;
 
 class Order : public ::testing::Test, protected MediaUnits {};
 
@@ -19,15 +19,12 @@ TEST_F(Order, NothingWorksBeforeTheSystemIsUpAndTheSystemWantsItsPools) {
     EXPECT_EQ(HI_MPI_VB_Exit(), HI_SUCCESS);
     EXPECT_EQ(ReasonOf(HI_MPI_VB_Init()), kNotConfigured);
     EXPECT_EQ(ReasonOf(HI_MPI_SYS_Init()), kNotConfigured);
-    const MPP_SYS_CONF_S odd = {63}, good = {64};
-    EXPECT_EQ(ReasonOf(HI_MPI_SYS_SetConf(&odd)), kBadParameter);
+    const MPP_SYS_CONF_S good = {64};
     EXPECT_EQ(HI_MPI_SYS_SetConf(&good), HI_SUCCESS);
     EXPECT_EQ(ReasonOf(HI_MPI_SYS_Init()), kNotReady);
 
     EXPECT_EQ(ReasonOf(HI_MPI_VI_EnableDev(0)), kNotReady);
     EXPECT_EQ(ReasonOf(HI_MPI_ISP_MemInit(0)), kNotReady);
-    EXPECT_EQ(ReasonOf(HI_MPI_VPSS_StartGrp(0)), kNotReady);
-    EXPECT_EQ(ReasonOf(HI_MPI_VENC_StopRecvPic(0)), kNotReady);
     EXPECT_EQ(ReasonOf(HI_MPI_SYS_Bind(&input, &group)), kNotReady);
   });
 }
@@ -39,38 +36,28 @@ TEST_F(Order, PoolsAndStreamBuffersShareOneMemory) {
     pools.astCommPool[0] = {16352640, 17};
     EXPECT_EQ(HI_MPI_VB_SetConf(&pools), HI_SUCCESS);
     EXPECT_EQ(ReasonOf(HI_MPI_VB_Init()), kNoMemory);
-    StartSystem();
-    EXPECT_EQ(ReasonOf(HI_MPI_VB_Exit()), kBusy);
-    const VENC_CHN_ATTR_S half = JpegChannel(PictureSize::Half, 32 << 20);
-    EXPECT_EQ(HI_MPI_VENC_CreateChn(0, &half), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VENC_CreateChn(1, &half), HI_SUCCESS);
-    EXPECT_EQ(ReasonOf(HI_MPI_VENC_CreateChn(2, &half)), kNoMemory);
-    EXPECT_EQ(HI_MPI_VENC_DestroyChn(0), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VENC_CreateChn(2, &half), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_SYS_Exit(), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VB_Exit(), HI_SUCCESS);
-    StartSystem();  // all of it has come back
-    EXPECT_EQ(HI_MPI_VENC_CreateChn(0, &half), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VENC_CreateChn(1, &half), HI_SUCCESS);
+    for (int start = 0; start < 2; start++) {  // all of it comes back
+      StartSystem();
+      EXPECT_EQ(ReasonOf(HI_MPI_VB_Exit()), kBusy);
+      const VENC_CHN_ATTR_S half = JpegChannel(PictureSize::Half, 32 << 20);
+      EXPECT_EQ(HI_MPI_VENC_CreateChn(0, &half), HI_SUCCESS);
+      EXPECT_EQ(HI_MPI_VENC_CreateChn(1, &half), HI_SUCCESS);
+      EXPECT_EQ(ReasonOf(HI_MPI_VENC_CreateChn(2, &half)), kNoMemory);
+      EXPECT_EQ(HI_MPI_SYS_Exit(), HI_SUCCESS);
+      EXPECT_EQ(HI_MPI_VB_Exit(), HI_SUCCESS);
+    }
   });
 }
 
 TEST_F(Order, TheIspIsPreparedStepByStepRunsUntilItsEndAndThenKnowsNothing) {
   Do([this] {
     StartSystem();
-    ALG_LIB_S wrong = {0, "hisi_lib"};
-    EXPECT_EQ(ReasonOf(HI_MPI_AE_Register(0, &wrong)), kBadParameter);
     EXPECT_EQ(ReasonOf(HI_MPI_ISP_MemInit(0)), kNotConfigured);
     EXPECT_EQ(ReasonOf(HI_MPI_ISP_Init(0)), kNotConfigured);
     EXPECT_EQ(ReasonOf(HI_MPI_ISP_Run(0)), kNotPermitted);
-    EXPECT_EQ(ReasonOf(HI_MPI_ISP_Exit(0)), kNotPermitted);
     ISP_NR_ATTR_S noise = {};
     EXPECT_EQ(ReasonOf(HI_MPI_ISP_GetNRAttr(0, &noise)), kNotConfigured);
-    ISP_WDR_MODE_S mode;
-    EXPECT_EQ(ReasonOf(HI_MPI_ISP_GetWDRMode(0, &mode)), kNotConfigured);
-
     StartIsp();
-    EXPECT_TRUE(media.isp.Running());
     EXPECT_EQ(ReasonOf(HI_MPI_ISP_Run(0)), kNotPermitted) << "it runs already";
     noise.stManual.u8Thresh = 99;
     EXPECT_EQ(HI_MPI_ISP_SetNRAttr(0, &noise), HI_SUCCESS);
@@ -79,26 +66,6 @@ TEST_F(Order, TheIspIsPreparedStepByStepRunsUntilItsEndAndThenKnowsNothing) {
     StartIsp();
     EXPECT_EQ(HI_MPI_ISP_GetNRAttr(0, &noise), HI_SUCCESS);
     EXPECT_NE(noise.stManual.u8Thresh, 99);
-  });
-}
-
-TEST_F(Order, TuningDataWantsTheRightChipAndTheRegistersThatTheIspTells) {
-  Do([this] {
-    StartSystem();
-    StartIsp();
-    HI_U8 data[4] = {};
-    EXPECT_EQ(ReasonOf(HI_PQ_BIN_ParseBinData(data, sizeof data)), kNotConfigured);
-    ISP_REG_ATTR_S reg = {};
-    EXPECT_EQ(HI_MPI_ISP_GetISPRegAttr(0, &reg), HI_SUCCESS);
-    PQ_BIN_MODULE_S module = {0x3519A,
-                              {reg.u32IspRegAddr, reg.u32IspRegSize, reg.u32IspExtRegAddr, reg.u32IspExtRegSize,
-                               reg.u32AeExtRegAddr, reg.u32AeExtRegSize, reg.u32AwbExtRegAddr, reg.u32AwbExtRegSize}};
-    module.stPqBinIsp.u32AeExtRegAddr++;
-    EXPECT_EQ(ReasonOf(HI_PQ_BIN_Init(&module)), kBadParameter);
-    module.stPqBinIsp.u32AeExtRegAddr--;
-    EXPECT_EQ(HI_PQ_BIN_Init(&module), HI_SUCCESS);
-    EXPECT_EQ(HI_PQ_BIN_ParseBinData(data, sizeof data), HI_SUCCESS);
-    EXPECT_EQ(ReasonOf(HI_PQ_BIN_ParseBinData(data, 0)), kBadParameter);
   });
 }
 
@@ -111,38 +78,25 @@ TEST_F(Order, InputVpssAndEncodersRefuseWhatIsOutOfOrder) {
     EXPECT_EQ(ReasonOf(HI_MPI_VPSS_StartGrp(0)), kDoesNotExist);
     EXPECT_EQ(ReasonOf(HI_MPI_VPSS_EnableChn(0, 0)), kDoesNotExist);
     EXPECT_EQ(ReasonOf(HI_MPI_VENC_GetFd(0)), kDoesNotExist);
-    EXPECT_EQ(ReasonOf(HI_MPI_VENC_GetFd(4)), kBadChannel);
-    VI_DCI_PARAM_S dci;
-    EXPECT_EQ(ReasonOf(HI_MPI_VI_GetDCIParam(0, &dci)), kNotConfigured);
 
     StartInput();
-    const VI_DEV_ATTR_S none = {};
-    EXPECT_EQ(ReasonOf(HI_MPI_VI_SetDevAttr(0, &none)), kNotPermitted) << "while enabled";
     EXPECT_EQ(ReasonOf(HI_MPI_VI_DisableDev(0)), kNotPermitted) << "its channel first";
     VI_CHN_ATTR_S beyond = {};
     beyond.stCapRect = {0, 0, 3265, 2448};
     EXPECT_EQ(ReasonOf(HI_MPI_VI_SetChnAttr(0, &beyond)), kBadParameter);
 
     StartVpss();
-    const VPSS_GRP_ATTR_S size = {3264, 2448, PIXEL_FORMAT_YUV_SEMIPLANAR_420, {}, {}, {}, {}, {}};
-    EXPECT_EQ(ReasonOf(HI_MPI_VPSS_CreateGrp(0, &size)), kExists);
     EXPECT_EQ(ReasonOf(HI_MPI_VPSS_DestroyGrp(0)), kNotPermitted) << "stop it first";
     EXPECT_EQ(ReasonOf(HI_MPI_VPSS_EnableChn(0, 2)), kNotConfigured);
-    VPSS_CHN_MODE_S large = {VPSS_CHN_MODE_USER, 3266, 2448, {}, PIXEL_FORMAT_YUV_SEMIPLANAR_420, {}};
-    EXPECT_EQ(ReasonOf(HI_MPI_VPSS_SetChnMode(0, 2, &large)), kBadParameter);
     EXPECT_EQ(ReasonOf(HI_MPI_SYS_Bind(&input, &group)), kExists);
 
     EXPECT_EQ(ReasonOf(HI_MPI_SYS_Bind(&group, &encoder)), kDoesNotExist);
-    EXPECT_EQ(ReasonOf(HI_MPI_SYS_UnBind(&group, &encoder)), kDoesNotExist);
     StartEncoder(0, PictureSize::Full);
     EXPECT_EQ(ReasonOf(HI_MPI_SYS_Bind(&input, &encoder)), kNotSupported);
     VENC_CHN_ATTR_S attr = JpegChannel(PictureSize::Full, 1000);
     EXPECT_EQ(ReasonOf(HI_MPI_VENC_CreateChn(0, &attr)), kExists);
     attr.stVeAttr.stAttrJpeg.u32PicWidth++;
     EXPECT_EQ(ReasonOf(HI_MPI_VENC_CreateChn(1, &attr)), kBadParameter);
-    const VENC_PARAM_JPEG_S tooFine = {100};
-    EXPECT_EQ(ReasonOf(HI_MPI_VENC_SetJpegParam(0, &tooFine)), kBadParameter);
-    EXPECT_EQ(ReasonOf(HI_MPI_VENC_Query(0, nullptr)), kNullPointer);
   });
 }
 
