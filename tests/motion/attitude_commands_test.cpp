@@ -46,14 +46,5 @@ TEST(AttitudeCommands, HoldTheCameraAndPlaceItOnEarth) {
   EXPECT_THAT(refusal("gps on"), HasSubstr("usage: gps"));
 }
 
-TEST(AttitudeCommands, TheModuleIsThereWithTheSerialAdapter) {
-  Board board{BoardOptions{}};
-  EXPECT_FALSE(board.gpsCompass.Plugged());
-  board.usb.Plug(UsbAdapter::Serial);
-  EXPECT_TRUE(board.gpsCompass.Plugged());
-  board.usb.Unplug(UsbAdapter::Serial);
-  EXPECT_FALSE(board.gpsCompass.Plugged());
-}
-
 }  // namespace
 }  // namespace twin

