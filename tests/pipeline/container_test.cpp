@@ -14,6 +14,17 @@ int32_t WordAt(const RawImageInfo& info, size_t offset) {
   return word;
 }
 
+tm At(int month, int day, int hour, int minute, int second) {  // in 2026
+  tm when{};
+  when.tm_year = 126;
+  when.tm_mon = month - 1;
+  when.tm_mday = day;
+  when.tm_hour = hour;
+  when.tm_min = minute;
+  when.tm_sec = second;
+  return when;
+}
+
 // Every word of the record by its offset in the file; those that are not named must be 0.
 TEST(ShotRecord, EachFieldStandsAtItsOffset) {
   auto ctrlSigs = std::make_unique<ControlSignals>();
@@ -34,13 +45,7 @@ TEST(ShotRecord, EachFieldStandsAtItsOffset) {
     exposures.totalLines[i] = 2470 + i;
     exposures.gain[i] = 16 + i;
   }
-  tm when{};
-  when.tm_year = 126;
-  when.tm_mon = 11;
-  when.tm_mday = 31;
-  when.tm_hour = 23;
-  when.tm_min = 58;
-  when.tm_sec = 59;
+  const tm when = At(12, 31, 23, 58, 59);
 
   RawImageInfo info;
   std::memset(&info, 0xEE, sizeof(info));
@@ -67,13 +72,7 @@ TEST(ShotRecord, EachFieldStandsAtItsOffset) {
 TEST(ShotName, CarriesPrefixTimeAndTheExtensionOfTheEnd) {
   auto ctrlSigs = std::make_unique<ControlSignals>();
   std::strcpy(ctrlSigs->prefix, "abcdefghijk");
-  tm when{};
-  when.tm_year = 126;
-  when.tm_mon = 0;
-  when.tm_mday = 2;
-  when.tm_hour = 3;
-  when.tm_min = 4;
-  when.tm_sec = 5;
+  const tm when = At(1, 2, 3, 4, 5);
   char path[kOriPathSize];
   LumoShotTmpPath(path, ctrlSigs.get(), &when);
   EXPECT_STREQ(path, "/mnt/udisk/DCIM/abcdefghijk2026-01-02_03.04.05.tmp");
@@ -82,21 +81,6 @@ TEST(ShotName, CarriesPrefixTimeAndTheExtensionOfTheEnd) {
   LumoSingleTmpPath(path, 7);
   LumoSetExtension(path, "jpg");
   EXPECT_STREQ(path, "/mnt/udisk/DCIM/07.jpg");
-}
-
-// A serial remote alone makes a "dwo"; a network adapter beside it an "ori" again.
-TEST(ShotName, TheKindFollowsRemoteAndAdapters) {
-  auto ctrlSigs = std::make_unique<ControlSignals>();
-  const struct {
-    int serialFd;
-    BYTE usbMode;
-    bool ori;
-  } cases[] = {{-1, 0, true}, {-1, 4, true}, {5, 4, false}, {5, 5, true}, {5, 6, true}, {5, 0, false}};
-  for (const auto& one : cases) {
-    ctrlSigs->serialFd = one.serialFd;
-    ctrlSigs->usbMode = one.usbMode;
-    EXPECT_EQ(LumoIsOriShot(ctrlSigs.get()), one.ori) << one.serialFd << " " << int{one.usbMode};
-  }
 }
 
 }  // namespace

@@ -144,18 +144,6 @@ TEST_F(LostFrames, TheThirtySecondGivesUp) {
   ExpectMarkedShot(OnlyShot(), 3, 5);
 }
 
-// After a restart, timeouts where nothing is counted neither restart again nor give up.
-TEST_F(LostFrames, WhatIsNotCountedCannotRestart) {
-  Start();
-  Lose(8);
-  board.faults.Add("frame.lost silence detail=" + std::to_string(FrameDetail(9, 0)) + " times=5");
-  ASSERT_TRUE(Shoot());
-  EXPECT_THAT(Outcome(), Pair(0, 0));
-  EXPECT_EQ(Logged("Restart LumoLoadNew"), 1u);
-  EXPECT_EQ(Logged(": Retry LumoLoadNew"), 13u);
-  ExpectMarkedShot(OnlyShot(), 3, 2);
-}
-
 TEST_F(LostFrames, HalfOfATwoHalfShotIsNeverRestarted) {
   ctrl->twoHalfIdx = 1;
   Start();

@@ -62,23 +62,6 @@ TEST(ZoomQtrYuv, IsExactAtEverySizeAndWritesNothingElse) {
   }
 }
 
-TEST(ZoomQtrYuv, RoundsHalfUpAndKeepsTheExtremes) {
-  for (const int level : {0, 1, 127, 128, 254, 255}) {
-    Picture in(16 * Samples(64, 8), static_cast<BYTE>(level));
-    Picture out(Samples(64, 8));
-    ZoomQtrYuv(out.data(), in.data(), 64, 8);
-    EXPECT_THAT(out, Each(level));
-  }
-  // One block of 16 whose sum is 8: exactly a half, and one with 7.
-  Picture in(16 * Samples(2, 1), 0);
-  in[0] = 8;
-  in[4] = 7;
-  Picture out(Samples(2, 1));
-  ZoomQtrYuv(out.data(), in.data(), 2, 1);
-  EXPECT_EQ(out[1], 1);
-  EXPECT_EQ(out[0], 0);
-}
-
 // A JPEG of one colour.
 Picture Jpeg(int width, int height, int subsampling, BYTE luma = 90, BYTE cb = 110, BYTE cr = 150) {
   const unsigned long size = tjBufSizeYUV2(width, 1, height, subsampling);

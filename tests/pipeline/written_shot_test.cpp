@@ -112,16 +112,6 @@ TEST_F(WrittenShot, ShortCalibrationFilesGiveZerosAndTheLastRecordAgain) {
   EXPECT_EQ(section(1076 + 24 * 3080, 3080), Bytes(vignet.begin() + 3080, vignet.begin() + 2 * 3080));
 }
 
-TEST_F(WrittenShot, ARemoteAloneMakesADwo) {
-  ctrl->serialFd = 5;
-  Start();
-  ASSERT_TRUE(Shoot());
-  EXPECT_THAT(Files(), ElementsAre(EndsWith(".dwo")));
-  const Bytes bytes = FileBytes(OnlyFile());
-  EXPECT_EQ(bytes[0], 0xC2);
-  EXPECT_EQ(bytes[1], 0x73);
-}
-
 TEST_F(WrittenShot, TellsTheClientAndTheRemoteWhatItTook) {
   std::strcpy(ctrl->prefix, "house");
   ctrl->isoMode = 1;
