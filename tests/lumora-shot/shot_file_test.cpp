@@ -27,26 +27,20 @@ struct Form {
 
 std::vector<Form> Forms() {
   std::vector<Form> forms;
-  forms.push_back({"three steps, no logo", {}, 78076, 150});
-  forms.push_back({"six steps, no logo", {}, 78076, 300});
-  forms.back().shot.captureMode = 2;
-  forms.push_back({"by hand, logo of 5 bytes", {}, 78082 + 5, 150});
-  forms.back().shot.captureMode = 0;
-  forms.back().shot.hasLogo = true;
-  forms.back().shot.logo = {'l', 'o', 'g', 'o', '.'};
-  forms.push_back({"empty logo", {}, 78082, 150});
-  forms.back().shot.hasLogo = true;
-  forms.push_back({"stepped-over section", {}, 78076 + 270, 150});
-  forms.back().shot.skippedSection = true;
-  forms.push_back({"stepped-over section and logo", {}, 78076 + 270 + 6 + 4, 150});
-  forms.back().shot.skippedSection = true;
-  forms.back().shot.hasLogo = true;
-  forms.back().shot.logo = {1, 2, 3, 4};
-  forms.push_back({"second form, three steps", {}, 3 * 3112 + 276, 216});
-  forms.back().shot.deviceId = 10;
-  forms.push_back({"second form, six steps", {}, 3 * 3112 + 276, 432});
-  forms.back().shot.deviceId = 12;
-  forms.back().shot.captureMode = 3;
+  const auto add = [&](const char* name, int64_t indexAt, int entries, const std::function<void(MadeShot&)>& change) {
+    forms.push_back({name, {}, indexAt, entries});
+    change(forms.back().shot);
+  };
+  const auto withLogo = [](const support::Bytes& logo, bool skipped) {
+    return [=](MadeShot& shot) { shot.hasLogo = true, shot.logo = logo, shot.skippedSection = skipped; };
+  };
+  add("three steps, no logo", 78076, 150, [](MadeShot&) {});
+  add("six steps, no logo", 78076, 300, [](MadeShot& shot) { shot.captureMode = 2; });
+  add("logo of 5 bytes", 78082 + 5, 150, withLogo({'l', 'o', 'g', 'o', '.'}, false));
+  add("empty logo", 78082, 150, withLogo({}, false));
+  add("stepped-over section and logo", 78076 + 270 + 6 + 4, 150, withLogo({1, 2, 3, 4}, true));
+  add("second form, three steps", 3 * 3112 + 276, 216, [](MadeShot& shot) { shot.deviceId = 10; });
+  add("second form, six steps", 3 * 3112 + 276, 432, [](MadeShot& shot) { shot.deviceId = 12, shot.captureMode = 3; });
   return forms;
 }
 
@@ -93,21 +87,22 @@ TEST(ShotFile, TheRecordsWordsStandUnderTheirNames) {
   support::WriteFile(folder / "made.ori", bytes);
   const shot::Record record = shot::ReadShot(folder / "made.ori").record;
   // Byte offsets divided by four, from the format's table.
-  EXPECT_EQ(record.shootDateYear, 8 / 4);
-  EXPECT_EQ(record.shootIdx, 36 / 4);
   EXPECT_EQ(record.Exposure(0), (shot::ExposureSet{40 / 4, 44 / 4, 48 / 4, 52 / 4}));
-  EXPECT_EQ(record.Exposure(2).gain, 84 / 4);
-  EXPECT_EQ(record.evBiasMode, (104 / 4) - 256);
-  EXPECT_EQ(record.hdrMode, 112 / 4);
-  EXPECT_EQ(record.oriQuality, 132 / 4);
-  EXPECT_EQ(record.twoHalfMode, 144 / 4);
-  EXPECT_EQ(record.timerMode, 152 / 4);
-  EXPECT_EQ(record.prevExpos, 164 / 4);
-  EXPECT_EQ(record.latitude, 180 / 4);
-  EXPECT_EQ(record.Exposure(3).shutterLines, 184 / 4);
-  EXPECT_EQ(record.Exposure(5).gain, 228 / 4);
-  EXPECT_EQ(record.compassValue, 236 / 4);
-  EXPECT_EQ(record.reserve[3], 252 / 4);
+  const std::pair<int, int> fields[] = {{record.shootDateYear, 8},
+                                        {record.shootIdx, 36},
+                                        {record.Exposure(2).gain, 84},
+                                        {record.evBiasMode + 256, 104},
+                                        {record.hdrMode, 112},
+                                        {record.oriQuality, 132},
+                                        {record.twoHalfMode, 144},
+                                        {record.timerMode, 152},
+                                        {record.prevExpos, 164},
+                                        {record.latitude, 180},
+                                        {record.Exposure(3).shutterLines, 184},
+                                        {record.Exposure(5).gain, 228},
+                                        {record.compassValue, 236},
+                                        {record.reserve[3], 252}};
+  for (const auto& [value, offset] : fields) EXPECT_EQ(value, offset / 4) << offset;
   const auto words = shot::WordsOf(record);
   for (size_t i = 0; i < 64; ++i)
     EXPECT_EQ(words[i], static_cast<int>(i) - (i == 26 ? 256 : 0)) << shot::recordFields[i];
