@@ -34,19 +34,6 @@ TEST(Kernel, EqualTimesRunInOrderOfRequestAndSleepersInterleaveWithActions) {
   EXPECT_THAT(seen, ElementsAre("a0", "b0", "action1", "b1", "a2", "b2"));
 }
 
-TEST(Kernel, ASpinningFiberMovesTimeOnAndNeverStopsTheBoard) {
-  Kernel kernel;
-  bool fired = false;
-  kernel.Spawn("poll", [&] {
-    for (;;) kernel.Spend(100ns);
-  });
-  kernel.At(5ms, [&] { fired = true; });
-  EXPECT_TRUE(kernel.RunUntil([&] { return fired; }, 1s));
-  EXPECT_EQ(kernel.Now(), 5ms);
-  EXPECT_FALSE(kernel.RunUntil([] { return false; }, 2ms));
-  EXPECT_EQ(kernel.Now(), 7ms);
-}
-
 TEST(Kernel, WaitEndsByNotifyOrByItsLimitAndSaysWhich) {
   Kernel kernel;
   WaitQueue queue(kernel), other(kernel);
@@ -105,20 +92,6 @@ TEST(Kernel, KilledFibersUnwindAndTheirDoorsDoNothing) {
   never.Notify();  // nobody stands there any more
   kernel.Run(2h);
   EXPECT_EQ(after, 0);
-}
-
-TEST(Kernel, EachFiberKeepsItsOwnErrno) {
-  Kernel kernel;
-  std::vector<int> seen;
-  for (int number : {EIO, ENOSPC}) {
-    kernel.Spawn("errno", [&, number] {
-      errno = number;
-      kernel.Spend(1ms);
-      seen.push_back(errno);
-    });
-  }
-  kernel.Run(1s);
-  EXPECT_THAT(seen, ElementsAre(EIO, ENOSPC));
 }
 
 TEST(Kernel, ExplorationShufflesEqualTimesAndASeedRepeatsIt) {

@@ -70,24 +70,3 @@ TEST(MarkedPictures, TheFieldShowsTheExposureByTheStandardCurve) {
   EXPECT_NEAR(pictures->MeanSignal(24, 0.01) / pictures->MeanSignal(0, 0.01), 1.24, 1e-9);
   EXPECT_NEAR(MakeMarkedPictures(0.25, 1)->MeanSignal(0, 0.01), 7.0 / 255, 1e-12);
 }
-
-TEST(MarkedPictures, ATurnedMarkIsSeenAndADamagedOneIsRefused) {
-  const auto pictures = MakeMarkedPictures(1.0, 1);
-  const GrayPicture upright = DecodeGray(*pictures->Encode(FrameOf(7, 2), PictureSize::Half, 85), 4);
-
-  GrayPicture turned = upright;
-  std::reverse(turned.pixels.begin(), turned.pixels.end());
-  const auto found = ReadMark(turned);
-  ASSERT_TRUE(found);
-  EXPECT_TRUE(found->turned);
-  EXPECT_EQ(found->mark, ReadMark(upright)->mark);
-  EXPECT_TRUE(found->FieldAgrees());
-
-  // The upper half of one frame and the lower half of another, as a torn transfer would leave it: the cut goes
-  // through the mark's shot number.
-  const GrayPicture other = DecodeGray(*pictures->Encode(FrameOf(8, 2), PictureSize::Half, 85), 4);
-  GrayPicture torn = upright;
-  const auto cut = static_cast<std::ptrdiff_t>(torn.width) * 80;
-  std::copy(other.pixels.begin() + cut, other.pixels.end(), torn.pixels.begin() + cut);
-  EXPECT_FALSE(ReadMark(torn));
-}

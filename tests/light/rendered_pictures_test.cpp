@@ -145,27 +145,6 @@ TEST(RenderedPictures, NeighboursAgreeOnTheRoom) {
   }
 }
 
-TEST(RenderedPictures, TheSensorsOrientationTurnsThePicture) {
-  const auto pictures = Pictures(SceneOf("lobe.jpg", Lobe));
-  StoredFrame frame = FrameOf(13);
-  const GrayPicture plain = DecodeGray(*pictures->Encode(frame, PictureSize::Half, 95), 8);
-  frame.mirror = true;
-  const GrayPicture mirrored = DecodeGray(*pictures->Encode(frame, PictureSize::Half, 95), 8);
-  frame.flip = true;
-  const GrayPicture turned = DecodeGray(*pictures->Encode(frame, PictureSize::Half, 95), 8);
-  int leftRight = 0, both = 0, different = 0;
-  for (int y = 0; y < plain.height; y++) {
-    for (int x = 0; x < plain.width; x++) {
-      leftRight = std::max(leftRight, std::abs(plain.At(x, y) - mirrored.At(plain.width - 1 - x, y)));
-      both = std::max(both, std::abs(plain.At(x, y) - turned.At(plain.width - 1 - x, plain.height - 1 - y)));
-      different = std::max(different, std::abs(plain.At(x, y) - turned.At(x, y)));
-    }
-  }
-  EXPECT_LE(leftRight, 4);  // noise
-  EXPECT_LE(both, 4);
-  EXPECT_GT(different, 20);
-}
-
 TEST(RenderedPictures, BrightnessFollowsLightTimeAndGainUntilItClips) {
   const auto pictures = Pictures();
   double mean = 0;

@@ -49,18 +49,6 @@ TEST_F(Shell, FollowsItsBranches) {
   EXPECT_THAT(board.Complaints(), IsEmpty());
 }
 
-TEST_F(Shell, ComplainsOfWhatItDoesNotKnow) {
-  Run("reboot\nmount -t ext4 /dev/sda1 /mnt/udisk\ncd /\nwhile true\nfi\nif [ 1 = 1 ]; then\necho skipped\n");
-  EXPECT_THAT(board.Complaints(),
-              ElementsAre(HasSubstr("command: reboot"), HasSubstr("command: mount -t ext4 /dev/sda1 /mnt/udisk"),
-                          HasSubstr("line not understood: cd /"), HasSubstr("command: while true"),
-                          HasSubstr("line not understood: fi"), HasSubstr("not understood: if [ 1 = 1 ]; then"),
-                          HasSubstr("no end of an if")));
-  EXPECT_THAT(output, Not(HasSubstr("skipped")));
-  OnBoard(board, [&] { status = RunCommandLine(board, "./missing.sh", output); });
-  EXPECT_EQ(status, 127);
-}
-
 TEST_F(Shell, MovesFilesWithinAndAcrossTheDisk) {
   const auto& disk = board.disk.Directory();
   const std::string image(10000, 'i');

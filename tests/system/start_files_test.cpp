@@ -15,10 +15,6 @@ struct StartFiles : testing::Test {
   twin::Board board{twin::BoardOptions{}};
   fs::path log = board.disk.Directory() / "debug";
 
-  static std::string Text(const fs::path& path) {
-    const auto bytes = FileBytes(path);
-    return {bytes.begin(), bytes.end()};
-  }
   // A process in which `step` logs, and which ends in order. Returns what opening the log gave.
   int Log(void (*step)()) {
     int result = 1;
@@ -31,23 +27,20 @@ struct StartFiles : testing::Test {
   }
 };
 
-TEST_F(StartFiles, ModulesAreLaidOutWhereTheyAreMissing) {
-  const fs::path local = board.paths.Local();
-  std::ofstream(local / "usbserial.ko") << "mine";
-  for (int start = 0; start < 2; start++) OnBoard(board, LumoInitKOFiles);
-  for (const auto& [name, size] : {std::pair{"mii", 6976u}, {"r8152", 37784u}, {"cp210x", 23660u}}) {
-    const std::string file = std::string(name) + ".ko";
-    EXPECT_EQ(Text(local / file), Text(fs::path(LUMORA_BLOB_DIR) / file)) << name;
-    EXPECT_EQ(fs::file_size(local / file), size) << name;
+TEST_F(StartFiles, ModulesAreLaidOutWhereTheyAreMissingAndLeasesForgotten) {
+  const fs::path local = board.paths.Local(), leases = board.paths.Root() / "var/lib/dhcp/dhcpcd.leases";
+  PutText(local / "usbserial.ko", "mine");
+  PutText(leases, "lease 192.168.5.20 { }\nlease 192.168.5.21 { }\n");
+  OnBoard(board, [] {
+    LumoInitKOFiles();
+    LumoResetDhcpcdLeases();
+  });
+  for (const auto& [name, size] : {std::pair{"mii.ko", 6976u}, {"r8152.ko", 37784u}, {"cp210x.ko", 23660u}}) {
+    EXPECT_EQ(FileText(local / name), FileText(fs::path(LUMORA_BLOB_DIR) / name)) << name;
+    EXPECT_EQ(fs::file_size(local / name), size) << name;
   }
-  EXPECT_EQ(Text(local / "usbserial.ko"), "mine");
-}
-
-TEST_F(StartFiles, LeasesAreForgotten) {
-  const fs::path leases = board.paths.Root() / "var/lib/dhcp/dhcpcd.leases";
-  std::ofstream(leases) << "lease 192.168.5.20 { }\nlease 192.168.5.21 { }\n";
-  OnBoard(board, LumoResetDhcpcdLeases);
-  EXPECT_EQ(Text(leases), "\n");
+  EXPECT_EQ(FileText(local / "usbserial.ko"), "mine");
+  EXPECT_EQ(FileText(leases), "\n");
   fs::remove_all(leases.parent_path());
   OnBoard(board, LumoResetDhcpcdLeases);
   EXPECT_FALSE(fs::exists(leases));
@@ -63,12 +56,12 @@ TEST_F(StartFiles, AnEmptyDebugFileTakesTheLogAndEachStartEmptiesIt) {
               LumoEthClose();
             }),
             0);
-  EXPECT_TRUE(Text(log).starts_with("LumoWifiClose:")) << Text(log);
-  EXPECT_TRUE(Text(log).ends_with(" r8152_shutdown\n")) << Text(log);
+  EXPECT_TRUE(FileText(log).starts_with("LumoWifiClose:")) << FileText(log);
+  EXPECT_TRUE(FileText(log).ends_with(" r8152_shutdown\n")) << FileText(log);
   EXPECT_TRUE(board.disk.Mounted()) << "the open log keeps the disk busy";
   EXPECT_EQ(Log(LumoUsbSerialClose), 0);
-  EXPECT_TRUE(Text(log).starts_with("LumoUsbSerialClose:")) << Text(log);
-  EXPECT_TRUE(Text(log).ends_with(" cp210x_shutdown\n")) << Text(log);
+  EXPECT_TRUE(FileText(log).starts_with("LumoUsbSerialClose:")) << FileText(log);
+  EXPECT_TRUE(FileText(log).ends_with(" cp210x_shutdown\n")) << FileText(log);
   EXPECT_EQ(board.LogCount("cp210x_shutdown\n"), 0u);
 }
 
@@ -82,7 +75,7 @@ TEST_F(StartFiles, ADebugFileThatCannotBeWrittenLeavesTheLogAtStandardError) {
   EXPECT_EQ(board.faults.Fired(), 1u);
   EXPECT_EQ(board.LogCount(" 80211_shutdown.sh\n"), 1u);
   EXPECT_EQ(board.LogCount(" r8152_shutdown\n"), 1u);
-  EXPECT_EQ(Text(log), "old");
+  EXPECT_EQ(FileText(log), "old");
 }
 
 }  // namespace
