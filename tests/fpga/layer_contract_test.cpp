@@ -1,0 +1,182 @@
+// When the layers take their configuration, what makes them forget it, and what they make of frames in a FIFO.
+#include "tests/fpga/array_on_wire.h"
+#include "tests/support/file_bytes.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using LayerContract = ArrayOnWire;
+
+size_t FindWord(const Bytes& stream, std::array<uint8_t, 4> word) {
+  return static_cast<size_t>(std::search(stream.begin(), stream.end(), word.begin(), word.end()) - stream.begin());
+}
+
+TEST_F(LayerContract, ADamagedStreamDoesNotConfigure) {
+  const Bytes stream = FileBytes(LUMORA_BLOB_DIR "/fpga_bitstream.bin");
+  const size_t sync = FindWord(stream, {0xAA, 0x99, 0x55, 0x66}), check = FindWord(stream, {0x30, 0x00, 0x00, 0x01});
+  OnBoard(board, [&] {
+    LumoGpioInit();
+    LumoGpioSetFpgaSuspend(0);
+    board.kernel.Spend(10ms);
+    ASSERT_EQ(LumoSpiInit(), 0);
+    const auto expect = [&](const char* what, int result, bool init, const std::function<void(Bytes&)>& damage) {
+      SCOPED_TRACE(what);
+      Bytes damaged = stream;
+      damage(damaged);
+      EXPECT_EQ(LumoSpiFpgaConf(damaged.data(), static_cast<int>(damaged.size())), result);
+      EXPECT_EQ(board.gpio.At(5, 7).Level(), init);
+    };
+    const auto none = [](Bytes&) {};
+    const auto at = [](Bytes& s, size_t place) { return s.begin() + static_cast<long>(place); };
+    expect("sync word", -2, true, [&](Bytes& s) { s[sync + 2] ^= 0x10; });
+    expect("one bit of the frames", -2, false, [](Bytes& s) { s[700000] ^= 1; });
+    expect("check sum", -2, false, [&](Bytes& s) { s[check + 7] ^= 1; });
+    expect("no check sum", -2, true, [&](Bytes& s) { s.erase(at(s, check), at(s, check + 8)); });
+    expect("a word is missing", -2, false, [&](Bytes& s) { s.erase(at(s, 800000), at(s, 800004)); });
+    expect("cut off", -2, true, [](Bytes& s) { s.resize(s.size() - 4000); });
+    expect("right in itself, for a smaller part", -2, true, [](Bytes& s) {
+      s = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1',  '2',
+           '3',  '4',  0x30, 0x00, 0x00, 0x01, 0x9B, 0xE3, 0xE0, 0xA3, 0x30, 0x00, 0x80, 0x01,
+           0,    0,    0,    5,    0x30, 0x00, 0x80, 0x01, 0,    0,    0,    13};  // with the CRC-32 of "1234"
+    });
+    Clock(0x14);
+    expect("the configuration clock off", -2, true, none);
+    Clock(4);
+    uint8_t bits = 8;  // the words leave with their bytes exchanged
+    board.array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
+    expect("words of eight bits", -2, true, none);
+    bits = 16;
+    board.array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
+    expect("and none of it sticks", 0, true, none);
+  });
+}
+
+// Each way of losing something, and whether the configuration, the fabric and the sensors' set-up are still there.
+TEST_F(LayerContract, WhatEndsWhat) {
+  OnRunningArray([&] {
+    const auto answers = [] { return LumoSpiRead(1, 0x40) == 1; };
+    LumoSpiCciWriteOneCamera(1, 3, 0x3C00, 0x5A);
+    EXPECT_EQ(LumoSpiCciRead(1, 3, 0x3C00, 500), 0x5A);
+    LumoSpiSetCamResetnAll(0);
+    LumoSpiSetCamResetnAll(1);
+    board.kernel.Spend(1ms);
+    EXPECT_EQ(LumoSpiCciRead(1, 3, 0x3C00, 500), 0);
+
+    Clock(4);
+    EXPECT_FALSE(answers());
+    Clock(0x14);
+    EXPECT_FALSE(answers()) << "the fabric needs a reset after its clock stood still";
+    ResetPulse();
+    EXPECT_TRUE(answers());
+    board.registers.Write(0x1204007C, 0);
+    EXPECT_FALSE(answers()) << "the bus is not led to its pin";
+    board.registers.Write(0x1204007C, 1);
+
+    LumoGpioSetFpgaSuspend(1);
+    EXPECT_EQ(LumoGpioGetFpgaDone(), 1);
+    EXPECT_FALSE(answers());
+    LumoGpioSetFpgaSuspend(0);
+    EXPECT_FALSE(answers());
+    ResetPulse();
+    EXPECT_TRUE(answers());
+    EXPECT_EQ(LumoSpiCciRead(1, 3, 0x300B, 500), 0xFF) << "a reset of the fabric holds the sensors in reset";
+
+    LumoGpioSetPowerEn(0);
+    LumoGpioSetPowerEn(1);
+    board.kernel.Spend(100ms);
+    ResetPulse();
+    EXPECT_EQ(LumoGpioGetFpgaDone(), 0);
+    EXPECT_FALSE(answers());
+  });
+  EXPECT_THAT(board.Complaints(), testing::IsEmpty());
+}
+
+TEST_F(LayerContract, MalformedFramesDoNothingAndAreTold) {
+  const std::vector<uint16_t> frames[] = {
+      {0x01E6, 0x0000, 0x0000},          // three words
+      {0x00E6, 0x0000, 0x0000, 0x0000},  // no first-word flag
+      {0x01E6, 0x0100, 0x0000, 0x0000},  // two first words
+      {0x01E6, 0x0000, 0x4000, 0x0000},  // another layer's word in it
+      {0xC340, 0xC200, 0xC200, 0xC200},  // all layers asked at once
+      {0x0740, 0x0600, 0x0600, 0x0600},  // a read with a camera
+      {0x0199, 0x0000, 0x0000, 0x0000},  // no such command
+      {0x0347, 0x0200, 0x0200, 0x0200},  // no such register
+      {0x034E, 0x0200, 0x0200, 0x0200},  // the measurement is not in layer 0
+      {0x65F0, 0x6435, 0x6400, 0x6412},  // layer 1 has no camera 9
+      {0x0115, 0x2000, 0x0012, 0x0000},  // layer 0 holds no exposure sets
+  };
+  OnRunningArray([&] {
+    LumoSpiCciWriteOneCamera(0, 0, 0x3C00, 0x5A);
+    for (const auto& frame : frames) {
+      const size_t before = board.Complaints().size();
+      std::vector<uint16_t> in(frame.size(), 0xEEEE);
+      LumoSpiTransfer(frame.data(), in.data(), static_cast<unsigned>(frame.size() * 2));
+      EXPECT_EQ(board.Complaints().size(), before + 1) << std::hex << frame[0];
+      EXPECT_THAT(in, testing::Each(0));
+    }
+    EXPECT_EQ(LumoSpiCciRead(0, 0, 0x3C00, 500), 0x5A) << "a malformed frame has put the sensors in reset";
+  });
+}
+
+TEST_F(LayerContract, WritesReachTheirCamerasAndNoOthers) {
+  OnRunningArray([] {
+    LumoSpiCciWriteAll(0x3C00, 1);
+    LumoSpiCciWriteOneLayer(1, 0x3C00, 2);
+    LumoSpiCciWriteOneCamera(0, 8, 0x3C00, 3);
+    LumoSpiCciWriteOneCamera(2, 6, 0x3C00, 4);
+    LumoSpiCciWriteOneCamera(1, 5, 0x0103, 1);  // a software reset
+    std::string all;
+    for (BYTE layer = 0; layer < 3; layer++) {
+      for (BYTE camera = 0; camera < (layer == 0 ? 9 : 8); camera++) {
+        all += std::to_string(LumoSpiCciRead(layer, camera, 0x3C00, 500));
+      }
+    }
+    EXPECT_EQ(all, "1111111132222202211111141");
+  });
+}
+
+TEST_F(LayerContract, AFullFifoWarnsThenLosesCommandsAndAResetEmptiesIt) {
+  OnRunningArray([&] {
+    LumoSpiSubWaitVysncAll(0, 1);  // no sensor streams: this never ends
+    int warnedAt = 0, sent = 0;
+    while (board.Complaints().empty() && sent < 2000) {
+      LumoSpiCciWriteOneLayer(1, 0x3C00, 0x77);
+      sent++;
+      if (warnedAt == 0 && LumoSpiRead(1, 0x41) != 0) warnedAt = sent;
+    }
+    EXPECT_GE(warnedAt, 300);
+    EXPECT_GE(sent - warnedAt, 100) << "too little room between the warning and the loss";
+    EXPECT_EQ(LumoSpiRead(0, 0x41), 0);
+    EXPECT_EQ(LumoSpiRead(1, 0x40), 0);
+    EXPECT_EQ(LumoSpiReadFifoEmpty(1), 0);
+    LumoSpiPulseFifoReset();
+    EXPECT_EQ(LumoSpiRead(1, 0x40), 1);
+    EXPECT_EQ(LumoSpiReadFifoEmpty(1), 1);
+    EXPECT_EQ(LumoSpiCciRead(1, 0, 0x3C00, 500), 0);
+  });
+}
+
+TEST_F(LayerContract, DelaysHoldBackWhatComesAfterThem) {
+  OnRunningArray([&] {
+    const auto drained = [&] {
+      const twin::Time start = board.Now();
+      while (LumoSpiIsReady() != 1) board.kernel.Spend(100us);
+      return (board.Now() - start) / 1ms;
+    };
+    LumoSpiSubDelaySetupAll(10000);
+    LumoSpiSubDelaySetupOneCamera(2, 7, 50000);
+    LumoSpiSubDelayRunAll();
+    LumoSpiCciWriteAll(0x3C00, 9);
+    board.kernel.Spend(22ms);
+    EXPECT_EQ(LumoSpiRead(0, 0x40), 1);
+    EXPECT_EQ(LumoSpiRead(2, 0x40), 0);
+    EXPECT_NEAR(drained(), 77, 3);
+    LumoSpiMainDelaySetupAndRunAll(10000);  // units of 2 us
+    LumoSpiCciWriteAll(0x3C00, 9);
+    EXPECT_NEAR(drained(), 20, 1);
+    LumoSpiSubWaitVysncAll(5000, 1);  // a wait for what does not come, with its limit
+    EXPECT_NEAR(drained(), 10, 1);
+  });
+}
+
+}  // namespace

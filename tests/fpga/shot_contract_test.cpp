@@ -1,0 +1,107 @@
+// A driver that forgets a command gets no shot, and a stored frame comes out only through right switches.
+#include "common/fpga_ctrl/capture/capture_sequencer.h"
+#include "tests/fpga/array_on_wire.h"
+
+namespace {
+
+struct ShotContract : ArrayOnWire {
+  // A shot by hand in three brackets around this time.
+  int Shoot(int us) {
+    int columns = 0, x = 0, y = 0, exposure = 0;
+    std::array<int, 6> shutter, lines, gain;
+    return LumoCapture(ctrlSigs.get(), &columns, shutter.data(), lines.data(), gain.data(), &x, &y, 0, &exposure, 0, 1,
+                       0, 0, 0, us, 100);
+  }
+};
+
+TEST_F(ShotContract, NoShotWithout) {
+  struct Case {
+    const char* what;
+    int us;
+    std::function<bool(std::vector<uint16_t>&)> spoil;
+  };
+  const Case cases[] = {
+      {"a capture start", 4000, [](auto& words) { return Code(words) != 0xD1; }},
+      {"room for the frame starts", 4000,
+       [](auto& words) {
+         if (Code(words) == 0x17) words[1] = static_cast<uint16_t>((words[1] & 0xFF00) | 20);
+         return true;
+       }},
+      {"an end mark", 4000, [](auto& words) { return Code(words) != 0x15 || (H(words) & 0x1F) != 7 << 2; }},
+      {"the layers' knowledge of stretched rows", 1'000'000, [](auto& words) { return Code(words) != 0x16; }}};
+  for (const Case& one : cases) {
+    spoil = one.spoil;
+    OnBoard(board, [&] {
+      ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+      EXPECT_LT(Shoot(one.us), 0) << one.what;
+    });
+  }
+}
+
+// The layers run a few milliseconds apart. Sets that come when layer 0 has begun its step and layer 2 has not are used
+// by both from the next step on: the shot stays one moment.
+TEST_F(ShotContract, AllLayersChangeOverAtOneStep) {
+  for (const twin::Duration wait : {5ms, 8ms, 9ms, 10ms, 14ms}) {
+    bool waited = false;
+    std::array<twin::Time, 3> finished{};
+    spoil = [&](const std::vector<uint16_t>& words) {
+      if (Code(words) == 0x15 && !std::exchange(waited, true)) board.kernel.Spend(wait);
+      return true;
+    };
+    answered = [&](const std::vector<uint16_t>& words, int answer) {
+      auto& at = finished[words[0] >> 14];
+      if (Code(words) == 0x43 && answer != 0 && at == twin::Time{0}) at = board.Now();
+    };
+    OnBoard(board, [&] {
+      ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+      EXPECT_EQ(Shoot(4000), 0);
+    });
+    EXPECT_LT(*std::ranges::max_element(finished) - *std::ranges::min_element(finished), 15ms) << wait.count();
+  }
+}
+
+TEST_F(ShotContract, AFrameArrivesOnlyThroughRightSwitches) {
+  OnBoard(board, [&] {
+    ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
+    ASSERT_EQ(Shoot(4000), 0);
+    const auto load = [&](BYTE layer, BYTE slot) {
+      const uint64_t before = board.array.FramesArrived();
+      const twin::Time start = board.Now();
+      LumoSpiCaptureLoadNew(layer, slot);
+      while (LumoSpiReadLoadBusy() != 0) board.kernel.Spend(1ms);
+      EXPECT_GT(board.Now() - start, 30ms) << "a lost frame takes its time too";
+      return board.array.FramesArrived() - before == 1;
+    };
+    int open = 0;
+    // Bits: source of layers 0, 1, 2 is the layer before; parallel link of layers 0, 1.
+    for (int switches = 0; switches < 32; switches++) {
+      const bool passOn0 = switches & 1, passOn1 = switches & 2, passOn2 = switches & 4;
+      const bool link0 = switches & 8, link1 = switches & 16;
+      LumoSpiSelectDataSrcOneLayer(0, passOn0);
+      LumoSpiSelectDataSrcOneLayer(1, passOn1);
+      LumoSpiSelectDataSrcOneLayer(2, passOn2);
+      LumoSpiSetParalSendOneLayer(0, link0);
+      LumoSpiSetParalSendOneLayer(1, link1);
+      const bool arrives[3] = {!passOn0 && link0 && passOn1 && link1 && passOn2, !passOn1 && link1 && passOn2,
+                               !passOn2};
+      for (BYTE layer = 0; layer < 3; layer++) {
+        EXPECT_EQ(load(layer, 7), arrives[layer]) << switches << ' ' << int{layer};
+        open += arrives[layer];
+      }
+    }
+    EXPECT_EQ(open, 1 + 4 + 16);  // ways to leave the switches that do not matter
+
+    EXPECT_THAT(board.Complaints(), testing::IsEmpty());
+    LumoSpiCaptureLoadNew(2, 0);
+    board.kernel.Spend(10ms);
+    LumoSpiCaptureLoadNew(2, 1);  // asked again too early
+    board.kernel.Spend(60ms);
+    LumoSpiCaptureLoadNew(2, 54);  // no such slot
+    EXPECT_THAT(board.Complaints(), testing::SizeIs(2));
+
+    ResetPulse();
+    EXPECT_STREQ(board.array.LayerStateName(0), "idle") << "a reset forgets the frames";
+  });
+}
+
+}  // namespace
