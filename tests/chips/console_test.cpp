@@ -23,42 +23,6 @@ TEST(ConsoleWords, KeepQuotedBlanksAndDropComments) {
   EXPECT_THROW(SplitLine("expect log \"open"), CommandError);
 }
 
-// What a camera does in the eyes of the console, without a camera: two pulses when it is up, and for each press a shot
-// of three seconds with a pulse before and a file after it.
-int Camera() {
-  Board& board = Board::Current();
-  const auto set = [&](uint32_t address, bool level) {
-    board.gpio.WriteRegister(address, level ? 0xFF : 0);
-    board.kernel.Spend(1us);
-  };
-  const auto pulse = [&] {
-    for (bool level : {false, true}) {
-      set(0x12140040, level);
-      set(0x12140008, level);
-      board.kernel.Spend(100ms);
-    }
-  };
-  board.gpio.WriteRegister(0x12142400, 0x02);
-  board.gpio.WriteRegister(0x12140400, 0xF6);
-  for (uint32_t address : {0x12142008u, 0x12140008u, 0x12140040u}) set(address, true);
-  pulse();
-  pulse();
-  for (int shot = 0;; board.kernel.Spend(1ms)) {
-    if (!board.button.Pressed()) continue;
-    const Time pressed = board.Now();
-    while (board.button.Pressed()) board.kernel.Spend(1ms);
-    if (board.Now() - pressed > 3s) return 7;
-    set(0x12142008, false);
-    pulse();
-    board.kernel.Spend(3s);
-    const std::filesystem::path directory = board.disk.Directory() / "DCIM";
-    std::filesystem::create_directories(directory);
-    std::ofstream(directory / (std::to_string(++shot) + ".ori")) << "shot";
-    board.WriteLog("took one\n", 9);
-    set(0x12142008, true);
-  }
-}
-
 struct ConsoleOfABoard : testing::Test {
   Board board{BoardOptions{}};
   volatile std::sig_atomic_t stop = 0;
@@ -82,52 +46,36 @@ struct ConsoleOfABoard : testing::Test {
 };
 
 TEST_F(ConsoleOfABoard, AScriptTellsAStoryFromPowerOnToTheLastShot) {
-  board.PowerOn(Camera);
-  EXPECT_EQ(RunScript("wait idle\n"
-                      "expect buzzer 2 100ms\n"
-                      "listen\n"
-                      "press 50ms\n"
-                      "wait shot\n"
-                      "expect led 1 100ms\n"
-                      "expect shots 1\n"
-                      "expect log 1 took one\n"
-                      "press 20ms\n"
-                      "wait log took one\n"
-                      "wait 10ms\n"
-                      "expect log 2 \"took one\"\n"
-                      "expect power on\n"
-                      "expect complaints 0\n"
-                      "power cut\n"
-                      "expect power off\n"
-                      "expect led 2\n"
-                      "power on\n"
-                      "expect led 0\n"
-                      "quit\n"
-                      "expect shots 99\n"),
+  board.PowerOn();
+  EXPECT_EQ(RunScript("wait idle\nexpect buzzer 2 100ms\nlisten\n"
+                      "press 100ms\nwait shot\nexpect led 3 100ms\nexpect shots 1\nexpect log 1 StartCapture\n"
+                      "wait 200ms\npress 100ms\nwait log StartCapture\nwait 10ms\nexpect log 2 \"StartCapture\"\n"
+                      "expect power on\nexpect complaints 0\npower cut\nexpect power off\npower on\nexpect led 0\n"
+                      "quit\nexpect shots 99\n"),
             0)
       << out.str();
   EXPECT_TRUE(console.Quitting());
 }
 
 TEST_F(ConsoleOfABoard, AFailedExpectationEndsTheScriptWithItsPlaceAndWhatWasFound) {
-  board.PowerOn(Camera);
+  board.PowerOn();
   EXPECT_EQ(RunScript("wait idle\n\nexpect buzzer 3 100ms\nwait 1h\n"), 1);
   EXPECT_THAT(out.str(), StartsWith(script + ":3: expected 3 buzzer pulses of 100ms, found 2 (100 ms at "));
   EXPECT_LT(board.Now(), 1min) << "nothing after it was carried out";
   EXPECT_EQ(Refusal("expect buzzer 2 150ms").substr(0, 44), "expected 2 buzzer pulses of 150ms, found 2 (");
   EXPECT_EQ(Refusal("expect log never"), "expected \"never\" in the log, found no such text");
-  EXPECT_EQ(Refusal("expect colour red"), "expected colour red, found dark");
+  EXPECT_EQ(Refusal("expect colour red"), "expected colour red, found blue");
   EXPECT_THAT(Refusal("expect disk below 100"), StartsWith("expected disk below 100 KB free, found "));
 }
 
 TEST_F(ConsoleOfABoard, AWaitInVainFailsAndSaysWhy) {
   EXPECT_EQ(Refusal("wait idle 10s"), "waited for the board to be idle, but the power is off");
-  board.PowerOn(Camera);
+  board.PowerOn();
   EXPECT_EQ(Refusal("wait shot 30s"), "waited for a shot to begin in vain for 30s");
-  board.button.Press(4s);
-  EXPECT_EQ(Refusal("wait shot"), "waited for a shot to begin, but the application ended with 7");
+  board.SendSignal(15);
+  EXPECT_THAT(Refusal("wait shot"), StartsWith("waited for a shot to begin, but the application ended with "));
   EXPECT_EQ(Refusal("expect running no"), "accepted");
-  board.PowerOn(Camera);
+  board.PowerOn();
   board.kernel.After(5s, [this] { stop = 1; });
   EXPECT_EQ(RunScript("wait 1h\nwait shot\nexpect shots 9\n"), 0) << "a signal ends every wait";
 }
@@ -175,17 +123,17 @@ TEST_F(ConsoleOfABoard, CommandsReachTheWorld) {
 TEST_F(ConsoleOfABoard, TheStatusFollowsTheShot) {
   const auto status = [&] { return StatusText(board, console.watch); };
   EXPECT_THAT(status(), HasSubstr(" off "));
-  board.PowerOn(Camera);
+  board.PowerOn();
   console.Execute("wait 10ms");
   EXPECT_THAT(status(), HasSubstr("starting"));
   console.Execute("wait idle");
   EXPECT_THAT(status(), HasSubstr("ready"));
-  console.Execute("press 50ms");
-  console.Execute("wait 120ms");
-  EXPECT_THAT(status(), AllOf(HasSubstr("sounds"), HasSubstr("counting down")));
-  console.Execute("wait 2s");
+  for (const char* line : {"press 100ms", "wait 350ms", "press 100ms", "wait 2s"}) console.Execute(line);
+  EXPECT_THAT(status(), HasSubstr("counting down"));
+  console.Execute("wait log StartCapture");
+  console.Execute("wait 1s");
   EXPECT_THAT(status(), HasSubstr("exposing"));
-  console.Execute("wait 2s");
+  console.Execute("wait shot");
   EXPECT_THAT(status(), AllOf(HasSubstr("ready"), HasSubstr("1 shot")));
 }
 

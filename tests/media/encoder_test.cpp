@@ -6,9 +6,6 @@
 namespace twin {
 namespace {
 
-using ::testing::Each;
-using ::testing::Ge;
-
 constexpr int kBadParameter = 3, kNotPermitted = 9;
 
 class Encoder : public ::testing::Test, protected MediaUnits {
@@ -54,37 +51,6 @@ TEST_F(Encoder, TakesTheCountThatItIsToldAndThenNoMoreUntilItIsStartedAgain) {
   EXPECT_NE(Query(0).u32CurPacks, 0u);
   Start(0, 10);
   EXPECT_EQ(Query(0).u32CurPacks, 0u);
-}
-
-TEST_F(Encoder, StreamsAreReadyAfterTheirTimeAndTheDescriptorSaysSo) {
-  Start(0, 10);
-  Start(1, 10);
-  int full = -1, half = -1;
-  Do([&] {
-    full = HI_MPI_VENC_GetFd(0);
-    half = HI_MPI_VENC_GetFd(1);
-    EXPECT_EQ(HI_MPI_VENC_GetFd(0), full);
-  });
-  ASSERT_THAT((std::vector{full, half}), Each(Ge(3)));
-  ASSERT_NE(full, half);
-  Arrive(0);
-  Arrive(1);
-  kernel.Run(5ms);
-  EXPECT_FALSE(descriptors.Find(half)->Readable());
-  kernel.Run(10ms);
-  EXPECT_TRUE(descriptors.Find(half)->Readable());
-  EXPECT_FALSE(descriptors.Find(full)->Readable());
-  EXPECT_EQ(Query(0).u32LeftPics, 1u);
-  kernel.Run(20ms);
-  EXPECT_TRUE(descriptors.Find(full)->Readable());
-  Do([&] { Take(0); });
-  EXPECT_FALSE(descriptors.Find(full)->Readable());
-
-  Do([&] {
-    EXPECT_EQ(HI_MPI_VENC_StopRecvPic(0), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VENC_DestroyChn(0), HI_SUCCESS);
-  });
-  EXPECT_EQ(descriptors.Find(full), nullptr);
 }
 
 TEST_F(Encoder, StreamsGoRoundTheBufferInOneOrTwoPacksAndStayUntilTheyAreReleased) {

@@ -100,25 +100,5 @@ TEST_F(Order, InputVpssAndEncodersRefuseWhatIsOutOfOrder) {
   });
 }
 
-TEST_F(Order, APowerOffForgetsAllAndANewStartFindsAllAsAtFirst) {
-  const VENC_RECV_PIC_PARAM_S any = {-1};
-  for (int boot = 0; boot < 2; boot++) {
-    Do([&] {
-      StartAll();
-      EXPECT_EQ(HI_MPI_VENC_StartRecvPicEx(0, &any), HI_SUCCESS);
-      EXPECT_GE(HI_MPI_VENC_GetFd(0), 3);
-    });
-    ArriveAndEncode(1);
-    Arrive(2);  // and the power goes while it is encoded
-    kernel.KillFibers();
-    descriptors.CloseAll();
-    media.Reset();
-    ArriveAndEncode(3);
-    EXPECT_EQ(media.counts().unseen, static_cast<uint64_t>(boot + 1));
-    EXPECT_EQ(media.Encoder(0)->counts().encoded, 0u);
-    EXPECT_EQ(descriptors.OpenCount(), 0u);
-  }
-}
-
 }  // namespace
 }  // namespace twin
