@@ -5,8 +5,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "tests/support/http_board.h"
 #include "tools/lumora-shot/shot_file.h"
-#include "twin/board.h"
 
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -107,37 +107,20 @@ TEST_F(Tilt, ABusHeldLowFromTheStartLeavesACamera) {
 
 // --- what a client sets ---
 
-class TiltClient : public testing::Test {
+class TiltClient : public HttpBoard {
  protected:
-  explicit TiltClient(std::vector<twin::UsbAdapter> usb = {twin::UsbAdapter::Wifi}) : board(With(std::move(usb))) {
+  explicit TiltClient(std::vector<twin::UsbAdapter> usb = {twin::UsbAdapter::Wifi}) : HttpBoard(std::move(usb)) {
     board.motionSensor.SetNoise(false);
-    Boot();
   }
-  ~TiltClient() override { EXPECT_THAT(board.Complaints(), IsEmpty()); }
-
-  static twin::BoardOptions With(std::vector<twin::UsbAdapter> usb) {
-    twin::BoardOptions options;
-    options.usb = std::move(usb);
-    return options;
-  }
-  void Boot() {
-    const size_t before = board.LogCount("vertexReady OK\n");
-    ASSERT_TRUE(board.Boot());
-    ASSERT_TRUE(board.RunUntil(
-        [&] { return board.network.Listening(8080) && board.LogCount("vertexReady OK\n") > before; }, 1min));
-  }
-  std::string Ask(const std::string& target) {
-    const auto client = board.network.Connect(8080);
-    if (client == nullptr) return "nobody listens";
-    client->Send("GET " + target + " HTTP/1.0\r\n\r\n");
-    board.RunUntil([&] { return client->Ended(); }, 1min);
-    return client->Received();
+  void SetUp() override {
+    HttpBoard::SetUp();
+    ASSERT_TRUE(board.RunUntil([this] { return board.LogCount("vertexReady OK\n") > starts; }, 10s));
+    starts++;
   }
   shot::Record Shoot(const std::string& parameters) {
     const auto before = board.disk.Shots();
-    EXPECT_THAT(Ask("/do_capture?" + parameters), HasSubstr("200 OK"));
-    EXPECT_TRUE(board.RunUntil([&] { return board.disk.Shots().size() > before.size(); }, 1min));
-    board.Run(3s);
+    Ok("/do_capture?" + parameters);
+    Follow();
     for (const auto& path : board.disk.Shots()) {
       if (std::find(before.begin(), before.end(), path) == before.end()) return shot::File(path).Get().record;
     }
@@ -145,10 +128,10 @@ class TiltClient : public testing::Test {
     return {};
   }
   void PowerCycle() {
-    Ask("/shutdown");
-    ASSERT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
+    Ok("/shutdown");
+    ASSERT_TRUE(SwitchedOff());
     board.Run(1min);
-    Boot();
+    SetUp();
   }
   void ExpectTilt(const std::string& parameters, double x, double y) {
     const shot::Record record = Shoot(parameters);
@@ -156,7 +139,7 @@ class TiltClient : public testing::Test {
     EXPECT_NEAR(record.vertexY * kUnit, y, 0.002);
   }
 
-  twin::Board board;
+  size_t starts = 0;
 };
 
 TEST_F(TiltClient, MakesATiltTheLevelUntilItIsCleared) {
@@ -174,14 +157,14 @@ TEST_F(TiltClient, MakesATiltTheLevelUntilItIsCleared) {
 
 TEST_F(TiltClient, ASeriesGoesOnWhenTheSensorDiesInIt) {
   board.attitude.Set(4, -7, 0);
-  EXPECT_THAT(Ask("/do_capture?timelapse=1"), HasSubstr("200 OK"));
+  Ok("/do_capture?timelapse=1");
   const auto shots = [&](size_t count) {
     return board.RunUntil([&] { return board.disk.Shots().size() == count; }, 2min);
   };
   ASSERT_TRUE(shots(1));
   board.faults.Add("motion.absent silence times=always");
   ASSERT_TRUE(shots(3));
-  Ask("/exit_timelapse");
+  Ok("/exit_timelapse");
   board.Run(1min);
   auto files = board.disk.Shots();
   std::sort(files.begin(), files.end());
@@ -195,11 +178,10 @@ TEST_F(TiltClient, GivesThePositionWhereThereIsNoModule) {
   const shot::Record record = Shoot("longitude=-740445020&latitude=406892470");
   EXPECT_EQ(record.longitude, -740445020);
   EXPECT_EQ(record.latitude, 406892470);
-  EXPECT_THAT(Ask("/compass_calibrate_start"), HasSubstr("NOT SUPPORT"));
+  EXPECT_EQ(Get("/compass_calibrate_start").body, "NOT SUPPORT");
 }
 
-class ClientOfModule : public TiltClient {
- protected:
+struct ClientOfModule : TiltClient {
   ClientOfModule() : TiltClient({twin::UsbAdapter::Wifi, twin::UsbAdapter::Serial}) {}
 };
 
@@ -228,8 +210,8 @@ TEST_F(ClientOfModule, ThePositionIsTheModulesAndTheHeadingTheCameras) {
   }
   board.gpsCompass.LoseFix();
 
-  EXPECT_THAT(Ask("/compass_calibrate_start"), HasSubstr("OK"));
-  EXPECT_THAT(Ask("/compass_calibrate_end"), HasSubstr("OK"));
+  Ok("/compass_calibrate_start");
+  Ok("/compass_calibrate_end");
   EXPECT_EQ(board.gpsCompass.Calibrations(), "SE");
 }
 

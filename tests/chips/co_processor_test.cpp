@@ -108,17 +108,6 @@ TEST_F(CoProcessorLink, MissesWhatIsTooQuickForIt) {
   kernel.Run(1ms);
 }
 
-TEST_F(CoProcessorLink, LinesThatRiseTogetherAtStartAreNoTransfer) {
-  gpio.Reset();
-  EXPECT_TRUE(gpio.At(0, kSelect).Level() && gpio.At(0, kClock).Level()) << "pulled up";
-  gpio.WriteRegister(0x12140400, 0xF6);  // all outputs at once, latches still 0
-  for (int pin : {kSelect, kData, kClock}) Set(pin, true);
-  EXPECT_EQ(coProcessor.BadFrames(), 0u);
-  coProcessor.SetBattery(37);
-  EXPECT_EQ(Transfer(0xE01F), 0xE51Au);
-  EXPECT_EQ(panel.LampColour(), "white");
-}
-
 TEST_F(CoProcessorLink, AFingerHoldsOnAndTrembles) {
   button.Press(50ms);
   kernel.Run(10ms);

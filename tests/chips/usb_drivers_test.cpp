@@ -35,34 +35,5 @@ TEST_F(Drivers, StandOnOneAnother) {
   }
 }
 
-TEST_F(Drivers, FindTheirAdapterAfterAMoment) {
-  std::string told;
-  interfaces.OnChange([&] { told += interfaces.Exists("eth0") ? '+' : '-'; });
-  Insert("mii");
-  Insert("r8152");
-  kernel.Run(2s);
-  ports.Plug(UsbAdapter::Ethernet);
-  kernel.Run(100ms);
-  EXPECT_FALSE(interfaces.Exists("eth0"));
-  ports.Unplug(UsbAdapter::Ethernet);
-  kernel.Run(1s);
-  EXPECT_EQ(told, "") << "it was out before the driver knew";
-  ports.Plug(UsbAdapter::Ethernet);
-  kernel.Run(1s);
-  EXPECT_TRUE(interfaces.Exists("eth0"));
-  EXPECT_FALSE(interfaces.Up("eth0"));
-  interfaces.SetUp("eth0", true);
-  ports.Unplug(UsbAdapter::Ethernet);
-  EXPECT_FALSE(interfaces.Exists("eth0"));
-  ports.Plug(UsbAdapter::Ethernet);
-  kernel.Run(1s);
-  EXPECT_FALSE(interfaces.Up("eth0")) << "a new interface is down";
-  drivers.PowerOff();
-  EXPECT_FALSE(interfaces.Exists("eth0"));
-  drivers.PowerOn();
-  kernel.Run(1s);
-  EXPECT_FALSE(interfaces.Exists("eth0") || drivers.Loaded("r8152")) << "modules do not outlive the power";
-}
-
 }  // namespace
 }  // namespace twin

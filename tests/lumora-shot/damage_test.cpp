@@ -108,21 +108,6 @@ TEST(Damage, EveryByteOfHeadAndSizesIsNoticedUnlessFree) {
   EXPECT_TRUE(shot::Verify(sample.Path(), Depth::Structure).empty()) << "the sample is whole again";
 }
 
-TEST(Damage, EveryByteOfAnEntryIsNoticed) {
-  const Sample sample;
-  for (const int entry : {0, 1, 74, 75, 149})
-    for (int64_t i = 0; i < 20; ++i)
-      for (const int bit : {0x01, 0x80}) {
-        const int64_t at = indexAt + entry * 20 + i;
-        sample.Put(at, {static_cast<uint8_t>(sample.At(at) ^ bit)});
-        const auto findings = shot::Verify(sample.Path(), Depth::Structure);
-        ASSERT_TRUE(shot::HasFault(findings)) << "byte " << at;
-        EXPECT_TRUE(i >= 12 || NamesPlace(findings, at)) << "byte " << at << "\n" << shot::Text(findings);
-        EXPECT_THAT(shot::Text(findings), HasSubstr("entry " + std::to_string(entry) + " (")) << "byte " << at;
-        sample.Restore(at);
-      }
-}
-
 // What `change` makes of a sound shot, and the one thing that is said of it then.
 TEST(Damage, AShotThatIsNotWholeIsNamedOnce) {
   const auto said = [](const std::function<void(MadeShot&)>& change, const std::string& name = "made.ori",

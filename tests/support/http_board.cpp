@@ -4,6 +4,8 @@
 
 using namespace std::chrono_literals;
 
+HttpBoard::HttpBoard(std::vector<twin::UsbAdapter> usb) : board(twin::BoardOptions{.usb = std::move(usb)}) {}
+
 void HttpBoard::SetUp() { BootAgain(); }
 
 void HttpBoard::TearDown() { EXPECT_EQ(board.Complaints(), std::vector<std::string>{}); }

@@ -13,6 +13,7 @@
 
 class HttpBoard : public testing::Test {
  protected:
+  explicit HttpBoard(std::vector<twin::UsbAdapter> usb = {twin::UsbAdapter::Ethernet});
   void SetUp() override;     // boots, and waits for both ports
   void TearDown() override;  // nothing may have been complained of
   void BootAgain();          // after a power-off
@@ -41,6 +42,6 @@ class HttpBoard : public testing::Test {
     return board.RunUntil([this] { return !board.Powered(); }, limit);
   }
 
-  twin::Board board{twin::BoardOptions{.usb = {twin::UsbAdapter::Ethernet}}};
+  twin::Board board;
   support::TestFolder folder;
 };

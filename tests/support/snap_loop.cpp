@@ -51,11 +51,6 @@ bool SnapLoop::Shoot() {
   return ended;
 }
 
-void SnapLoop::Quit() {
-  ctrl->needQuit = 1;
-  EXPECT_TRUE(board.RunUntil([this] { return board.Exited(); }, 1min));
-}
-
 std::vector<std::string> SnapLoop::Files() const {
   std::vector<std::string> names;
   for (const auto& file : std::filesystem::directory_iterator(Dcim())) names.push_back(file.path().filename().string());

@@ -22,8 +22,6 @@ class SnapLoop : public testing::Test {
   bool Shoot();
   // The two values that a shot ended with, as (needCapture, needSave).
   std::pair<int, int> Outcome() const { return {ctrl->needCapture, ctrl->needSave}; }
-  // Asks the loop to end and waits until the application has.
-  void Quit();
 
   // Names of the files in DCIM, sorted.
   std::vector<std::string> Files() const;
