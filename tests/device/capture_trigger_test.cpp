@@ -122,24 +122,6 @@ TEST_F(CaptureTrigger, FailureIsSignalledLoggedWithItsCodeAndKeptAsOne) {
   }
 }
 
-TEST_F(CaptureTrigger, DiskFullRefusesAndEndsASeries) {
-  board.disk.FillTo(262144);
-  ctrlSigs->timeLapse = 3;
-  ctrlSigs->needExitTimeLapse = kRequested;
-  Shoot(1000ms);
-  ExpectStatus(kShotDiskFull);
-  EXPECT_THAT(shots, IsEmpty());
-  EXPECT_THAT(Buzzer(), IsAbout(std::vector<long>{100, 300, 500}));
-  EXPECT_THAT(Led(), ElementsAreArray(Buzzer()));
-  EXPECT_EQ(ctrlSigs->timeLapse, 0);
-  EXPECT_EQ(ctrlSigs->needExitTimeLapse, 0);
-
-  // One cluster more is room.
-  board.disk.FillTo(262144 + 32);
-  Shoot(0ms);
-  ExpectStatus(kShotIdle);
-}
-
 // The stand-in hangs while it saves, and the test moves the fields in its place.
 TEST_F(CaptureTrigger, RestartedShotIsWaitedForAndSignalledOnce) {
   plans[0].saves = 1h;
@@ -160,18 +142,6 @@ TEST_F(CaptureTrigger, RestartThatFailsIsAFailedShot) {
   });
   ExpectStatus(kShotFailed);
   EXPECT_LT(end - begin, 7s);
-}
-
-TEST_F(CaptureTrigger, SavedShotRefreshesColourAndList) {
-  Shoot(0ms, [&] {
-    board.kernel.After(4s, [&] {
-      std::filesystem::create_directories(board.disk.Directory() / "DCIM");
-      fclose(fopen((board.disk.Directory() / "DCIM" / "20260615_103000_abc.ori").c_str(), "w"));
-      board.disk.FillTo(2'000'000);
-    });
-  });
-  EXPECT_STREQ(ctrlSigs->fileList + 16, "20260615_103000_abc\r\n");
-  EXPECT_EQ(board.panel.LampColour(), "yellow");
 }
 
 // --- time-lapse ---

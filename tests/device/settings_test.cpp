@@ -100,22 +100,6 @@ TEST_F(Settings, PrefixOfElevenAtMostAndTheTailOfAFirst) {
   EXPECT_STREQ(ctrlSigs->prefix, "XYcdef");
 }
 
-TEST_F(Settings, MissingFilesLeaveTheStartValues) {
-  ctrlSigs->deviceId = 2;
-  ctrlSigs->captureMode = 3;
-  fs::remove(board.paths.Local() / "CameraConf_800");
-  OnBoard(board, [&] {
-    EXPECT_EQ(LumoLoadSetting(ctrlSigs.get()), -1);
-    LumoLoadVertex(ctrlSigs.get());
-    LumoLoadInfo(ctrlSigs.get());
-    LumoSaveSetting(ctrlSigs.get());  // no DCIM: nothing happens and nothing is logged
-    EXPECT_EQ(CalcSerailNo(), 0u);
-  });
-  EXPECT_EQ(ctrlSigs->captureMode, 3);
-  EXPECT_EQ(ctrlSigs->deviceId, 2);
-  EXPECT_EQ(board.Log(), "");
-}
-
 TEST_F(Settings, TiltOffsetAndModel) {
   PutText(board.paths.Local() / "vertex.ini", "plusvertexx=-1745329\nplusvertexy=42\n");
   PutText(board.paths.Local() / "info.ini", "deviceid=3\n");

@@ -58,17 +58,6 @@ TEST_F(Routes, EachPathOnItsPortAndWhatKeepsTheCameraAwake) {
   EXPECT_EQ(Exchange(board, kControl, PostText("/update_firmware?crcvalue=0", "x")).raw, invalid);
 }
 
-TEST_F(Routes, SessionsAreHandedOutAndNotAskedFor) {
-  Start();
-  const std::string first = Get("/get_session").body;
-  EXPECT_EQ(first.find_first_not_of("0123456789"), std::string::npos) << first;
-  EXPECT_NE(Get("/get_session").body, first);
-  EXPECT_EQ(ctrl->sessionNum, 0);
-  for (const char* query : {"", "?session=-1", "?session=12345", "?SESSION=x"}) {
-    EXPECT_EQ(Get(std::string("/get_last_exposure") + query).Status(), 200);
-  }
-}
-
 // --- shots ---
 
 TEST_F(Routes, CaptureWordsBitByBit) {
@@ -255,13 +244,6 @@ TEST_F(Routes, Temperatures) {
   const twin::Time again = board.Now();
   EXPECT_EQ(Get("/get_current_temperature?index=2").body, "31");
   EXPECT_NEAR((board.Now() - again) / 1ms, 100, 10);
-}
-
-TEST_F(Routes, LastExposure) {
-  Start();
-  ctrl->lastIso = 1600;
-  ctrl->lastExposure = -1500000;
-  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=-1.500000s\r\niso=1600\r\n");
 }
 
 }  // namespace

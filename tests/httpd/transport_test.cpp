@@ -161,22 +161,6 @@ TEST_F(Transport, FailedStartsByTheirNumbers) {
   EXPECT_EQ(board.LogCount(" setsockopt() error\n"), 2u);
 }
 
-TEST_F(Transport, EthernetComesBeforeWifi) {
-  OnBoard(board, [&] {
-    board.interfaces.Add("eth0");
-    board.interfaces.Add("wlan0");
-    const std::pair<BYTE, const char*> bound[] = {{1, "wlan0"}, {2, "eth0"}, {3, "eth0"}, {4, "wlan0"}, {7, "eth0"}};
-    uint16_t port = 9000;
-    for (const auto& [usbMode, interface] : bound) {
-      ASSERT_GE(startup(++port, usbMode), 0);
-      EXPECT_FALSE(board.network.Listening(port)) << "a request to an interface that is not up gets no answer";
-      board.interfaces.SetUp(interface, true);
-      EXPECT_TRUE(board.network.Listening(port)) << int{usbMode};
-      board.interfaces.SetUp(interface, false);
-    }
-  });
-}
-
 struct Ports : HttpBench {};
 
 TEST_F(Ports, AFailedAcceptIsLoggedAndTriedAgain) {

@@ -124,29 +124,4 @@ TEST_F(JpegSteps, RefusesAnythingButItsPictureAndClears) {
   }
 }
 
-TEST_F(JpegSteps, SavesWhatADecoderReadsBack) {
-  for (BYTE& sample : picture) sample = 60;
-  Picture jpeg(LumoJPGBufSize(64, 48));
-  int size = 0;
-  int results[2] = {};
-  OnBoard(board, [&] {
-    results[0] = SaveJPGBuf(jpeg.data(), &size, picture.data(), 64, 48, 80);
-    results[1] = SaveJPGBuf(jpeg.data(), &size, picture.data(), 64, 0, 80);  // no picture
-  });
-  EXPECT_EQ(results[0], 0);
-  EXPECT_EQ(results[1], -2);
-  EXPECT_THAT(board.Log(), HasSubstr("tjCompressFromYUV error\n"));
-
-  tjhandle decompressor = tjInitDecompress();
-  int width = 0, height = 0, subsampling = 0, colors = 0;
-  ASSERT_EQ(tjDecompressHeader3(decompressor, jpeg.data(), size, &width, &height, &subsampling, &colors), 0);
-  EXPECT_EQ(width, 64);
-  EXPECT_EQ(height, 48);
-  EXPECT_EQ(subsampling, TJSAMP_420);
-  Picture gray(64 * 48);
-  ASSERT_EQ(tjDecompress2(decompressor, jpeg.data(), size, gray.data(), 64, 0, 48, TJPF_GRAY, 0), 0);
-  for (const BYTE sample : gray) EXPECT_NEAR(sample, 60, 2);
-  tjDestroy(decompressor);
-}
-
 }  // namespace

@@ -120,8 +120,6 @@ TEST_F(Adapters, TheAccessPointStandsOnlyWithAdapterAndName) {
   EXPECT_FALSE(board.interfaces.Up("wlan0"));
   std::ofstream(local / "hostapd.conf") << "interface=wlan0\n#ssid=no\nssid=\n";
   EXPECT_FALSE(opened());
-  std::ofstream(local / "hostapd.conf") << "interface=wlan0\nssid=" << std::string(33, 'x') << '\n';
-  EXPECT_FALSE(opened());
   std::ofstream(local / "hostapd.conf") << "interface=wlan0\nssid=" << std::string(32, 'x') << '\n';
   EXPECT_TRUE(opened());
 }
