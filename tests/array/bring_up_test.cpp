@@ -35,7 +35,9 @@ class BringUp : public testing::Test {
     OnBoard(board, [&] {
       LumoGpioInit();
       ASSERT_EQ(LumoSpiInit(), 0);
+      const twin::Time from = board.Now();
       result = LumoFpgaInit();
+      EXPECT_LT(board.Now() - from, 2s);
     });
     return result;
   }
@@ -56,6 +58,14 @@ TEST_F(BringUp, OpensTheWholeDeviceIntoStandby) {
   EXPECT_EQ(board.registers.Read(0x12010040), 0x14u);
   EXPECT_THAT(board.Log(), Not(HasSubstr("error")));
   EXPECT_THAT(board.Complaints(), IsEmpty());
+}
+
+TEST(BringUpBare, DeviceWithoutCoProcessorIsKnownByItsSilence) {
+  twin::Board board{twin::BoardOptions{.coProcessor = false}};
+  const auto ctrlSigs = std::make_unique<ControlSignals>();
+  ctrlSigs->stcSpiMode = 1;
+  OnBoard(board, [&] { EXPECT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0); });
+  EXPECT_EQ(ctrlSigs->stcSpiMode, 0);
 }
 
 TEST_F(BringUp, UnusableDiskIsSignalledBeforeTheArrayIsTouched) {

@@ -71,6 +71,9 @@ TEST_F(FpgaCommands, EachSendsItsRowAndALostFrameIsToldByItsPlace) {
       lost = row.code;
       EXPECT_EQ(row.send(), -1) << row.code;
     }
+    lost = 0xF0;
+    const std::array<int, 2> table = {0x010301, 0x4D1200};
+    EXPECT_EQ(LumoSpiCciBatchWriteAll(table.data(), 2), -1);
     lost = 0xE1;
     EXPECT_EQ(LumoSpiSubWaitVysncAll(0, 1), -2);
     lost = 0xF2;

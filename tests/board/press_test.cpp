@@ -134,9 +134,12 @@ TEST_F(Press, PressDuringAShotIsNoShotNorIsOneHeldOverItsEnd) {
 }
 
 TEST_F(Press, ThreeSecondsSwitchOffInOrder) {
+  const Time pressed = board.Now();
   board.button.Press(3100ms);
   ASSERT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min)) << board.Log();
   const Time quit = said.at("Quit");
+  EXPECT_GE(quit - pressed, 3010ms);  // 10 ms of debounce
+  EXPECT_LT(quit - pressed, 3030ms);
   EXPECT_THAT(StartsOf(board.panel.BuzzerPulses(), quit), ElementsAre(200));
   EXPECT_THAT(LengthsOf(board.panel.BuzzerPulses()), ElementsAre(1000));
   EXPECT_THAT(LengthsOf(board.panel.LedPulses()), ElementsAre(1000));

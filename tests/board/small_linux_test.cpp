@@ -25,6 +25,7 @@ TEST_F(SmallLinux, EthernetWinsOverWifiInOpeningAndClosing) {
   EXPECT_EQ(board.LogCount("Has Net?:Yes\n"), 1u);
   EXPECT_TRUE(board.interfaces.Up("eth0"));
   EXPECT_FALSE(board.interfaces.Up("wlan0"));
+  EXPECT_TRUE(board.RunUntil([&] { return board.network.Listening(8080); }, 5s)) << "bound to the wire";
   SwitchOff(board);
   EXPECT_EQ(board.LogCount("r8152_start\n"), 1u);
   EXPECT_EQ(board.LogCount("r8152_shutdown\n"), 1u);

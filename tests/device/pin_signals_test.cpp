@@ -54,35 +54,6 @@ TEST(PinSignals, InitInItsOrder) {
   EXPECT_THAT(recorder.writes, ElementsAreArray(expected));
 }
 
-TEST(PinSignals, EachSignalHasItsPin) {
-  Board board{{}};
-  Recorder recorder(board);
-  OnBoard(board, [&] {
-    const std::vector<std::pair<void (*)(BYTE), uint32_t>> setters = {
-        {LumoGpioSetPowerEn, 0x12140010},    {LumoGpioSetLedEn0, 0x12140040},
-        {LumoGpioSetSpiSs, 0x12140080},      {LumoGpioSetSpiMosi, 0x12140100},
-        {LumoGpioSetSpiSclk, 0x12140200},    {LumoGpioSetAdEn, 0x12142008},
-        {LumoGpioSetFpgaResetn, 0x12145200}, {LumoGpioSetFpgaProgramB, 0x12146004},
-        {LumoGpioSetFpgaSuspend, 0x12146010}};
-    for (const auto& [set, address] : setters) {
-      recorder.writes.clear();
-      set(0);
-      set(1);
-      set(0x40);
-      EXPECT_THAT(recorder.writes, ElementsAre(Pair(address, 0u), Pair(address, 0xFFu), Pair(address, 0xFFu)));
-    }
-
-    const std::vector<std::pair<BYTE (*)(), uint32_t>> getters = {
-        {LumoGpioGetSpiMiso, 0x12140004}, {LumoGpioGetFpgaInitD, 0x12145200}, {LumoGpioGetFpgaDone, 0x12146008}};
-    for (const auto& [get, address] : getters) {
-      recorder.content.clear();
-      EXPECT_EQ(get(), 0);
-      recorder.content[address] = 0x80;
-      EXPECT_EQ(get(), 1);
-    }
-  });
-}
-
 TEST(PinSignals, MuteKeepsTheBuzzerFromSoundingAndNothingElse) {
   Board board{{}};
   Recorder recorder(board);

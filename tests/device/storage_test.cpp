@@ -136,11 +136,12 @@ TEST(Storage, LeavesBadShotsOut) {
 
 TEST(Storage, ListTakesNoMoreThanItHolds) {
   Board board{{}};
-  const size_t fitting = 3120;  // 65,520 bytes at 21 a shot
-  for (size_t i = 0; i < fitting + 5; i++) {
-    std::string number = std::to_string(10000 + i);
-    MakeFile(board.disk.Directory() / "DCIM" / ("20260615_10300" + number + ".ori"));
-  }
+  const auto make = [&](const std::string& name) { MakeFile(board.disk.Directory() / "DCIM" / (name + ".ori")); };
+  // Names of 19 characters take 21 bytes of the 65,520. One of 20 misses by a byte; the next of 19 fits to the last.
+  for (int i = 0; i < 3119; i++) make("20260615_10300" + std::to_string(10000 + i));
+  make("A20260615_1030099999");
+  make("B20260615_103009999");
+  make("C20260615_103009999");
   auto ctrlSigs = std::make_unique<ControlSignals>();
   OnBoard(board, [&] {
     EXPECT_EQ(LumoUpdateFileList(ctrlSigs.get()), 0);

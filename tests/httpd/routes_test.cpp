@@ -198,6 +198,16 @@ TEST_F(Routes, TimeByPositionAlone) {
   EXPECT_EQ(board.SystemTime() / 1s, 1803945600);  // 2 March
 }
 
+TEST_F(Routes, ConfigWritesAllThreeAndAPrefixItsLength) {
+  Start();
+  EXPECT_EQ(Get("/config?btnsetting=1&shutdownmode=5&mutemode=1").raw, OkAnswer());
+  EXPECT_EQ(Get("/set_prefix?prefix=abcdef").raw, OkAnswer());
+  EXPECT_EQ(ctrl->prefixLen, 6);
+  EXPECT_THAT(FileText(Disk("DCIM/setting.ini")), HasSubstr("btnsetting=1\nshutdownmode=5\n"));
+  EXPECT_EQ(Get("/config").raw, OkAnswer());
+  EXPECT_EQ(ctrl->btnSetting + ctrl->shutdownMode + ctrl->muteMode, 0);
+}
+
 TEST_F(Routes, CompassWaitsForItsAnswer) {
   Start();
   for (const char* path : {"/compass_calibrate_start", "/compass_calibrate_end"}) {

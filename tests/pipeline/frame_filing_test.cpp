@@ -82,6 +82,18 @@ TEST_F(Filing, KeepsTheThumbnailsHalfPicture) {
   EXPECT_THAT(board.Log(), HasSubstr("malloc en->jpgFileBuf error\n"));
 }
 
+TEST_F(Filing, ASingleCameraShotIsItsFirstFullFrame) {
+  OnBoard(board, [&] {
+    Open();
+    ctrlSigs->saveSingle = 13;
+    for (const auto& [ch, text] : {std::pair{1, "half one"}, {0, "full one"}, {0, "full two"}, {1, "half two"}}) {
+      EXPECT_EQ(Frame(ch, text), 0);
+    }
+  });
+  EXPECT_EQ(Filed(), "full one");
+  EXPECT_EQ(en.fullCnt, 2);
+}
+
 // A timeout between the two first frames steps the later channel back to -1.
 TEST_F(Filing, ACounterBelowZeroHasNoEntryAndWithoutAFileNothingIsCounted) {
   OnBoard(board, [&] {

@@ -12,22 +12,10 @@ SpiTap::~SpiTap() {
   board_.descriptors.RemoveNode("/dev/spidev0.0");
 }
 
-std::vector<SpiFrame> SpiTap::Writes() const {
-  std::vector<SpiFrame> some;
-  std::copy_if(frames.begin(), frames.end(), std::back_inserter(some), [](const SpiFrame& f) { return !f.IsRead(); });
-  return some;
-}
-
 std::vector<SpiFrame> SpiTap::Writes(int code) const {
   std::vector<SpiFrame> some;
   std::copy_if(frames.begin(), frames.end(), std::back_inserter(some),
-               [code](const SpiFrame& f) { return !f.IsRead() && f.Code() == code; });
-  return some;
-}
-
-std::vector<SpiFrame> SpiTap::Reads() const {
-  std::vector<SpiFrame> some;
-  std::copy_if(frames.begin(), frames.end(), std::back_inserter(some), [](const SpiFrame& f) { return f.IsRead(); });
+               [code](const SpiFrame& f) { return !f.IsRead() && (code < 0 || f.Code() == code); });
   return some;
 }
 

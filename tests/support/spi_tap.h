@@ -14,7 +14,6 @@ struct SpiFrame {
   std::array<uint8_t, 8> bytes;
   twin::Time at{0};
 
-  int Address() const { return bytes[0]; }
   int Layer() const { return bytes[0] >> 6; }
   int Camera() const { return bytes[0] >> 2 & 15; }
   bool IsRead() const { return (bytes[0] & 2) != 0; }
@@ -38,9 +37,7 @@ class SpiTap final : public twin::DeviceFile {
 
   std::vector<SpiFrame> frames;                              // all, reads too
   std::vector<std::pair<unsigned long, uint32_t>> settings;  // request and value
-  std::vector<SpiFrame> Writes() const;
-  std::vector<SpiFrame> Writes(int code) const;
-  std::vector<SpiFrame> Reads() const;
+  std::vector<SpiFrame> Writes(int code = -1) const;         // of that code; below 0: of any
 
   int Open(int flags) override;
   int Ioctl(unsigned long request, void* argument) override;
