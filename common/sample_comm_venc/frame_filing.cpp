@@ -32,6 +32,7 @@ void KeepForThumbnail(const VENC_STREAM_S* pstStream, LumoVencStatus* en, int en
   if (en->jpgFileBufSize < encodedSize) {
     free(en->jpgFileBuf);
     en->jpgFileBufSize = 0;
+    // A size of 0 does not come here. NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI)
     en->jpgFileBuf = encodedSize <= INT_MAX / 2 ? static_cast<BYTE*>(malloc(size_t{2} * encodedSize)) : nullptr;
     if (en->jpgFileBuf == nullptr) {
       LumoLog("malloc en->jpgFileBuf error\n");

@@ -15,7 +15,7 @@ namespace {
   char text[512];
   va_list values;
   va_start(values, format);
-  vsnprintf(text, sizeof(text), format, values);
+  vsnprintf(text, sizeof(text), format, values);  // NOLINT(clang-analyzer-valist.Uninitialized): the linter is wrong
   va_end(values);
   return text;
 }
