@@ -18,8 +18,8 @@
 //   shutterLines, totalLines, gain
 //                   out: six entries each, rows, rows, and 16 for unity; left alone if the layers never measured
 //   vertexX, vertexY, vertexReady
-//                   out: tilt in 1e-08 radian, zeroed when the exposure is set. The motion sensor is not read yet,
-//                   so they stay 0 and vertexReady, 1 when it delivers, makes no difference
+//                   out: tilt in 1e-08 radian, zeroed when the exposure is set and read then if vertexReady is 1;
+//                   they stay 0 if the motion sensor gives none
 //   finalExposure   in with twoHalfIdx 2, out of an automatic shot with any other: base exposure, rows x gain
 //   twoHalfIdx, captureMode, strobeMode, evCompVal, isoMode, manualExpsUs, manualIso
 //                   as the fields of ControlSignals
@@ -34,7 +34,7 @@ int LumoCapture(ControlSignals* ctrlSigs, int* totalColumns, int* shutterLines, 
 //   exposureOrg  rows that the measurement starts with, cut to 8 to 0x8E0
 //   hdrEn        not 0: bracketed capture
 //   columnSize   sensors' line length
-// Returns 0, or -1 with the array in standby. Position and compass, for which ctrlSigs is here, are not read yet.
+// Returns 0, or -1 with the array in standby. With the serial adapter in, position and compass are read into ctrlSigs.
 int LumoCapturePrepare(ControlSignals* ctrlSigs, uint16_t exposureOrg, BYTE hdrEn, BYTE captureMode,
                        uint16_t columnSize);
 
