@@ -59,7 +59,7 @@ int SaveRaw(const LumoVencStatus* en, uint16_t* rawBuf, int idx, int* orderTable
   const int hdrCnt = RawSequenceOf(en->mode).hdrCnt;
   const int camIdx = idx / hdrCnt;
   const int hdrIdx = idx % hdrCnt;
-  char rawPath[sizeof(en->oriPath) + sizeof("/RAW_00_0.dng")];
+  char rawPath[sizeof(en->oriPath) + 32];  // also for what no number here is
   snprintf(rawPath, sizeof(rawPath), "%sRAW_%02d_%d.dng", rawDir, camIdx, hdrIdx);
   LumoLog("SaveRaw:%s\n", rawPath);
   PreProcRawData(rawBuf, kRawWidth, kRawHeight, camIdx, orderTable);
