@@ -33,7 +33,7 @@ TEST_F(LayerContract, ADamagedStreamDoesNotConfigure) {
     expect("check sum", -2, false, [&](Bytes& s) { s[check + 7] ^= 1; });
     expect("no check sum", -2, true, [&](Bytes& s) { s.erase(at(s, check), at(s, check + 8)); });
     expect("a word is missing", -2, false, [&](Bytes& s) { s.erase(at(s, 800000), at(s, 800004)); });
-    expect("cut off", -2, true, [](Bytes& s) { s.resize(s.size() - 4000); });
+    expect("cut off", -2, true, [](Bytes& s) { s.erase(s.end() - 4000, s.end()); });
     expect("right in itself, for a smaller part", -2, true, [](Bytes& s) {
       s = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1',  '2',
            '3',  '4',  0x30, 0x00, 0x00, 0x01, 0x9B, 0xE3, 0xE0, 0xA3, 0x30, 0x00, 0x80, 0x01,
