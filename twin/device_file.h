@@ -18,8 +18,8 @@ class DeviceFile {
   virtual long Read(void* /*data*/, size_t /*size*/) { return -EINVAL; }
   virtual long Write(const void* /*data*/, size_t /*size*/) { return -EINVAL; }
   virtual int Ioctl(unsigned long /*request*/, void* /*argument*/) { return -ENOTTY; }
-  // For mmap, both: `size` bytes from `offset` on, which is a multiple of the page. Whoever maps gets them at *where, as
-  // long as it does not unmap them, also when the device has been closed meanwhile.
+  // For mmap, both: `size` bytes from `offset` on, which is a multiple of the page. Whoever maps gets them at *where,
+  // as long as it does not unmap them, also when the device has been closed meanwhile.
   virtual int Map(size_t /*size*/, uint64_t /*offset*/, void** /*where*/) { return -ENODEV; }
   virtual void Unmap(void* /*where*/, size_t /*size*/) {}
   // For select: whether a read would find something, and who to tell when that changes (null: never changes).
