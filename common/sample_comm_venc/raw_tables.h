@@ -22,23 +22,22 @@ struct Tables {
   std::array<BYTE, Frames(hdrCnt, kLayers)> idxMap{};  // hdrCnt x camera + exposure
 };
 
-template <int hdrCnt>
-constexpr Tables<hdrCnt> MakeTables() {
+// The replay tables without the entries that are thrown away.
+template <int hdrCnt, class SubIdx, class IdxMap>
+constexpr Tables<hdrCnt> MakeTables(const SubIdx& subIdx, const IdxMap& idxMap) {
   Tables<hdrCnt> tables;
-  int entry = 0;
-  for (int layer = 0; layer < kLayers; layer++) {
-    for (int exposure = 0; exposure < hdrCnt; exposure++) {
-      for (int position = 0; position < kLayerCameras[layer]; position++, entry++) {
-        tables.subIdx[entry] = static_cast<BYTE>(SubIdxOf(position, exposure));
-        tables.idxMap[entry] = static_cast<BYTE>(hdrCnt * kCameraAt[layer][position] + exposure);
-      }
-    }
+  size_t entry = 0;
+  for (size_t i = 0; i < idxMap.size(); i++) {
+    if (idxMap[i] < 0) continue;
+    tables.subIdx[entry] = subIdx[i];
+    tables.idxMap[entry] = static_cast<BYTE>(idxMap[i]);
+    entry++;
   }
   return tables;
 }
 
-inline constexpr auto tablesA = MakeTables<3>();
-inline constexpr auto tablesB = MakeTables<6>();
+inline constexpr auto tablesA = MakeTables<3>(::subIdxTableA, ::idxMapTableA);
+inline constexpr auto tablesB = MakeTables<6>(::subIdxTableB, ::idxMapTableB);
 inline constexpr const auto& subIdxTableA = tablesA.subIdx;
 inline constexpr const auto& subIdxTableB = tablesB.subIdx;
 inline constexpr const auto& idxMapTableA = tablesA.idxMap;
