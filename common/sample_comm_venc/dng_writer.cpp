@@ -10,6 +10,7 @@
 
 #include "common/log.h"
 #include "common/sample_comm_venc/dng_preview.h"
+#include "common/sample_comm_venc/raw_preprocess.h"
 
 // The first libtiff that knows every tag below, with the argument forms used here.
 static_assert(TIFFLIB_VERSION >= 20221213);
@@ -41,9 +42,6 @@ void LogTiff(const char* module, const char* format, va_list arguments) {
   vsnprintf(text.data(), text.size(), format, arguments);
   LumoLog("%s: %s\n", module != nullptr ? module : "tiff", text.data());
 }
-
-// Cameras 2 to 22 stand on their heads.
-int OrderOf(int camIdx) { return camIdx == 0 || camIdx == 1 || camIdx == 23 || camIdx == 24 ? 1 : -1; }
 
 // The 19 characters in front of the path's last four, in the shape of a TIFF date. What stands there is the end of the
 // folder's name and the start of the file's, so it is no date but tells the frame. A path too short for it gives blanks
@@ -126,7 +124,7 @@ int LumoSaveDNG(const uint16_t* imgData, int imgWidth, int imgHeight, int camIdx
                 const char* rawPath) {
   if (imgWidth < kMinWidth || imgWidth > kMaxWidth || imgHeight < kPreviewScale || imgHeight > kMaxHeight) return -1;
   if (hdrIdx < 0 || hdrIdx >= kExposures) return -1;
-  const int order = OrderOf(camIdx);
+  const int order = LumoIsUpright(camIdx) ? 1 : -1;
   PrintCurve printCurve;
   LumoBuildPrintCurve(&printCurve);
   char datetime[20];

@@ -37,8 +37,6 @@ constexpr int kLanes = 8;
 
 [[gnu::always_inline]] inline void Store(uint16_t* to, Samples samples) { memcpy(to, &samples, sizeof(samples)); }
 
-bool IsStraight(int camIdx) { return camIdx < 2 || camIdx > 22; }
-
 // --- the order of the samples ---
 
 // How much samples differ, two apart and six apart.
@@ -214,7 +212,7 @@ void PreProcRawData(uint16_t* rawBuf, int imgWidth, int imgHeight, int camIdx, i
   if (imgWidth < 1 || imgWidth > kRawWidth || camIdx < 0 || camIdx >= kCameraCount) return;
   if (orderTable[camIdx] == 0) orderTable[camIdx] = MeasuredOrder(rawBuf, imgWidth, imgHeight);
   const bool exchanged = orderTable[camIdx] == -1;
-  const auto clean = IsStraight(camIdx) ? (exchanged ? CleanRows<false, true> : CleanRows<false, false>)
-                                        : (exchanged ? CleanRows<true, true> : CleanRows<true, false>);
+  const auto clean = LumoIsUpright(camIdx) ? (exchanged ? CleanRows<false, true> : CleanRows<false, false>)
+                                           : (exchanged ? CleanRows<true, true> : CleanRows<true, false>);
   clean(rawBuf, imgWidth, imgHeight);
 }
