@@ -13,6 +13,7 @@
 #include "twin/console/prompt.h"
 #include "twin/console/serving.h"
 #include "twin/console/status_display.h"
+#include "twin/transcript/transcript.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ void CatchSignals() {
 
 struct Arguments {
   BoardOptions board;
-  std::string script, log;
+  std::string script, log, transcript, kinds;
   bool status = false, pressOnce = false, off = false, serve = false;
   std::string address = "127.0.0.1";
   uint16_t port = 8080;
@@ -105,6 +106,13 @@ void Declare(CLI::App& program, Arguments& arguments) {
                    "Start, press the button once, print the path of the shot, end");
   program.add_flag("--off", arguments.off, "Leave the board switched off until `power on`");
   program.add_option("--log", arguments.log, "Write the application's log there")->type_name("FILE");
+  CLI::Option* transcript =
+      program
+          .add_option("--transcript", arguments.transcript, "Write there what leaves the application, a line a call")
+          ->type_name("FILE");
+  program.add_option("--kinds", arguments.kinds, "Only these kinds of lines, as in \"reg spi sleep log\"")
+      ->needs(transcript)
+      ->type_name("WORDS");
   program.add_flag("--status", arguments.status, "Show on standard error what the board shows");
   program.footer(
       "Without --script and --press-once, commands are read from standard input; `help` lists them.\n"
@@ -149,13 +157,25 @@ int ServeUntilStopped(Console& console, const Serving& serving) {
   return 1;
 }
 
+void OpenIfNamed(std::ofstream& file, const std::string& name) {
+  if (name.empty()) return;
+  file.open(name, std::ios::trunc);
+  if (!file) throw std::runtime_error(name + ": cannot be written");
+}
+
 int Run(const Arguments& arguments) {
   Board board{arguments.board};
   Console console{board, std::cout, stop};
-  std::ofstream log;
-  if (!arguments.log.empty()) {
-    log.open(arguments.log, std::ios::trunc);
-    if (!log) throw std::runtime_error(arguments.log + ": cannot be written");
+  std::ofstream log, road;
+  OpenIfNamed(log, arguments.log);
+  OpenIfNamed(road, arguments.transcript);
+  std::unique_ptr<Transcript> transcript;
+  if (road.is_open()) {
+    transcript = std::make_unique<Transcript>(board.kernel, arguments.kinds);
+    transcript->OnLine([&road](const Transcript::Line& line) {
+      road << std::chrono::duration_cast<std::chrono::microseconds>(line.at).count() << ' ' << line.thread << ": "
+           << line.text << '\n';
+    });
   }
   std::unique_ptr<StatusDisplay> status;
   std::unique_ptr<Serving> serving;

@@ -91,6 +91,11 @@ void Kernel::WakeAt(Time when, Fiber* fiber) {
 
 // --- fibers ---
 
+const std::string& Kernel::FiberName() const {
+  static const std::string scheduler = "board";
+  return current_ == nullptr ? scheduler : current_->name;
+}
+
 Fiber* Kernel::Spawn(std::string name, std::function<void()> body) {
   auto owned = std::make_unique<Fiber>();
   Fiber* fiber = owned.get();

@@ -67,6 +67,7 @@ class Kernel {
     }
   }
   bool InFiber() const { return current_ != nullptr; }
+  const std::string& FiberName() const;  // of the calling one; "board" for the scheduler
 
   // How deep the stack of each living fiber has been, in bytes, in order of their starts.
   struct StackDepth {

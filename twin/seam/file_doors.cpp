@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "twin/board.h"
+#include "twin/transcript/transcript.h"
 
 namespace {
 
@@ -34,6 +35,51 @@ bool Allowed(const UsbDisk::Verdict& verdict, int& result) {
     result = -1;
   }
   return verdict.error == 0 && !verdict.forgotten;
+}
+
+// Passes a call's result on.
+int Noted(const std::string& call, int result) {
+  if (twin::Transcript::Hears("file")) twin::Transcript::Note("file", call + (result == 0 ? "" : " failed"));
+  return result;
+}
+
+int Access(const char* path, int mode) {
+  Board& board = Board::Current();
+  const BoardPath where = board.paths.Resolve(path);
+  if (where.onDisk) {
+    int result = 0;
+    // Asking for write permission is asking whether the volume could be written: a read-only one says no.
+    if (!Allowed(board.disk.BeforeOpen(where.volume, (mode & W_OK) != 0, false), result)) return result;
+  } else {
+    board.kernel.Spend(kFlashLookUp);
+  }
+  return ::access(where.host.c_str(), mode);
+}
+
+int MakeDirectory(const char* path, mode_t mode) {
+  Board& board = Board::Current();
+  const BoardPath where = board.paths.Resolve(path);
+  int result = 0;
+  if (where.onDisk && !Allowed(board.disk.BeforeMakeDirectory(where.volume), result)) return result;
+  if (!where.onDisk) board.kernel.Spend(kFlashLookUp);
+  result = ::mkdir(where.host.c_str(), mode);
+  if (result == 0 && where.onDisk) board.disk.DirectoryMade(where.volume);
+  return result;
+}
+
+int Rename(const char* from, const char* to) {
+  Board& board = Board::Current();
+  const BoardPath source = board.paths.Resolve(from), target = board.paths.Resolve(to);
+  if (source.onDisk != target.onDisk) {
+    errno = EXDEV;
+    return -1;
+  }
+  int result = 0;
+  if (source.onDisk && !Allowed(board.disk.BeforeRename(source.volume, target.volume), result)) return result;
+  if (!source.onDisk) board.kernel.Spend(kFlashLookUp);
+  result = ::rename(source.host.c_str(), target.host.c_str());
+  if (result == 0 && source.onDisk) board.disk.Renamed(source.volume, target.volume);
+  return result;
 }
 
 int Remove(const char* path, bool directories) {
@@ -60,46 +106,21 @@ struct Listing {
 extern "C" {
 
 int twin_access(const char* path, int mode) {
-  Board& board = Board::Current();
-  const BoardPath where = board.paths.Resolve(path);
-  if (where.onDisk) {
-    int result = 0;
-    // Asking for write permission is asking whether the volume could be written: a read-only one says no.
-    if (!Allowed(board.disk.BeforeOpen(where.volume, (mode & W_OK) != 0, false), result)) return result;
-  } else {
-    board.kernel.Spend(kFlashLookUp);
-  }
-  return ::access(where.host.c_str(), mode);
+  return Noted("access " + twin::Quoted(path) + " " + std::to_string(mode), Access(path, mode));
 }
 
 int twin_mkdir(const char* path, mode_t mode) {
-  Board& board = Board::Current();
-  const BoardPath where = board.paths.Resolve(path);
-  int result = 0;
-  if (where.onDisk && !Allowed(board.disk.BeforeMakeDirectory(where.volume), result)) return result;
-  if (!where.onDisk) board.kernel.Spend(kFlashLookUp);
-  result = ::mkdir(where.host.c_str(), mode);
-  if (result == 0 && where.onDisk) board.disk.DirectoryMade(where.volume);
-  return result;
+  char octal[16];
+  snprintf(octal, sizeof octal, "%o", mode);
+  return Noted("mkdir " + twin::Quoted(path) + " " + octal, MakeDirectory(path, mode));
 }
 
 int twin_rename(const char* from, const char* to) {
-  Board& board = Board::Current();
-  const BoardPath source = board.paths.Resolve(from), target = board.paths.Resolve(to);
-  if (source.onDisk != target.onDisk) {
-    errno = EXDEV;
-    return -1;
-  }
-  int result = 0;
-  if (source.onDisk && !Allowed(board.disk.BeforeRename(source.volume, target.volume), result)) return result;
-  if (!source.onDisk) board.kernel.Spend(kFlashLookUp);
-  result = ::rename(source.host.c_str(), target.host.c_str());
-  if (result == 0 && source.onDisk) board.disk.Renamed(source.volume, target.volume);
-  return result;
+  return Noted("rename " + twin::Quoted(from) + " " + twin::Quoted(to), Rename(from, to));
 }
 
-int twin_remove(const char* path) { return Remove(path, true); }
-int twin_unlink(const char* path) { return Remove(path, false); }
+int twin_remove(const char* path) { return Noted("remove " + twin::Quoted(path), Remove(path, true)); }
+int twin_unlink(const char* path) { return Noted("remove " + twin::Quoted(path), Remove(path, false)); }
 
 int twin_stat(const char* path, struct stat* status) {
   Board& board = Board::Current();

@@ -3,6 +3,7 @@
 #include "common/fpga_ctrl/array/registers.h"
 #include "common/fpga_ctrl/device/stc_delay.h"
 #include "twin/board.h"
+#include "twin/transcript/transcript.h"
 
 namespace twin {
 namespace {
@@ -16,6 +17,12 @@ constexpr Duration kStcDelay = 4700ns;
 // 5 times 47 of the same.
 constexpr Duration kI2cDelay = 590ns;
 
+void NoteAccess(const char* what, uint32_t address, const char* between, uint32_t value) {
+  char text[64];
+  snprintf(text, sizeof text, "%s 0x%08x%s0x%x", what, address, between, value);
+  Transcript::Note("reg", text);
+}
+
 }  // namespace
 }  // namespace twin
 
@@ -24,7 +31,9 @@ int himm(unsigned int rw, unsigned int ulAddr, unsigned int* ulValue) {
   board.kernel.Spend(twin::kRegisterAccess);
   if (rw == 0) {
     *ulValue = board.registers.Read(ulAddr);
+    if (twin::Transcript::Hears("reg")) twin::NoteAccess("read", ulAddr, " = ", *ulValue);
   } else {
+    if (twin::Transcript::Hears("reg")) twin::NoteAccess("write", ulAddr, " ", *ulValue);
     board.registers.Write(ulAddr, *ulValue);
   }
   return 0;
@@ -36,6 +45,12 @@ void* memmap(unsigned int phy_addr, unsigned int size) {
   return nullptr;
 }
 
-void LumoStcSpiDelay() { twin::Board::Current().kernel.Spend(twin::kStcDelay); }
+void LumoStcSpiDelay() {
+  if (twin::Transcript::Hears("delay")) twin::Transcript::Note("delay", "stc");
+  twin::Board::Current().kernel.Spend(twin::kStcDelay);
+}
 
-void LumoI2cDelay() { twin::Board::Current().kernel.Spend(twin::kI2cDelay); }
+void LumoI2cDelay() {
+  if (twin::Transcript::Hears("delay")) twin::Transcript::Note("delay", "i2c");
+  twin::Board::Current().kernel.Spend(twin::kI2cDelay);
+}

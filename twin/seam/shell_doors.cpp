@@ -5,15 +5,21 @@
 
 #include "twin/board.h"
 #include "twin/seam/commands.h"
+#include "twin/transcript/transcript.h"
 
 using twin::Board;
+using twin::Transcript;
 
 extern "C" {
 
-int twin_system(const char* command) { return twin::RunShellCommand(Board::Current(), command); }
+int twin_system(const char* command) {
+  if (Transcript::Hears("shell")) Transcript::Note("shell", twin::Quoted(command));
+  return twin::RunShellCommand(Board::Current(), command);
+}
 
 // The command runs to its end here; the reader then finds all of its output. Only reading is known on the board.
 FILE* twin_popen(const char* command, const char* type) {
+  if (Transcript::Hears("shell")) Transcript::Note("shell", "popen " + twin::Quoted(command));
   Board& board = Board::Current();
   if (strcmp(type, "r") != 0) {
     board.Complain("popen for writing: " + std::string(command));

@@ -1,18 +1,41 @@
 // Doors for C streams.
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
 
 #include "twin/board.h"
+#include "twin/transcript/transcript.h"
 
 using twin::Board;
 using twin::Stream;
+using twin::Transcript;
+
+extern "C" FILE* twin_stdout;
+extern "C" FILE* twin_stderr;
 
 namespace {
 Stream* Find(FILE* file) {
   Stream* stream = Board::Current().stdio.Find(file);
   if (stream == nullptr) errno = EBADF;
   return stream;
+}
+
+// Of the streams that are files; what is printed is told as log.
+void NoteFile(FILE* file, const std::string& what, bool well) {
+  if (file == twin_stdout || file == twin_stderr || !Transcript::Hears("file")) return;
+  Transcript::Note("file", what + (well ? "" : " failed"));
+}
+
+// "function:line: text" as function and text; a text without them as it is.
+void NoteLog(const char* format, va_list arguments) {
+  if (!Transcript::Hears("log")) return;
+  std::string text(8192, '\0');
+  text.resize(static_cast<size_t>(std::max(0, vsnprintf(text.data(), text.size(), format, arguments))));
+  const size_t function = text.find(':'), line = function == std::string::npos ? function : text.find(": ", function);
+  const bool located = std::string(format).starts_with("%s:%d: ") && line != std::string::npos;
+  Transcript::Note(
+      "log", (located ? text.substr(0, function) : "-") + " " + twin::Quoted(located ? text.substr(line + 2) : text));
 }
 }  // namespace
 
@@ -21,24 +44,39 @@ extern "C" {
 FILE* twin_stdout = nullptr;  // set by the board
 FILE* twin_stderr = nullptr;
 
-FILE* twin_fopen(const char* path, const char* mode) { return Board::Current().stdio.Open(path, mode); }
-int twin_fclose(FILE* file) { return Board::Current().stdio.Close(file); }
+FILE* twin_fopen(const char* path, const char* mode) {
+  FILE* file = Board::Current().stdio.Open(path, mode);
+  NoteFile(file, "open " + twin::Quoted(path) + " " + mode, file != nullptr);
+  return file;
+}
+
+int twin_fclose(FILE* file) {
+  const int result = Board::Current().stdio.Close(file);
+  NoteFile(file, "close", result == 0);
+  return result;
+}
 
 size_t twin_fread(void* data, size_t size, size_t count, FILE* file) {
   Stream* stream = Find(file);
   if (stream == nullptr || size == 0) return 0;
-  return stream->Read(static_cast<char*>(data), size * count) / size;
+  const size_t got = stream->Read(static_cast<char*>(data), size * count);
+  NoteFile(file, "read " + std::to_string(got), true);
+  return got / size;
 }
 
 size_t twin_fwrite(const void* data, size_t size, size_t count, FILE* file) {
   Stream* stream = Find(file);
   if (stream == nullptr || size == 0) return 0;
-  return stream->Write(static_cast<const char*>(data), size * count) / size;
+  const size_t took = stream->Write(static_cast<const char*>(data), size * count);
+  NoteFile(file, "write " + std::to_string(size * count), took == size * count);
+  return took / size;
 }
 
 int twin_fseek(FILE* file, long offset, int whence) {
   Stream* stream = Find(file);
-  return stream == nullptr ? -1 : stream->Seek(offset, whence);
+  const int result = stream == nullptr ? -1 : stream->Seek(offset, whence);
+  NoteFile(file, "seek " + std::to_string(offset) + " " + std::to_string(whence), result == 0);
+  return result;
 }
 
 long twin_ftell(FILE* file) {
@@ -48,7 +86,9 @@ long twin_ftell(FILE* file) {
 
 int twin_fflush(FILE* file) {
   Stream* stream = Find(file);
-  return stream == nullptr || stream->Flush() != 0 ? EOF : 0;
+  const bool well = stream != nullptr && stream->Flush() == 0;
+  NoteFile(file, "flush", well);
+  return well ? 0 : EOF;
 }
 
 int twin_feof(FILE* file) {
@@ -81,6 +121,10 @@ char* twin_fgets(char* text, int size, FILE* file) {
 }
 
 int twin_vfprintf(FILE* file, const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  NoteLog(format, again);
+  va_end(again);
   return Board::Current().stdio.Print(file, format, arguments);
 }
 

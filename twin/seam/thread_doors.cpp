@@ -15,6 +15,7 @@
 
 #include "twin/board.h"
 #include "twin/seam/errno_result.h"
+#include "twin/transcript/transcript.h"
 
 using twin::Board;
 using twin::DeviceFile;
@@ -25,6 +26,14 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr Duration kCall = 500ns;  // a system call that does next to nothing, on the device's processor
+
+void NoteSleep(uint64_t microseconds) {
+  if (twin::Transcript::Hears("sleep")) twin::Transcript::Note("sleep", std::to_string(microseconds));
+}
+
+void NoteThread(const std::string& what) {
+  if (twin::Transcript::Hears("thread")) twin::Transcript::Note("thread", what);
+}
 
 Duration Of(const timeval& time) { return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec); }
 
@@ -127,11 +136,13 @@ int twin_select(int count, fd_set* reading, fd_set* writing, fd_set* exceptions,
 // --- time ---
 
 int twin_usleep(useconds_t length) {
+  NoteSleep(length);
   Board::Current().kernel.Spend(std::chrono::microseconds(length));
   return 0;
 }
 
 unsigned twin_sleep(unsigned length) {
+  NoteSleep(uint64_t{length} * 1'000'000);
   Board::Current().kernel.Spend(std::chrono::seconds(length));
   return 0;
 }
@@ -154,6 +165,7 @@ int twin_gettimeofday(timeval* time, void* /*zone*/) {
 }
 
 int twin_settimeofday(const timeval* time, const void* /*zone*/) {
+  if (twin::Transcript::Hears("clock")) twin::Transcript::Note("clock", "set " + std::to_string(time->tv_sec));
   Board::Current().SetSystemTime(Of(*time));
   return 0;
 }
@@ -171,19 +183,26 @@ time_t twin_mktime(tm* time) { return timegm(time); }
 // --- threads ---
 
 int twin_pthread_create(pthread_t* id, const pthread_attr_t* /*attributes*/, void* (*body)(void*), void* argument) {
-  return Board::Current().StartThread(id, body, argument);
+  const int result = Board::Current().StartThread(id, body, argument);
+  NoteThread("create " + std::to_string(*id));
+  return result;
 }
 
 int twin_pthread_join(pthread_t id, void** result) {
   if (result != nullptr) *result = nullptr;
+  NoteThread("join " + std::to_string(id));
   return Board::Current().JoinThread(id);
 }
 
 // --- process ---
 
-void twin_exit(int status) { Board::Current().ApplicationExits(status); }
+void twin_exit(int status) {
+  NoteThread("exit " + std::to_string(status));
+  Board::Current().ApplicationExits(status);
+}
 
 sighandler_t twin_signal(int number, sighandler_t handler) {
+  NoteThread("signal " + std::to_string(number) + (handler == SIG_IGN ? " ignored" : " handled"));
   return Board::Current().SetSignalHandler(number, handler);
 }
 
