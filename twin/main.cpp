@@ -116,7 +116,8 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.add_flag("--status", arguments.status, "Show on standard error what the board shows");
   program.footer(
       "Without --script and --press-once, commands are read from standard input; `help` lists them.\n"
-      "Exit status: 0 well; 1 an expectation failed or no shot came; 2 something was not understood or not found.");
+      "Exit status: 0 well; 1 an expectation failed, no shot came, or the board objects; 2 something was not "
+      "understood or not found.");
 }
 
 // From power-on to the finished file, as a person does it.
@@ -213,8 +214,9 @@ int Run(const Arguments& arguments) {
     if (serving) result = ServeUntilStopped(console, *serving);
   }
   status.reset();
-  for (const std::string& complaint : board.Complaints()) std::cerr << "no model knows: " << complaint << '\n';
-  return result;
+  // What the board itself objects to is a failure, whatever came out of it.
+  for (const std::string& complaint : board.Complaints()) std::cerr << "the board objects: " << complaint << '\n';
+  return result == 0 && !board.Complaints().empty() ? 1 : result;
 }
 
 }  // namespace

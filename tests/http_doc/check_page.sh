@@ -45,7 +45,7 @@ start_camera() {
     sleep 0.1
   done
 }
-# Its exit status must be 0, and nothing may have been asked that no model knows.
+# Its exit status must be 0, and the board must not have objected to anything.
 end_camera() {
   local waited=0 status=0
   while kill -0 "$camera" 2>/dev/null; do
@@ -55,7 +55,7 @@ end_camera() {
   wait "$camera" || status=$?
   camera=
   [ "$status" -eq 0 ] || fail "the camera ended with $status"
-  ! grep 'no model knows' "$folder/camera" || fail "see above"
+  ! grep 'the board objects' "$folder/camera" || fail "see above"
   is_free "$port" || fail "port $port is still open"
 }
 

@@ -1,0 +1,166 @@
+#include "tools/mutate/judge.h"
+
+#include <fnmatch.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace mutate {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The programs that hold the tests, quick ones first.
+const std::vector<std::string> testPrograms = {"lumora-unit-tests", "lumora-board-tests"};
+
+// A test that runs longer has been caught in a loop: the longest takes some seconds.
+constexpr int kLimitSeconds = 150;
+
+struct Ended {
+  int status;
+  std::string output;
+};
+
+Ended RunLimited(const std::string& command, const fs::path& place) {
+  const fs::path log = place / "output.txt";
+  const int status = std::system(("cd '" + place.string() + "' && timeout -k 5 " + std::to_string(kLimitSeconds) + " " +
+                                  command + " >'" + log.string() + "' 2>&1 </dev/null")
+                                     .c_str());
+  std::ifstream text(log, std::ios::binary);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128, {std::istreambuf_iterator<char>(text), {}}};
+}
+
+// "[  FAILED  ] Suite.Test", or the test that ran as the program ended.
+std::string FailedTest(const std::string& output) {
+  size_t at = output.find("[  FAILED  ] ");
+  if (at == std::string::npos) at = output.rfind("[ RUN      ] ");
+  if (at == std::string::npos) return "the program ended";
+  at += 13;
+  return output.substr(at, output.find_first_of(" ,\n", at) - at);
+}
+
+}  // namespace
+
+Judge::Judge(fs::path source, fs::path build, bool byTwin)
+    : source_(std::move(source)), build_(std::move(build)), byTwin_(byTwin), tree_(source_, build_) {
+  if (byTwin_) return;
+  const fs::path place = build_ / "mutants";
+  fs::create_directories(place);
+  for (const std::string& name : testPrograms) {
+    std::istringstream list(RunLimited((build_ / "bin" / name).string() + " --gtest_list_tests", place).output);
+    for (std::string line; std::getline(list, line);) {
+      if (!line.empty() && line[0] != ' ' && line.find(' ') == std::string::npos && line.ends_with('.')) {
+        suites_[name].push_back(line);
+      } else if (!line.empty() && line[0] != ' ' && line.find(".  #") != std::string::npos) {
+        suites_[name].push_back(line.substr(0, line.find(' ')));
+      }
+    }
+  }
+}
+
+Judge::Run Judge::RunTests(const fs::path& program, const std::string& filter, const fs::path& place) {
+  const Ended ended = RunLimited("'" + program.string() + "' --gtest_fail_fast --gtest_filter='" + filter + "'", place);
+  if (ended.status == 0) return {};
+  return {true, FailedTest(ended.output) + (ended.status == 124 ? ", without end" : "")};
+}
+
+// Suite by suite: a process each, so that one that leaves the process damaged does not speak for the next.
+Judge::Run Judge::RunAll(const std::string& name, const fs::path& program, const fs::path& place) {
+  for (const std::string& suite : suites_[name]) {
+    const Run run = RunTests(program, suite + "*", place);
+    if (run.failed && PassesUnchanged(name, suite + "*")) return run;
+  }
+  return {};
+}
+
+bool Judge::PassesUnchanged(const std::string& name, const std::string& filter) {
+  {
+    const std::scoped_lock lock(mutex_);
+    if (const auto known = passes_.find(name + " " + filter); known != passes_.end()) return known->second;
+  }
+  const fs::path place = build_ / "mutants" / ("unchanged-" + std::to_string(std::hash<std::string>{}(name + filter)));
+  fs::create_directories(place);
+  const bool passes = !RunTests(build_ / "bin" / name, filter, place).failed;
+  fs::remove_all(place);
+  const std::scoped_lock lock(mutex_);
+  return passes_[name + " " + filter] = passes;
+}
+
+// A start, a press, a shot: the board's own complaints, and a shot that is not whole.
+Judge::Run Judge::PressOnce(const fs::path& program, const fs::path& place) {
+  const Ended ended = RunLimited("'" + program.string() + "' --pace free --pictures marked --root '" +
+                                     (place / "board").string() + "' --press-once",
+                                 place);
+  fs::remove_all(place / "board");
+  if (ended.status == 0) return {};
+  if (ended.status == 124) return {true, "it never ends"};
+  std::istringstream lines(ended.output);
+  std::string line, last;
+  while (std::getline(lines, line)) last = line.empty() ? last : line;
+  return {true, last.substr(0, 100)};
+}
+
+Verdict Judge::ByTests(const Mutant& mutant, BuildTree::Variant& variant, const fs::path& place) {
+  const auto builds = [&](const std::string& name, fs::path& program) {
+    program = variant.Make(name);
+    return !program.empty();
+  };
+  const auto refused = [&]() -> Verdict {
+    if (variant.Messages().find("static assertion failed") != std::string::npos)
+      return {Outcome::Caught, "static_assert"};
+    std::string first = variant.Messages().substr(0, variant.Messages().find("\n", variant.Messages().find("error")));
+    return {Outcome::NoBuild, first.substr(first.rfind('\n') + 1)};
+  };
+  fs::path program;
+  if (!mutant.filter.empty()) {
+    for (const std::string& name : testPrograms) {
+      const bool holds = std::ranges::any_of(suites_[name], [&](const std::string& suite) {
+        std::istringstream patterns(mutant.filter);
+        for (std::string pattern; std::getline(patterns, pattern, ':');) {
+          const std::string wanted = pattern.substr(0, pattern.find('.')) + ".";
+          if (fnmatch(wanted.c_str(), suite.c_str(), 0) == 0) return true;
+        }
+        return false;
+      });
+      if (!holds) continue;
+      if (!builds(name, program)) return refused();
+      const Run run = RunTests(program, mutant.filter, place);
+      if (run.failed && !PassesUnchanged(name, mutant.filter)) return {Outcome::Wrong, mutant.filter + " fails anyway"};
+      if (run.failed) return {Outcome::Caught, run.by};
+    }
+  }
+  for (const std::string& name : testPrograms) {
+    if (!builds(name, program)) return refused();
+    if (const Run run = RunAll(name, program, place); run.failed) return {Outcome::Caught, run.by};
+  }
+  return {Outcome::Survived, "all tests pass"};
+}
+
+Verdict Judge::Try(const Mutant& mutant, unsigned slot) {
+  Changed changed;
+  try {
+    changed = Apply(source_, mutant);
+  } catch (const std::exception& error) {
+    return {Outcome::Wrong, error.what()};
+  }
+  if (!mutant.equal.empty()) return {Outcome::Equal, mutant.equal, changed.line};
+  const fs::path place = build_ / "mutants" / std::to_string(slot);
+  BuildTree::Variant variant(tree_, place, mutant.file, changed.text);
+  Verdict verdict{Outcome::NoBuild, "no build"};
+  if (!byTwin_) {
+    verdict = ByTests(mutant, variant, place);
+  } else if (const fs::path program = variant.Make("lumora-twin"); !program.empty()) {
+    const Run run = PressOnce(program, place);
+    verdict = {run.failed ? Outcome::Caught : Outcome::Survived, run.by};
+  }
+  verdict.line = changed.line;
+  fs::remove_all(place);
+  return verdict;
+}
+
+}  // namespace mutate
