@@ -23,7 +23,7 @@
 #include "common/httpd/request.h"
 #include "common/httpd/router.h"
 #include "common/httpd/serve.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 #include "common/log.h"
 #include "tests/support/made_shot.h"
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "common/httpd/server.h"
+#include "common/httpd/router.h"
 #include "common/log.h"
 #include "fuzz/answer.h"
 #include "fuzz/memory_doors.h"

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "common/httpd/server.h"
+#include "common/httpd/router.h"
 #include "fuzz/answer.h"
 #include "fuzz/memory_doors.h"
 #include "fuzz/small_shots.h"

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "common/httpd/routes.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 #include "common/log.h"
 #include "common/sample_comm_venc/container.h"
 

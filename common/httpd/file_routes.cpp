@@ -8,7 +8,7 @@
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/httpd/routes.h"
 #include "common/httpd/serve.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 #include "common/sample_comm_venc/container.h"
 
 static constexpr time_t kSettled = 20;  // s; a younger file may still be written
@@ -43,7 +43,7 @@ void get_list(ControlSignals* ctrlSigs, int client, HttpRequest* request) {
   char* start = ctrlSigs->fileList + kFileListHeadRoom - length;
   memcpy(start, line, static_cast<size_t>(length));
   const size_t room = sizeof(ctrlSigs->fileList) - static_cast<size_t>(kFileListHeadRoom - length);
-  send_text(client, 200, "OK", start, strnlen(start, room));
+  send_txt_of_length(client, 200, "OK", start, strnlen(start, room));
 }
 
 void get_file(ControlSignals* ctrlSigs, int client, HttpRequest* request) {

@@ -2,14 +2,14 @@
 
 #include "common/httpd/post_body.h"
 #include "common/httpd/routes.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 
 // The boot script takes a file of the final name at the next start and puts it in the application's place.
-static constexpr const char* kArriving = "/mnt/udisk/firmware_tmp";
-static constexpr const char* kFinished = "/mnt/udisk/firmware";
+static constexpr const char* srcName = "/mnt/udisk/firmware_tmp";
+static constexpr const char* dstName = "/mnt/udisk/firmware";
 
 void update_firmware(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* request) {
-  FILE* file = fopen(kArriving, "wb");
+  FILE* file = fopen(srcName, "wb");
   if (file == nullptr) {
     send_txt(client, 400, "Bad Request", "Write file error");
     return;
@@ -19,11 +19,11 @@ void update_firmware(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* requ
   // half an application would be installed at the next start.
   const bool isWritten = fclose(file) == 0;
   if (request->crcValue != static_cast<int64_t>(crc) || !isWritten) {
-    remove(kArriving);
+    remove(srcName);
     send_txt(client, 400, "Bad Request", "CRC error");
     return;
   }
-  rename(kArriving, kFinished);
+  rename(srcName, dstName);
   send_txt(client, 200, "OK", "OK");
 }
 

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "common/fpga_ctrl/array/bounds.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 #include "common/number.h"
 
 static constexpr int kLineSize = 1024;

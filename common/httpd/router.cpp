@@ -5,7 +5,7 @@
 
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/httpd/routes.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 
 struct RouteRow {
   const char* path;  // compared without regard to case

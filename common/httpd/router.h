@@ -3,5 +3,8 @@
 
 #include "common/control_signals.h"
 
-// Handles one connection to its end and closes `client`. `mode` tells the port, see server.h. Always returns null.
+constexpr uint16_t kControlMode = 0;  // which of the two ports a request came in on
+constexpr uint16_t kBulkMode = 1;
+
+// Handles one connection to its end and closes `client`. `mode` tells the port. Always returns null.
 void* accept_request(ControlSignals* ctrlSigs, int client, uint16_t mode);

@@ -2,8 +2,8 @@
 
 #include <sys/stat.h>
 
-#include "common/httpd/server.h"
 #include "common/httpd/shot_walk.h"
+#include "common/httpd/transport.h"
 
 static constexpr int kPreviewSize = 1024;  // what is left of a full picture
 static constexpr int64_t kEntrySize = sizeof(JpgDataIndexInfo);

@@ -5,28 +5,24 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstring>
 
 #include "common/control_signals.h"
-#include "common/fpga_ctrl/array/bounds.h"
 #include "common/httpd/router.h"
 #include "common/log.h"
 
 static constexpr int kBacklog = 5;
-static constexpr unsigned int kBlockSize = 4096;
-static constexpr size_t kHeaderSize = 1024;
 
 // --- the two threads ---
 
 // A failed start is not looked at: each round of the loop then logs that accept failed.
 static void Serve(ControlSignals* ctrlSigs, uint16_t port, uint16_t mode, const char* name) {
-  sockaddr_in clientName = {};
-  socklen_t clientNameLen = sizeof(clientName);
+  sockaddr_in client_name = {};
+  socklen_t client_name_len = sizeof(client_name);
   const int server = startup(port, ctrlSigs->usbMode);
   printf("httpd running on port %d\n", port);
   while (ctrlSigs->needQuit == 0) {
-    const int client = accept(server, reinterpret_cast<sockaddr*>(&clientName), &clientNameLen);
+    const int client = accept(server, reinterpret_cast<sockaddr*>(&client_name), &client_name_len);
     if (client == -1) {
       fprintf(g_lumoDebug, "%s:%d: accept() error\n", name, __LINE__);
       continue;
@@ -74,73 +70,4 @@ int startup(uint16_t port, BYTE usbMode) {
     return -5;
   }
   return httpd;
-}
-
-// --- in ---
-
-int get_line(int sock, char* buf, int size) {
-  int count = 0;
-  char c = '\0';
-  while (count < size - 1 && c != '\n') {
-    ssize_t n = recv(sock, &c, 1, 0);
-    if (n < 1) return static_cast<int>(n) - 1;
-    if (c == '\r') {
-      n = recv(sock, &c, 1, MSG_PEEK);
-      if (n < 1) return static_cast<int>(n) - 1;
-      if (c == '\n') {
-        n = recv(sock, &c, 1, 0);
-        if (n < 1) return static_cast<int>(n) - 1;
-      } else {
-        c = '\n';
-      }
-    }
-    buf[count++] = c;
-  }
-  buf[count] = '\0';
-  return count;
-}
-
-// --- out ---
-
-int send_bytes(int client, const void* data, size_t size) { return send(client, data, size, 0) < 0 ? -1 : 0; }
-
-// One header line in one send.
-template <class... Values>
-static int SendLine(int client, const char* format, Values... values) {
-  std::array<char, kHeaderSize> line;
-  const int length = snprintf(line.data(), line.size(), format, values...);
-  return send_bytes(client, line.data(), static_cast<size_t>(LMin(length, static_cast<int>(line.size()) - 1)));
-}
-
-static int SendHead(int client, int statusNo, const char* statusMsg, const char* contentType, int contentLength) {
-  if (SendLine(client, "HTTP/1.0 %d %s\r\n", statusNo, statusMsg) < 0) return -1;
-  if (SendLine(client, "%s", "Server: lumhttpd/0.1.0\r\n") < 0) return -1;
-  if (SendLine(client, "Content-Type: %s\r\n", contentType) < 0) return -1;
-  if (SendLine(client, "Content-Length: %d\r\n", contentLength) < 0) return -1;
-  return SendLine(client, "%s", "\r\n");
-}
-
-int send_text(int client, int statusNo, const char* statusMsg, const char* content, size_t length) {
-  if (SendHead(client, statusNo, statusMsg, "text/html", static_cast<int>(length)) < 0) return -1;
-  return send_bytes(client, content, length) < 0 ? -1 : statusNo;
-}
-
-int send_txt(int client, int statusNo, const char* statusMsg, const char* content) {
-  return send_text(client, statusNo, statusMsg, content, strlen(content));
-}
-
-int send_head(int client, const char* contentType, int contentLength) {
-  return SendHead(client, 200, "OK", contentType, contentLength);
-}
-
-int send_part(int client, FILE* resource, unsigned int offset, unsigned int size) {
-  std::array<char, kBlockSize> block = {};  // a file that ends early leaves zeros or the block before, no stack
-  fseek(resource, static_cast<long>(offset), SEEK_SET);
-  while (size != 0) {
-    const unsigned int n = size < kBlockSize ? size : kBlockSize;
-    [[maybe_unused]] const size_t got = fread(block.data(), 1, n, resource);
-    if (send_bytes(client, block.data(), n) < 0) return -1;
-    size -= n;
-  }
-  return 0;
 }

@@ -8,7 +8,7 @@
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/httpd/routes.h"
-#include "common/httpd/server.h"
+#include "common/httpd/transport.h"
 #include "common/log.h"
 #include "venc/settings.h"
 
@@ -104,8 +104,8 @@ void compass_calibrate_end(ControlSignals* ctrlSigs, int client, HttpRequest* /*
 }
 
 int BatteryNumber(ControlSignals* ctrlSigs) {
-  const int level = LumoGetBatteryLevel(ctrlSigs);
-  return level >= 0 && ctrlSigs->batCharging != 0 ? level + kCharging : level;
+  const int batteryLevel = LumoGetBatteryLevel(ctrlSigs);
+  return batteryLevel >= 0 && ctrlSigs->batCharging != 0 ? batteryLevel + kCharging : batteryLevel;
 }
 
 void get_battery_level(ControlSignals* ctrlSigs, int client, HttpRequest* /*request*/) {

@@ -6,6 +6,7 @@
 
 #include <functional>
 
+#include "common/httpd/transport.h"
 #include "common/log.h"
 #include "tests/support/file_bytes.h"
 #include "tests/support/http_bench.h"
