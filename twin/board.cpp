@@ -225,13 +225,15 @@ sighandler_t Board::SetSignalHandler(int number, sighandler_t handler) {
 }
 
 void Board::SendSignal(int number) {
+  if (powered_ && !exited_) kernel.Spawn("signal", [this, number] { RaiseSignal(number); });
+}
+
+void Board::RaiseSignal(int number) {
   const auto found = signalHandlers_.find(number);
   const sighandler_t handler = found == signalHandlers_.end() ? SIG_DFL : found->second;
-  if (handler == SIG_IGN || !powered_ || exited_) return;
-  kernel.Spawn("signal", [this, handler, number] {
-    if (handler == SIG_DFL) ApplicationExits(128 + number);
-    handler(number);
-  });
+  if (handler == SIG_IGN) return;
+  if (handler == SIG_DFL) ApplicationExits(128 + number);
+  handler(number);
 }
 
 // --- what it says ---

@@ -103,6 +103,7 @@ class Board {
   int StartThread(pthread_t* id, void* (*body)(void*), void* argument);  // results of pthread_create
   int JoinThread(pthread_t id);
   sighandler_t SetSignalHandler(int number, sighandler_t handler);
+  void RaiseSignal(int number);  // by what the calling thread does; the default ends the application
 
   struct ProcessChance {
     uint64_t seed = 1, drawn = 0;  // a fresh process's

@@ -1,9 +1,12 @@
 #include "tests/support/http_bench.h"
 
+#include <csignal>
+
 #include "common/httpd/server.h"
 #include "common/log.h"
 
 extern "C" FILE* twin_stderr;
+extern "C" sighandler_t twin_signal(int number, sighandler_t handler);
 
 using namespace std::chrono_literals;
 
@@ -18,6 +21,7 @@ HttpBench::HttpBench() {
 void HttpBench::Start() {
   board.PowerOn([this] {
     g_lumoDebug = twin_stderr;
+    twin_signal(SIGPIPE, SIG_IGN);
     const char* interface = (ctrl->usbMode & kUsbEthernet) != 0 ? "eth0" : "wlan0";
     board.interfaces.Add(interface);
     board.interfaces.SetUp(interface, true);

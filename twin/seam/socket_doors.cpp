@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 
@@ -60,8 +61,10 @@ ssize_t twin_recv(int descriptor, void* data, size_t size, int flags) {
 }
 
 ssize_t twin_send(int descriptor, const void* data, size_t size, int flags) {
-  return Noted("send " + twin::Quoted(std::string(static_cast<const char*>(data), size)),
-               WithErrno(Board::Current().network.Send(descriptor, data, size, flags)));
+  const long sent = Noted("send " + twin::Quoted(std::string(static_cast<const char*>(data), size)),
+                          Board::Current().network.Send(descriptor, data, size, flags));
+  if (sent == -EPIPE && (flags & MSG_NOSIGNAL) == 0) Board::Current().RaiseSignal(SIGPIPE);
+  return WithErrno(sent);
 }
 
 // The process's own numbers, which follow from what it was seeded with.

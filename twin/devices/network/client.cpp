@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "twin/devices/network/connection.h"
 
@@ -18,8 +19,8 @@ class MemoryConnection final : public Connection {
   ~MemoryConnection() override { Close(); }
 
   long Receive(char* data, size_t size, bool peek) override {
-    if (!*alive_ || client_.reset_) return -ECONNRESET;
-    const size_t there = client_.toBoard_.size() - client_.read_;
+    const size_t there = *alive_ ? client_.toBoard_.size() - client_.read_ : 0;
+    if (there == 0 && IsReset()) return -TakeError(0);
     if (there == 0) return client_.sendingClosed_ || client_.closed_ ? 0 : -EAGAIN;
     const size_t taken = std::min(size, there);
     client_.toBoard_.copy(data, taken, client_.read_);
@@ -28,10 +29,11 @@ class MemoryConnection final : public Connection {
   }
 
   long Send(const char* data, size_t size) override {
-    if (!*alive_ || client_.reset_) return -ECONNRESET;
-    if (client_.closed_) {  // the first is answered by a reset, which is seen from then on
+    if (IsReset()) return -TakeError(EPIPE);
+    if (client_.closed_) {  // the first is gone, and answered by a reset, which is seen from then on
       client_.reset_ = true;
-      return -EPIPE;
+      client_.resetError_ = EPIPE;
+      return static_cast<long>(size);
     }
     if (!client_.slow_) {
       client_.received_.append(data, size);
@@ -48,24 +50,45 @@ class MemoryConnection final : public Connection {
     if (closed_ || !*alive_) return;
     closed_ = true;
     client_.boardClosed_ = true;
-    client_.boardReset_ = client_.read_ < client_.toBoard_.size();
+    if (client_.read_ < client_.toBoard_.size()) client_.ReceiveReset();
     client_.changed_ = nullptr;
   }
 
  private:
+  bool IsReset() const { return !*alive_ || client_.reset_; }
+  // A reset is told once, by the call that comes next.
+  int TakeError(int afterwards) {
+    if (std::exchange(isTold_, true)) return afterwards;
+    return *alive_ ? client_.resetError_ : ECONNRESET;
+  }
+
   Client& client_;
   std::shared_ptr<bool> alive_;
   bool closed_ = false;
+  bool isTold_ = false;
 };
 
-std::unique_ptr<Connection> Client::Accept() { return std::make_unique<MemoryConnection>(kernel_, *this); }
+std::unique_ptr<Connection> Client::Accept() {
+  isIn_ = true;
+  return std::make_unique<MemoryConnection>(kernel_, *this);
+}
+
+// What was sent to the client and not read yet is gone with it.
+void Client::ReceiveReset() {
+  boardReset_ = true;
+  window_.clear();
+}
 
 void Client::Tell() {
   if (changed_ != nullptr) changed_->Notify();
 }
 
 void Client::Send(std::string_view data) {
-  if (!boardClosed_) toBoard_ += data;
+  if (boardClosed_) {
+    ReceiveReset();
+  } else {
+    toBoard_ += data;
+  }
   Tell();
 }
 
@@ -81,6 +104,7 @@ void Client::Close() {
 
 void Client::Reset() {
   reset_ = true;
+  resetError_ = ECONNRESET;
   Tell();
 }
 

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -12,17 +11,13 @@
 
 namespace twin {
 
-namespace {
-constexpr int kHostBacklog = 64;  // the board's own backlog is behind it
-}
-
 void Network::HostListener::CheckAddress(const std::string& address) {
   in_addr parsed{};
   if (inet_pton(AF_INET, address.c_str(), &parsed) != 1) throw std::runtime_error("no IPv4 address: " + address);
 }
 
 std::unique_ptr<Network::HostListener> Network::HostListener::Open(HostPoll& host, const std::string& address,
-                                                                   uint16_t port, std::string& error) {
+                                                                   uint16_t port, int backlog, std::string& error) {
   sockaddr_in name{};
   name.sin_family = AF_INET;
   name.sin_port = htons(port);
@@ -30,7 +25,7 @@ std::unique_ptr<Network::HostListener> Network::HostListener::Open(HostPoll& hos
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   const int on = 1;
   if (socket < 0 || setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-      bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0 || listen(socket, kHostBacklog) != 0) {
+      bind(socket, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0 || listen(socket, backlog) != 0) {
     error = address + ":" + std::to_string(port) + ": " + std::strerror(errno);
     if (socket >= 0) close(socket);
     return nullptr;
@@ -42,11 +37,14 @@ std::unique_ptr<Network::HostListener> Network::HostListener::Open(HostPoll& hos
 
 Network::HostListener::HostListener(HostPoll& host, int socket, uint16_t port)
     : host_(host), socket_(socket), port_(port) {
+  Admit();
+}
+
+void Network::HostListener::Admit() {
   host_.Add(socket_, POLLIN, [this] {
     const int connection = accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (connection < 0) return;
-    const int on = 1;
-    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // answers are written in small pieces
+    host_.Remove(socket_);
     if (accepted_) {
       accepted_(connection);
     } else {

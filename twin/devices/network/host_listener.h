@@ -16,12 +16,14 @@ struct Network::HostListener {
   // Throws std::runtime_error if `address` is no IPv4 address.
   static void CheckAddress(const std::string& address);
   // Null with `error` set, a text for a person, if the port cannot be had.
-  static std::unique_ptr<HostListener> Open(HostPoll& host, const std::string& address, uint16_t port,
+  static std::unique_ptr<HostListener> Open(HostPoll& host, const std::string& address, uint16_t port, int backlog,
                                             std::string& error);
   ~HostListener();
 
-  // `accepted` gets each new connection's socket, which does not block and is its own from then on.
+  // `accepted` gets a new connection's socket, which does not block and is its own from then on. One; the next comes
+  // after Admit, so that who waits does so in the host's backlog and takes no descriptor here.
   void OnConnection(std::function<void(int socket)> accepted) { accepted_ = std::move(accepted); }
+  void Admit();
   uint16_t Port() const { return port_; }
 
  private:

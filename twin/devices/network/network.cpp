@@ -16,6 +16,9 @@ namespace {
 
 constexpr Duration kCall = 2us;           // a socket call on the device's processor
 constexpr Duration kFailedAccept = 20us;  // with its trip through the error path; a loop of these must not be free
+constexpr Duration kFirstPatience = 1s;   // of a client that is not let in, until it asks again; then doubled
+constexpr Duration kLastPatience = 32s;
+constexpr int kMostBacklog = 128;  // whatever a program asks for
 constexpr uint64_t kCopyBytesPerSecond = 1'000'000'000;
 
 Duration CopyTime(size_t size) {
@@ -85,12 +88,14 @@ int Network::Bind(int descriptor, const sockaddr* address, socklen_t size) {
   return 0;
 }
 
-int Network::Listen(int descriptor, int /*backlog*/) {
+int Network::Listen(int descriptor, int backlog) {
   kernel_.Spend(kCall);
   SocketFile* socket = Find(descriptor);
   if (socket == nullptr) return -EBADF;
   if (const int error = listen_.AskFailure(socket->port)) return -error;
   socket->listening = true;
+  socket->room =
+      static_cast<size_t>(backlog < 0 ? kMostBacklog : std::min(backlog, kMostBacklog)) + 1;  // Linux has one more
   UpdateHostListeners();
   return 0;
 }
@@ -108,6 +113,8 @@ int Network::Accept(int descriptor, sockaddr* address, socklen_t* size) {
   auto accepted = std::make_unique<SocketFile>(*this);
   accepted->connection = std::move(socket->pending.front());
   socket->pending.pop_front();
+  const auto host = hostListeners_.find(socket->port);
+  if (socket->pending.empty() && host != hostListeners_.end()) host->second->Admit();
   accepted->servedPort = socket->port;
   accepted->interface = socket->interface;
   accepted_++;
@@ -172,12 +179,23 @@ Network::SocketFile* Network::ListenerOf(uint16_t port) const {
 bool Network::Listening(uint16_t port) const { return ListenerOf(port) != nullptr; }
 
 std::shared_ptr<Client> Network::Connect(uint16_t port) {
-  SocketFile* listener = ListenerOf(port);
-  if (listener == nullptr) return nullptr;
+  if (ListenerOf(port) == nullptr) return nullptr;
   auto client = std::make_shared<Client>(kernel_);
-  listener->pending.push_back(client->Accept());
-  listener->arrived.Notify();
+  Knock(client, port, kFirstPatience);
   return client;
+}
+
+// A client asks to be let in. Where there is no room it hears nothing, and asks again after its patience.
+void Network::Knock(const std::weak_ptr<Client>& client, uint16_t port, Duration patience) {
+  const auto there = client.lock();
+  if (there == nullptr || there->HasLeft()) return;
+  SocketFile* listener = ListenerOf(port);
+  if (listener != nullptr && listener->pending.size() < listener->room) {
+    listener->pending.push_back(there->Accept());
+    listener->arrived.Notify();
+  } else if (patience <= kLastPatience) {
+    kernel_.After(patience, [=, this] { Knock(client, port, 2 * patience); });
+  }
 }
 
 // --- the host's loopback ---
@@ -192,7 +210,7 @@ void Network::ServeOnHost(const std::string& address, int offset) {
 std::string Network::TryHostPort(const std::string& address, uint16_t hostPort) {
   HostListener::CheckAddress(address);
   std::string error;
-  HostListener::Open(kernel_.Host(), address, hostPort, error);
+  HostListener::Open(kernel_.Host(), address, hostPort, 0, error);
   return error;
 }
 
@@ -212,7 +230,8 @@ void Network::UpdateHostListeners() {
     if (!socket->listening || ListenerOf(socket->port) != socket || hostListeners_.contains(socket->port)) continue;
     const auto hostPort = static_cast<uint16_t>(socket->port + hostOffset_);
     std::string error;
-    auto listener = HostListener::Open(kernel_.Host(), hostAddress_, hostPort, error);
+    auto listener =
+        HostListener::Open(kernel_.Host(), hostAddress_, hostPort, static_cast<int>(socket->room) - 2, error);
     if (listener != nullptr) {
       listener->OnConnection([this, port = socket->port](int hostSocket) {
         SocketFile* target = ListenerOf(port);

@@ -3,8 +3,10 @@
 // Bus face: the socket calls. World face: Connect, for a peer inside the simulation; ServeOnHost, which lets the host's
 // own programs in through real sockets on the loopback (real pace). Both reach a listener only while the interface
 // that it is bound to is up.
-// Modelled: one stream a connection with a bounded window, half-close, reset. Not modelled: addresses, loss, delay,
-// bandwidth, the limit of the backlog (who would have to try again waits in it); data in flight when an interface goes
+// Judged: the backlog, beyond which nobody is let in and a client asks again after 1, 3, 7, ... 63 s; half-close;
+// resets: by a peer, of a peer whose bytes were left unread, and in answer to bytes that nobody takes. Who sends on
+// after a peer's reset has EPIPE, which the socket door makes a SIGPIPE. One stream a connection, its window bounded.
+// Not judged: addresses, loss, delay, bandwidth, how bytes are put into packets; data in flight when an interface goes
 // down stays where it is until it is up again.
 // Faults: "net.socket", "net.option", "net.bind", "net.listen", "net.accept": Fail; "net.send", "net.receive": Fail.
 #pragma once
@@ -43,7 +45,7 @@ class Network {
   long Send(int descriptor, const void* data, size_t size, int flags);
 
   // --- world ---
-  // A new client of `port`; null if nobody listens there on an interface that is up.
+  // A new client of `port`; null if nobody listens there on an interface that is up. It may have to wait to be let in.
   std::shared_ptr<Client> Connect(uint16_t port);
   bool Listening(uint16_t port) const;  // reachable: on an interface that is up
   // Opens a real listener at `address` for each of the application's listeners, while that can be reached. A board port
@@ -63,6 +65,7 @@ class Network {
 
   SocketFile* Find(int descriptor);
   SocketFile* ListenerOf(uint16_t port) const;
+  void Knock(const std::weak_ptr<Client>& client, uint16_t port, Duration patience);
   void UpdateHostListeners();
 
   Kernel& kernel_;

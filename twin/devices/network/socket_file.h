@@ -27,6 +27,7 @@ class Network::SocketFile final : public DeviceFile {
   uint16_t port = 0;        // bound
   uint16_t servedPort = 0;  // of a connection: the listener's
   bool listening = false;
+  size_t room = 0;                                  // of a listener: connections that may wait to be accepted
   std::deque<std::unique_ptr<Connection>> pending;  // of a listener: not accepted yet
   WaitQueue arrived;
   std::unique_ptr<Connection> connection;
