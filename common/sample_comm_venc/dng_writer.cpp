@@ -3,6 +3,7 @@
 #include <tiffio.h>
 
 #include <array>
+#include <bit>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -25,9 +26,12 @@ constexpr int kExposures = 6;
 // libtiff would otherwise take room for a whole picture, 16 MB. A picture's rows gather in at most this much.
 constexpr int kMaxBlockSize = 1024 * 1024;
 
-// From XYZ to the colours of the camera, row by row.
-constexpr std::array<float, 9> cam_xyz = {1.69267F,  -0.562643F, -0.084181F, -0.384878F, 1.10835F,
-                                          0.318421F, -0.059865F, 0.191797F,  1.04934F};
+// From XYZ to the colours of the camera, row by row. Held to the bit: six printed digits leave room for a neighbour.
+constexpr std::array<float, 9> cam_xyz = {1.69267F,  -0.562643F,  -0.0841813F, -0.384878F, 1.10835F,
+                                          0.318421F, -0.0598647F, 0.191797F,   1.04934F};
+static_assert(std::bit_cast<std::array<uint32_t, 9>>(cam_xyz) ==
+              std::array<uint32_t, 9>{0x3FD8A969, 0xBF10095F, 0xBDAC673F, 0xBEC50EBB, 0x3F8DDE6A, 0x3EA30814,
+                                      0xBD7534B0, 0x3E44666F, 0x3F8650C6});
 
 // Lets the rows of a picture reach the disk in blocks that divide it without a rest: so the last row completes a block,
 // and it is its own writing that fails if the disk is full, not that of the directory behind it.
