@@ -8,7 +8,7 @@ set(LUMORA_HARDWARE_SOURCES
   ${CMAKE_SOURCE_DIR}/common/angle_reader/i2c_delay.cpp
   ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/array/registers.cpp
   ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/device/stc_delay.cpp)
-list(REMOVE_ITEM LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/main.cpp ${LUMORA_HARDWARE_SOURCES})
+list(REMOVE_ITEM LUMORA_SOURCES ${LUMORA_HARDWARE_SOURCES})
 list(APPEND LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/blobs.S)
 
 add_library(lumora_app STATIC ${LUMORA_SOURCES})

@@ -1,5 +1,5 @@
 # The program that goes on the device: the application as it is, its own access to the hardware, and the media library.
-add_executable(lumora EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/venc/main.cpp ${LUMORA_HARDWARE_SOURCES})
+add_executable(lumora EXCLUDE_FROM_ALL ${LUMORA_HARDWARE_SOURCES})
 target_link_libraries(lumora PRIVATE lumora_flags lumora_app media_sdk Threads::Threads)
 
 if(NOT CMAKE_CROSSCOMPILING)

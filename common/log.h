@@ -9,4 +9,8 @@ extern FILE* g_lumoDebug;
 
 // Writes one diagnostic with "function:line: " in front. `text` is a string literal that ends in a line feed.
 // Any thread; lines of two threads may interleave, as the stream has no lock of ours.
-#define LumoLog(text, ...) fprintf(g_lumoDebug, "%s:%d: " text, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define LumoLog(text, ...) LumoLogAs(__func__, text __VA_OPT__(, ) __VA_ARGS__)
+
+// The same from a step that stands in a function of its own: it speaks in the name of the whole, `function`.
+#define LumoLogAs(function, text, ...) \
+  fprintf(g_lumoDebug, "%s:%d: " text, function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)

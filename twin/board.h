@@ -40,7 +40,8 @@
 #include "twin/seam/paths.h"
 #include "twin/seam/stdio.h"
 #include "twin/seam/tiff_files.h"
-#include "venc/lumora.h"
+
+extern "C" int lumora_main();  // the application's main, by the name that the list of doors gives it
 
 namespace twin {
 
@@ -68,7 +69,7 @@ class Board {
   // --- a person and nature ---
   // Runs the boot script, which starts the application; also after a power-off. A test may have something else started
   // in its place, to call the application's functions one by one.
-  void PowerOn(std::function<int()> application = LumoMain);
+  void PowerOn(std::function<int()> application = lumora_main);
   void PowerOff();  // the power goes at this instant; what was not written is lost
   bool Powered() const { return powered_; }
   // PowerOn, then run until the board has sounded its two pulses of readiness and is idle, or the application has

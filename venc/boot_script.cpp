@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr char kWhole[] = "LumoModifyS90User";  // in whose name the additions are logged
 constexpr char kScript[] = "/etc/init.d/S90user";
 
 constexpr char kMountMarker[] = "Retry mount";
@@ -39,7 +40,7 @@ void Insert(char* place, const char* text) {
 
 bool AddMountRetry(char* script) {
   if (strstr(script, kMountMarker) != nullptr) return false;
-  LumoLog("Add Retry mount to S90User\n");
+  LumoLogAs(kWhole, "Add Retry mount to S90User\n");
   char* line = strstr(script, kMountLine);
   if (line == nullptr) return false;
   Insert(line + strlen(kMountLine), kMountRetry);
@@ -48,7 +49,7 @@ bool AddMountRetry(char* script) {
 
 bool AddFirmwareInstall(char* script) {
   if (strstr(script, kFirmwareMarker) != nullptr) return false;
-  LumoLog("Add Update firmware to S90User\n");
+  LumoLogAs(kWhole, "Add Update firmware to S90User\n");
   char* start = strstr(script, kStart);
   // A script that ends before the place has none.
   if (start == nullptr || strlen(start) < kFirmwareOffset) return false;

@@ -1,3 +1,6 @@
+// The application's entry: brings the device up, starts the threads, runs the capture loop and tears down. Does not
+// return after a successful start, since the power goes. Its exit status: -1 the device could not be opened; -2 to -5 a
+// thread could not be started (control, serial, HTTP 0, HTTP 1).
 #include <pthread.h>
 #include <unistd.h>
 
@@ -7,16 +10,14 @@
 
 #include "common/control_signals.h"
 #include "common/fpga_ctrl/array/bring_up.h"
-#include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/control_loop.h"
 #include "common/httpd/server.h"
 #include "common/log.h"
 #include "common/sample_comm_isp/sample_comm_isp.h"
 #include "common/sample_comm_sys/sample_comm_sys.h"
+#include "common/settings/settings.h"
 #include "common/usbserial/remote.h"
-#include "venc/lumora.h"
 #include "venc/media_pipeline.h"
-#include "venc/settings.h"
 #include "venc/system_integration.h"
 #include "venc/update_files.h"
 
@@ -76,7 +77,6 @@ bool OpenAdapters(ControlSignals* ctrlSigs, bool hasSetting) {
     LumoWifiOpen();
     hasNet = access("/var/run/hostapd/wlan0", F_OK) == 0;
   }
-  LumoLog("Has Net?:%s\n", hasNet ? "Yes" : "No");
   return hasNet;
 }
 
@@ -108,7 +108,7 @@ void SAMPLE_VENC_HandleSig(int signo) {
 
 }  // namespace
 
-int LumoMain() {
+int main() {
   // Every thread holds a pointer to this record. It lives as long as the process: this function does not return once
   // threads run.
   ControlSignals ctrlSigs{};
@@ -124,6 +124,7 @@ int LumoMain() {
   }
 
   const bool hasNet = OpenAdapters(&ctrlSigs, hasSetting);
+  LumoLog("Has Net?:%s\n", hasNet ? "Yes" : "No");
 
   if (!StartThread(LumoHandleControl, &ctrlSigs)) {
     LumoLog("pthread_create 1 error\n");

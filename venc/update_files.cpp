@@ -7,8 +7,8 @@
 #include "common/calibration.h"
 #include "common/log.h"
 #include "common/number.h"
-#include "venc/key_values.h"
-#include "venc/settings.h"
+#include "common/settings/key_values.h"
+#include "common/settings/settings.h"
 #include "venc/whole_file.h"
 
 namespace {

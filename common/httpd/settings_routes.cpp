@@ -10,7 +10,7 @@
 #include "common/httpd/routes.h"
 #include "common/httpd/transport.h"
 #include "common/log.h"
-#include "venc/settings.h"
+#include "common/settings/settings.h"
 
 static constexpr int kCharging = 1000;  // added to the battery level
 static constexpr int kNoTemperature = -10000;

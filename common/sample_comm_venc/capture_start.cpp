@@ -10,8 +10,8 @@
 #include "common/fpga_ctrl/capture/capture_sequencer.h"
 #include "common/fpga_ctrl/capture/isp_params.h"
 #include "common/log.h"
+#include "common/sample_comm_isp/picture_settings.h"
 #include "common/sample_comm_venc/replay_tables.h"
-#include "venc/media_pipeline.h"
 
 namespace {
 

@@ -69,25 +69,25 @@ ends_with() {
 
 start
 ends_with 255 'memmap():open /dev/mem error!' 'LumoSpiInit: Open /dev/spidev0.0 error!' \
-  'LumoDeviceOpen: LumoSpiInit error' 'LumoMain: LumoDeviceOpen error'
+  'LumoDeviceOpen: LumoSpiInit error' 'main: LumoDeviceOpen error'
 
 registers
 start
 ! grep memmap "$folder/log" || fail "registers are there"
 ends_with 255 'LumoSpiInit: Open /dev/spidev0.0 error!' 'LumoDeviceOpen: LumoSpiInit error' \
-  'LumoMain: LumoDeviceOpen error'
+  'main: LumoDeviceOpen error'
 
 mv "$root/mnt/udisk/DCIM" "$root/mnt/udisk/shots"
 ln -s nowhere "$root/mnt/udisk/DCIM"  # neither there nor to be made
 start
-ends_with 255 'LumoDeviceOpen: mkdir error' 'LumoMain: LumoDeviceOpen error'
+ends_with 255 'LumoDeviceOpen: mkdir error' 'main: LumoDeviceOpen error'
 rm "$root/mnt/udisk/DCIM"
 mv "$root/mnt/udisk/shots" "$root/mnt/udisk/DCIM"
 
 rm "$root/dev/mem"
 touch "$root/dev/spidev0.0"
 start
-ends_with 255 'memmap():open /dev/mem error!' 'LumoDeviceOpen: LumoFpgaInit error' 'LumoMain: LumoDeviceOpen error'
+ends_with 255 'memmap():open /dev/mem error!' 'LumoDeviceOpen: LumoFpgaInit error' 'main: LumoDeviceOpen error'
 grep -q 'LumoGpioGetFpgaInitD error, rlt = 0' "$folder/log" || fail "not the line that layers answer by"
 
 # All is there but the calibration; and the log goes to the disk that asks for it.
@@ -97,7 +97,7 @@ chmod 666 "$root/mnt/udisk/debug"
 start
 [ ! -s "$folder/log" ] || fail "said on standard error: $(cat "$folder/log")"
 cp "$root/mnt/udisk/debug" "$folder/log"
-ends_with 255 'LumoDeviceOpen: Read CameraConf_800 error' 'LumoMain: LumoDeviceOpen error'
+ends_with 255 'LumoDeviceOpen: Read CameraConf_800 error' 'main: LumoDeviceOpen error'
 rm "$root/mnt/udisk/debug"
 
 # With the calibration it starts its threads; a media library that refuses everything only costs it the pictures. It

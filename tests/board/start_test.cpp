@@ -62,7 +62,7 @@ TEST_F(Start, EmptyDiskIsMadeReady) {
   ASSERT_TRUE(board.Boot());
   EXPECT_FALSE(board.Exited());
   EXPECT_TRUE(fs::is_directory(disk / "DCIM"));
-  EXPECT_THAT(board.Log(), StartsWith("LumoMain:"));
+  EXPECT_THAT(board.Log(), StartsWith("main:"));
   EXPECT_EQ(board.Log().find(": Full Start\n"), board.Log().find(": "));
   EXPECT_EQ(board.panel.Colour(), "blue");
   const shot::Record record = Shoot();
@@ -167,7 +167,7 @@ TEST_F(Start, LogGoesToTheDiskIfTheDiskAsksForIt) {
   ASSERT_TRUE(board.Boot());
   EXPECT_EQ(board.LogCount("Full Start"), 0u);
   SwitchOff();
-  EXPECT_THAT(FileText(disk / "debug"), StartsWith("LumoMain:"));
+  EXPECT_THAT(FileText(disk / "debug"), StartsWith("main:"));
   EXPECT_THAT(FileText(disk / "debug"), HasSubstr(": Quit\n"));
 
   // A read-only disk has no say.

@@ -1,5 +1,5 @@
 // Settings, tilt offset, model and serial number: what the files hold against what the fields get, and back.
-#include "venc/settings.h"
+#include "common/settings/settings.h"
 
 #include <gtest/gtest.h>
 

@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "common/sample_comm_isp/picture_settings.h"
 #include "common/sample_comm_sys/sample_comm_sys.h"
 #include "common/sample_comm_vi/sample_comm_vi.h"
 #include "tests/support/on_board.h"

@@ -43,7 +43,8 @@ void DiskFull(ControlSignals* ctrlSigs, const DisplayLevels& levels) {
 
 // A series goes on: `timeLapse` stays.
 void ShotFailed(ControlSignals* ctrlSigs, const DisplayLevels& levels) {
-  LumoLog("Cap error need_capture:%d  need_save:%d\n", ctrlSigs->needCapture.load(), ctrlSigs->needSave.load());
+  LumoLogAs("LumoNeedCapture", "Cap error need_capture:%d  need_save:%d\n", ctrlSigs->needCapture.load(),
+            ctrlSigs->needSave.load());
   LumoPulseTrain(8, 0);
   LumoGpioSetAdEn(1);
   SetShotStatus(ctrlSigs, kShotFailed);

@@ -17,8 +17,8 @@
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/log.h"
+#include "common/settings/settings.h"
 #include "common/usbserial/display_line.h"
-#include "venc/settings.h"
 
 namespace {
 
@@ -34,6 +34,8 @@ constexpr std::array<int, 6> shutdownTimeList = {-1, 300000, 600000, 900000, 120
 // Time-lapse interval in ms, by timeLapse less 1; the last entry serves all above too.
 constexpr std::array<unsigned int, 7> timeLapseListModel2 = {30000, 45000, 60000, 90000, 120000, 180000, 240000};
 constexpr std::array<unsigned int, 7> timeLapseList = {15000, 20000, 30000, 45000, 60000, 90000, 120000};
+
+constexpr char kLoop[] = "LumoHandleControl";  // in whose name its steps log
 
 constexpr unsigned int kLongPress = 3000;       // ms
 constexpr unsigned int kSecondPress = 500;      // ms from the first release
@@ -125,7 +127,7 @@ void SecondHalf(ControlSignals* ctrlSigs, unsigned int curTime) {
 }
 
 void RemoteCapture(ControlSignals* ctrlSigs, unsigned int curTime) {
-  LumoLog("RemoteCap\n");
+  LumoLogAs(kLoop, "RemoteCap\n");
   DecodeRemoteCapCmd(ctrlSigs);
   ctrlSigs->remoteCapCmd = 0;  // lets the requester go before the shot is taken
   LumoSaveSetting(ctrlSigs);
@@ -146,7 +148,7 @@ void RemoteCapture(ControlSignals* ctrlSigs, unsigned int curTime) {
 
 // Asks the user, who answers with two presses on the button.
 void RequestConnection(ControlSignals* ctrlSigs) {
-  LumoLog("ReqConnect\n");
+  LumoLogAs(kLoop, "ReqConnect\n");
   LumoPulseTrain(10, 0);
   const bool granted = WaitBtn(ctrlSigs, kBtnPressed, 3000) && WaitBtn(ctrlSigs, kBtnReleased, 1200) &&
                        WaitBtn(ctrlSigs, kBtnPressed, 1200) && WaitBtn(ctrlSigs, kBtnReleased, 1200);
@@ -223,7 +225,7 @@ void SettleAngle(ControlSignals* ctrlSigs, unsigned int angleInitTime) {
 }
 
 void Quit(ControlSignals* ctrlSigs) {
-  LumoLog("Quit\n");
+  LumoLogAs(kLoop, "Quit\n");
   ctrlSigs->needQuit = 1;
   usleep(200 * 1000);
   LumoSetPulseLines(0, 0);

@@ -1,4 +1,4 @@
-#include "venc/settings.h"
+#include "common/settings/settings.h"
 
 #include <cstdio>
 #include <cstring>
@@ -6,12 +6,13 @@
 #include "common/calibration.h"
 #include "common/log.h"
 #include "common/number.h"
-#include "venc/key_values.h"
+#include "common/settings/key_values.h"
 
 namespace {
 
 constexpr char kSettingPath[] = "/mnt/udisk/DCIM/setting.ini";
 constexpr size_t kTextSize = 1024;
+constexpr char kStart[] = "main";  // in whose name the loading is logged
 
 struct ByteKey {
   const char* key;
@@ -85,7 +86,7 @@ bool ReadCameraConf(CameraConfInfo (&rows)[kCameraCount]) {
 int LumoLoadSetting(ControlSignals* ctrlSigs) {
   char text[kTextSize];
   if (LumoReadText(kSettingPath, text, sizeof(text)) < 0) return -1;
-  LumoLog("LoadSettingStr:\n%s", text);
+  LumoLogAs(kStart, "LoadSettingStr:\n%s", text);
   LumoWalkKeyValues(text, TakeSetting, ctrlSigs);
   return 0;
 }
@@ -110,14 +111,14 @@ void LumoSaveSetting(ControlSignals* ctrlSigs) {
 void LumoLoadVertex(ControlSignals* ctrlSigs) {
   char text[kTextSize];
   if (LumoReadText("vertex.ini", text, sizeof(text)) < 0) return;
-  LumoLog("LoadVertexStr:\n%s", text);
+  LumoLogAs(kStart, "LoadVertexStr:\n%s", text);
   LumoWalkKeyValues(text, TakeVertex, ctrlSigs);
 }
 
 void LumoLoadInfo(ControlSignals* ctrlSigs) {
   char text[kTextSize];
   if (LumoReadText("info.ini", text, sizeof(text)) >= 0) {
-    LumoLog("LoadInfoStr:\n%s", text);
+    LumoLogAs(kStart, "LoadInfoStr:\n%s", text);
     LumoWalkKeyValues(text, TakeInfo, ctrlSigs);
   }
   CameraConfInfo rows[kCameraCount];

@@ -1,4 +1,4 @@
-#include "venc/key_values.h"
+#include "common/settings/key_values.h"
 
 #include <cstdio>
 #include <cstring>

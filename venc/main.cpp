@@ -1,3 +1,0 @@
-#include "venc/lumora.h"
-
-int main() { return LumoMain(); }
