@@ -153,7 +153,7 @@ TEST_F(RequestLine, HeadersAreReadToTheEmptyLine) {
   client->CloseSending();
   EXPECT_TRUE(RunUntilEnded(board, *client));
   EXPECT_EQ(client->Received(), "");
-  EXPECT_EQ(ctrl->muteMode, 0);
+  EXPECT_EQ(Written(), "");
 }
 
 TEST_F(RequestLine, LengthOfAPostStandsAnywhereInAHeader) {

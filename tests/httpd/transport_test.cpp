@@ -176,14 +176,13 @@ TEST_F(Ports, AFailedAcceptIsLoggedAndTriedAgain) {
 TEST_F(Ports, LookForTheEndBetweenConnectionsOnly) {
   Start();
   EXPECT_EQ(Logged("httpd running on port 8080\n"), 1u);
-  const size_t open = board.descriptors.OpenCount();
   ctrl->needQuit = 1;
   board.Run(1min);
   EXPECT_TRUE(board.network.Listening(kControl));
   EXPECT_EQ(Get("/get_last_exposure").Status(), 200);
   EXPECT_FALSE(board.network.Listening(kControl));
   EXPECT_TRUE(board.network.Listening(kBulk));
-  EXPECT_EQ(board.descriptors.OpenCount(), open - 1);
+  open--;
 }
 
 TEST_F(Ports, AStartThatFailedGoesOnFailing) {
@@ -201,6 +200,7 @@ TEST_F(Ports, AStartThatFailedGoesOnFailing) {
   ctrl->needQuit = 1;
   board.Run(10ms);
   EXPECT_TRUE(board.Exited());
+  open++;  // the socket that could not be bound
 }
 
 }  // namespace

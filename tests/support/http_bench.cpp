@@ -1,6 +1,9 @@
 #include "tests/support/http_bench.h"
 
 #include <csignal>
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
 
 #include "common/httpd/server.h"
 #include "common/log.h"
@@ -10,12 +13,76 @@ extern "C" sighandler_t twin_signal(int number, sighandler_t handler);
 
 using namespace std::chrono_literals;
 
-HttpBench::HttpBench() {
+namespace {
+
+struct Field {
+  const char* name;
+  int64_t (*get)(const ControlSignals&);
+  void (*set)(ControlSignals&, int64_t);
+  int before;
+};
+// clang-format off
+#define FIELD(name, before)                                                                                    \
+  Field{#name, [](const ControlSignals& c) { return int64_t{c.name}; },                                        \
+        [](ControlSignals& c, int64_t value) { c.name = static_cast<decltype(c.name)::value_type>(value); }, before}
+const Field fields[] = {
+    FIELD(usbMode, kUsbEthernet), FIELD(serialFd, -1), FIELD(needCapture, 0), FIELD(needSave, 0), FIELD(deviceId, 2),
+    FIELD(serialNo, 0), FIELD(lastExposure, 0), FIELD(lastIso, 0), FIELD(batCharging, 0), FIELD(batVoltageValIdx, 0),
+    FIELD(gpsState, 0), FIELD(remoteCapCmd, 0), FIELD(needExitTimeLapse, 77), FIELD(timeLapse, 0),
+    FIELD(manualExpsUs, 77), FIELD(manualIso, 77), FIELD(longitude, 77), FIELD(latitude, 77), FIELD(saveRaw, 77),
+    FIELD(gyroCorrect, 77), FIELD(saveSingle, 77), FIELD(needUpdate, 77), FIELD(needShutdown, 77),
+    FIELD(needFormat, 77), FIELD(needCompassCalibrate, 0), FIELD(needReadTemperature, 0), FIELD(btnSetting, 77),
+    FIELD(shutdownMode, 77), FIELD(muteMode, 77), FIELD(prefixLen, 77), FIELD(errFileNum, 0), FIELD(sessionNum, 0),
+    FIELD(actionTime, 1)};
+#undef FIELD
+// clang-format on
+
+}  // namespace
+
+HttpBench::HttpBench() : open(board.descriptors.OpenCount()) {
   std::filesystem::create_directories(Disk("DCIM"));
-  ctrl->serialFd = -1;
-  ctrl->usbMode = kUsbEthernet;
-  ctrl->deviceId = 2;
   for (Shared<int8_t>& value : ctrl->camTemp) value = 0x7F;
+  Prepare();
+}
+
+void HttpBench::Prepare() {
+  for (const Field& field : fields) field.set(*ctrl, field.before);
+  std::strcpy(ctrl->prefix, "before");
+  found.clear();
+  for (const Field& field : fields) field.set(*before_, field.get(*ctrl));
+}
+
+void HttpBench::Set(const std::string& words) {
+  std::istringstream all(words);
+  for (std::string word; all >> word;) {
+    const std::string name = word.substr(0, word.find('='));
+    const int64_t value = std::stoll(word.substr(word.find('=') + 1));
+    if (name == "calibration") calibration = static_cast<int>(value);
+    if (name == "battery") {
+      for (Shared<BYTE>& sample : ctrl->batVoltageVal) sample = static_cast<BYTE>(value);
+      ctrl->batVoltageValIdx = before_->batVoltageValIdx = 64;
+    }
+    bool isKnown = name == "calibration" || name == "battery";
+    for (const Field& field : fields) {
+      if (name != field.name) continue;
+      field.set(*ctrl, value);
+      field.set(*before_, value);
+      isKnown = true;
+    }
+    if (!isKnown) throw std::invalid_argument("no field " + name);
+  }
+}
+
+std::string HttpBench::Written() const {
+  std::string all;
+  const auto add = [&all](const std::string& word) { all += (all.empty() ? "" : " ") + word; };
+  for (const Field& field : fields) {
+    if (field.get(*ctrl) == field.get(*before_)) continue;
+    add(std::string(field.name) == "actionTime" ? "stamp" : field.name + ("=" + std::to_string(field.get(*ctrl))));
+  }
+  const std::string prefix(ctrl->prefix, strnlen(ctrl->prefix, sizeof(ctrl->prefix)));
+  if (prefix != "before") add("prefix=" + prefix);
+  return all;
 }
 
 void HttpBench::Start() {
@@ -34,25 +101,22 @@ void HttpBench::Start() {
   ASSERT_TRUE(
       board.RunUntil([this] { return board.network.Listening(kControl) && board.network.Listening(kBulk); }, 1min))
       << board.Log();
+  open = board.descriptors.OpenCount();
+}
+
+void HttpBench::TearDown() {
+  EXPECT_EQ(board.stdio.OpenOnDisk(), 0u);
+  EXPECT_EQ(board.descriptors.OpenCount(), open);
+  EXPECT_TRUE(board.Complaints().empty());
 }
 
 void HttpBench::ControlThread() {
-  for (;;) {
-    board.kernel.Spend(1ms);
-    if (takesCommands && ctrl->remoteCapCmd != 0) {
-      commands.push_back({ctrl->remoteCapCmd, ctrl->manualExpsUs, ctrl->manualIso, ctrl->longitude, ctrl->latitude,
-                          ctrl->timeLapse, ctrl->needExitTimeLapse, ctrl->saveRaw, ctrl->gyroCorrect,
-                          ctrl->saveSingle});
-      ctrl->remoteCapCmd = 0;
-    }
-    if (calibration >= 0 && ctrl->needCompassCalibrate != 0) {
-      board.kernel.Spend(3s);
-      ctrl->needCompassCalibrate = static_cast<BYTE>(calibration);
-      calibration = -1;
-    }
-    if (temperature > 0ms && ctrl->needReadTemperature != 0) {
-      board.kernel.Spend(temperature);
-      ctrl->needReadTemperature = 0;
-    }
+  for (;; board.kernel.Spend(1ms)) {
+    if (!isAttentive || ctrl->remoteCapCmd + ctrl->needCompassCalibrate + ctrl->needReadTemperature == 0) continue;
+    found = Written();
+    if (ctrl->needReadTemperature != 0) board.kernel.Spend(temperature);
+    ctrl->remoteCapCmd = 0;
+    if (ctrl->needCompassCalibrate != 0) ctrl->needCompassCalibrate = static_cast<BYTE>(calibration);
+    ctrl->needReadTemperature = 0;
   }
 }
