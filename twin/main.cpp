@@ -13,6 +13,7 @@
 #include "twin/console/prompt.h"
 #include "twin/console/serving.h"
 #include "twin/console/status_display.h"
+#include "twin/judge/shot_judge.h"
 #include "twin/transcript/transcript.h"
 
 namespace {
@@ -116,29 +117,35 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.add_flag("--status", arguments.status, "Show on standard error what the board shows");
   program.footer(
       "Without --script and --press-once, commands are read from standard input; `help` lists them.\n"
-      "Exit status: 0 well; 1 an expectation failed, no shot came, or the board objects; 2 something was not "
+      "Exit status: 0 well; 1 an expectation failed, no shot or no good one came, or the board objects; 2 something was not "
       "understood or not found.");
 }
 
-// From power-on to the finished file, as a person does it.
+// From power-on to the finished file, as a person does it, who then looks at what came out.
 int PressOnce(Console& console) {
   Board& board = console.board;
-  const auto before = board.disk.Shots();
+  const ShotJudge judge{board};
   try {
-    for (const char* line : {"wait idle", "press 100ms", "wait shot", "wait 500ms"}) console.Execute(line);
+    // Marked pictures do not show how the camera is held: so it may be askew, and its tilt is judged too. The motion
+    // sensor is asked from the fourth second on.
+    if (board.options.pictures == Pictures::Marked) console.Execute("tilt 3 -2");
+    console.Execute("wait idle");
+    if (board.options.pictures == Pictures::Marked) console.Execute("wait 4s");
+    for (const char* line : {"press 100ms", "wait shot", "wait 500ms"}) console.Execute(line);
   } catch (const ExpectationFailed& failed) {
     std::cerr << failed.what() << '\n';
     return 1;
   }
   if (stop != 0) return 1;
-  for (const fs::path& shot : board.disk.Shots()) {
-    if (std::find(before.begin(), before.end(), shot) == before.end()) {
-      std::cout << shot.string() << std::endl;
-      return 0;
-    }
+  const fs::path shot = judge.Shot();
+  if (shot.empty()) {
+    std::cerr << "the board took no shot; LED 0 is " << board.panel.LampColour() << '\n';
+    return 1;
   }
-  std::cerr << "the board took no shot; LED 0 is " << board.panel.LampColour() << '\n';
-  return 1;
+  std::cout << shot.string() << std::endl;
+  const auto wrong = judge.WhatIsWrong();
+  for (const std::string& sentence : wrong) std::cerr << "the shot is not good: " << sentence << '\n';
+  return wrong.empty() ? 0 : 1;
 }
 
 // Until a signal, `quit`, the camera's own end, or a port that is lost; then the camera is switched off.

@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/read_mark.h"
 #include "tools/lumora-shot/shot_file.h"
 #include "twin/board.h"
+#include "twin/light/read_mark.h"
 #include "twin/light/tone.h"
 
 using testing::AllOf;
@@ -71,7 +71,7 @@ class Pressed {
     ASSERT_EQ(shot.exposures, exposures);
     int darkest = 255, brightest = 0;
     for (const shot::Entry& entry : shot.entries) {
-      const auto found = ReadMark(file->Jpeg(entry));
+      const auto found = twin::ReadMark(file->Jpeg(entry));
       ASSERT_TRUE(found.has_value()) << entry.number;
       EXPECT_EQ(found->mark.camera, entry.camIdx);
       EXPECT_EQ(found->mark.bracket, entry.hdrIdx);

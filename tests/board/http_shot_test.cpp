@@ -8,8 +8,8 @@
 #include "tests/support/file_bytes.h"
 #include "tests/support/http_board.h"
 #include "tests/support/marked_shot.h"
-#include "tests/support/read_mark.h"
 #include "tools/lumora-shot/verify.h"
+#include "twin/light/read_mark.h"
 
 namespace {
 
@@ -47,7 +47,7 @@ TEST_F(HttpShot, FromTheRequestToTheFetchedFile) {
   const HttpAnswer thumb = Get("/get_thumb?filename=" + name);
   EXPECT_EQ(thumb.Type(), "image/jpeg");
   EXPECT_EQ(thumb.ContentLength(), static_cast<int64_t>(thumb.body.size()));
-  const auto mark = ReadMark({reinterpret_cast<const uint8_t*>(thumb.body.data()), thumb.body.size()});
+  const auto mark = twin::ReadMark({reinterpret_cast<const uint8_t*>(thumb.body.data()), thumb.body.size()});
   ASSERT_TRUE(mark);
   EXPECT_EQ(mark->mark.camera, 12);
   EXPECT_TRUE(mark->turned);
@@ -136,7 +136,7 @@ TEST_F(HttpShot, OneCamera) {
     const HttpAnswer picture = Get("/get_single?camidx=" + number);
     EXPECT_EQ(picture.Type(), "image/jpeg");
     EXPECT_EQ(picture.ContentLength(), static_cast<int64_t>(picture.body.size()));
-    const auto mark = ReadMark({reinterpret_cast<const uint8_t*>(picture.body.data()), picture.body.size()});
+    const auto mark = twin::ReadMark({reinterpret_cast<const uint8_t*>(picture.body.data()), picture.body.size()});
     ASSERT_TRUE(mark) << camera;
     EXPECT_EQ(mark->mark.camera, camera);
   }

@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/read_mark.h"
 #include "tools/lumora-shot/shot_file.h"
 #include "twin/board.h"
+#include "twin/light/read_mark.h"
 #include "twin/light/tone.h"
 
 using namespace std::chrono_literals;
@@ -19,7 +19,7 @@ double Exposure(const shot::File& file, int bracket) {
 
 void ExpectPicturesIn(const shot::File& file, double light) {
   for (const shot::Entry& entry : file.Get().entries) {
-    const auto found = ReadMark(file.Jpeg(entry));
+    const auto found = twin::ReadMark(file.Jpeg(entry));
     ASSERT_TRUE(found.has_value()) << entry.number;
     // Marked camera c sees 1 + c / 100 of the light.
     const double seen = light * (1 + entry.camIdx / 100.0) * Exposure(file, entry.hdrIdx) * twin::signalPerExposure;

@@ -15,12 +15,12 @@
 #include "common/sample_comm_venc/dng_writer.h"
 #include "common/sample_comm_venc/raw_preprocess.h"
 #include "tests/support/file_bytes.h"
-#include "tests/support/gray_picture.h"
 #include "tests/support/http.h"
 #include "tests/support/lens_calibration.h"
 #include "tests/support/made_shot.h"
 #include "tests/support/on_board.h"
 #include "tests/support/tiff_walk.h"
+#include "tools/lumora-shot/pictures.h"
 #include "tools/lumora-shot/shot_file.h"
 
 namespace {
@@ -157,7 +157,7 @@ Photo ByTheFilesMatrix(Photo photo, const TiffDirectory& first) {
 
 // How well two pictures of one frame agree when the second is laid over the first as `lay` tells: 1 is all.
 enum class Lay { Same, Turned, Mirrored, Flipped };
-double Agreement(const Photo& photo, const GrayPicture& jpeg, Lay lay) {
+double Agreement(const Photo& photo, const shot::Gray& jpeg, Lay lay) {
   double n = 0, a = 0, b = 0, aa = 0, bb = 0, ab = 0;
   for (int y = 20; y < jpeg.height - 20; y += 7) {
     for (int x = 20; x < jpeg.width - 20; x += 7) {
@@ -173,7 +173,7 @@ double Agreement(const Photo& photo, const GrayPicture& jpeg, Lay lay) {
   return (n * ab - a * b) / std::sqrt((n * aa - a * a) * (n * bb - b * b));
 }
 
-void ExpectItLiesAs(const Photo& photo, const GrayPicture& jpeg) {
+void ExpectItLiesAs(const Photo& photo, const shot::Gray& jpeg) {
   EXPECT_GT(Agreement(photo, jpeg, Lay::Same), 0.97);
   for (Lay lay : {Lay::Turned, Lay::Mirrored, Lay::Flipped}) EXPECT_LT(Agreement(photo, jpeg, lay), 0.7);
 }
@@ -300,7 +300,7 @@ TEST_F(PhotoSoftware, OpensEveryFileOfAShotWithoutAWordAndShowsTheScene) {
         return file.Get().PlaceOf(e.number) == shot::Place{shot::PictureSize::Half, camera, exposure};
       });
       ASSERT_NE(entry, entries.end());
-      ExpectItLiesAs(photo, DecodeGray(file.Jpeg(*entry)));
+      ExpectItLiesAs(photo, shot::DecodeGray(file.Jpeg(*entry)));
     }
     const Judgement judgement = Judge(patches);
     Tell("exposure " + std::to_string(exposure), judgement);
@@ -344,7 +344,7 @@ TEST_F(PhotoSoftware, RawTherapeeShowsTheScene) {
                               (board.disk.Directory() / "frame.dng").string() + " 2>&1");
     EXPECT_EQ(ended.status, 0) << ended.output;
     const Photo photo = PhotoFrom(FileBytes(picture));
-    ExpectItLiesAs(photo, DecodeGray(*board.pictures->Encode(frame, twin::PictureSize::Half, 85)));
+    ExpectItLiesAs(photo, shot::DecodeGray(*board.pictures->Encode(frame, twin::PictureSize::Half, 85)));
     const Judgement judgement = Judge(PatchesOf(photo, camera, lenses));
     Tell("RawTherapee, camera " + std::to_string(camera), judgement);
     EXPECT_GE(judgement.all, 8u);

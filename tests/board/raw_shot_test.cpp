@@ -10,11 +10,11 @@
 #include <set>
 
 #include "tests/support/file_bytes.h"
-#include "tests/support/gray_picture.h"
 #include "tests/support/http_board.h"
 #include "tests/support/marked_shot.h"
-#include "tests/support/read_mark.h"
 #include "tests/support/tiff_walk.h"
+#include "tools/lumora-shot/pictures.h"
+#include "twin/light/read_mark.h"
 #include "twin/light/tone.h"
 
 namespace {
@@ -28,14 +28,14 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 // Every fourth sample of every fourth row of a DNG file's mosaic, as it would be shown: enough for a mark.
-GrayPicture ShownMosaic(const fs::path& path) {
+shot::Gray ShownMosaic(const fs::path& path) {
   const TiffWalk file(FileBytes(path));
   const TiffDirectory mosaic = file.Directory(static_cast<uint64_t>(file.First().at(330).values.at(0)));
   const auto width = static_cast<size_t>(mosaic.at(256).values.at(0)),
              height = static_cast<size_t>(mosaic.at(257).values.at(0));
   const auto start = static_cast<size_t>(mosaic.at(273).values.at(0));  // in one strip
   if (mosaic.at(279).values != std::vector{2.0 * width * height}) throw std::runtime_error("not in one strip");
-  GrayPicture picture{static_cast<int>(width / 4), static_cast<int>(height / 4), {}};
+  shot::Gray picture{static_cast<int>(width / 4), static_cast<int>(height / 4), {}};
   for (size_t row = 0; row < height; row += 4) {
     for (size_t column = 0; column < width; column += 4) {
       const size_t at = start + (row * width + column) * 2;
@@ -62,7 +62,7 @@ struct RawShot : HttpBoard {
   }
   void ReadLast() {
     if (last.empty()) return;
-    const auto found = ReadMark(ShownMosaic(last));
+    const auto found = twin::ReadMark(ShownMosaic(last));
     EXPECT_TRUE(found) << last;
     if (found) {
       char name[32];
@@ -229,7 +229,7 @@ TEST_F(RawShot, AFrameThatComesTooLateIsFiledAsTheNext) {
   Ok("/do_capture?saveraw=1");
   EXPECT_THAT(Follow(2s), EndsWith("0,13 17,17"));
   for (const char* name : {"RAW_00_0.dng", "RAW_01_0.dng"}) {
-    const auto found = ReadMark(ShownMosaic(Folder() / name));
+    const auto found = twin::ReadMark(ShownMosaic(Folder() / name));
     ASSERT_TRUE(found) << name;
     EXPECT_EQ(found->mark.camera, 0) << name;
   }

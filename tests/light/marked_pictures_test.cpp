@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tests/support/read_mark.h"
+#include "twin/light/read_mark.h"
 
 using namespace twin;
 
@@ -36,12 +36,12 @@ TEST(MarkedPictures, EachFrameOfALongShotReadsBackAtBothSizes) {
       const StoredFrame frame = FrameOf(camera, bracket);
       for (const PictureSize size : {PictureSize::Full, PictureSize::Half}) {
         const Jpeg jpeg = pictures->Encode(frame, size, size == PictureSize::Full ? 95 : 85);
-        const JpegHeader header = ReadJpegHeader(*jpeg);
+        const shot::JpegFacts header = shot::ReadJpegHead(*jpeg);
         ASSERT_EQ(header.width, size == PictureSize::Full ? 3264 : 1632);
         ASSERT_EQ(header.height, size == PictureSize::Full ? 2448 : 1224);
-        ASSERT_TRUE(header.is420);
-        ASSERT_EQ(header.lumaQuantisation, size == PictureSize::Full ? 2 : 5);
-        const auto found = ReadMark(*jpeg);
+        ASSERT_TRUE(header.yuv420);
+        ASSERT_EQ(header.quality, size == PictureSize::Full ? 95 : 85);
+        const auto found = twin::ReadMark(*jpeg);
         ASSERT_TRUE(found) << "camera " << camera << " bracket " << bracket;
         EXPECT_EQ(found->mark.camera, camera);
         EXPECT_EQ(found->mark.bracket, bracket);
@@ -62,7 +62,7 @@ TEST(MarkedPictures, TheFieldShowsTheExposureByTheStandardCurve) {
   for (const CurvePoint point :
        {CurvePoint{0.001, 3}, {0.01, 25}, {0.1, 89}, {0.2140, 127}, {0.5, 188}, {1, 255}, {3, 255}}) {
     const StoredFrame frame{.shot = 1, .seconds = point.signal * secondsForWhite / 4, .gain = 4};
-    const auto found = ReadMark(*pictures->Encode(frame, PictureSize::Half, 85));
+    const auto found = twin::ReadMark(*pictures->Encode(frame, PictureSize::Half, 85));
     ASSERT_TRUE(found);
     EXPECT_NEAR(found->field, point.gray, 0.8) << "signal " << point.signal;
     EXPECT_NEAR(pictures->MeanSignal(0, point.signal * secondsForWhite), std::min(point.signal, 1.0), 1e-12);

@@ -8,8 +8,8 @@
 #include <map>
 #include <vector>
 
-#include "tests/support/read_mark.h"
 #include "twin/light/marked_pictures.h"
+#include "twin/light/read_mark.h"
 #include "twin/light/rendered_pictures.h"
 #include "twin/light/tone.h"
 
@@ -159,13 +159,13 @@ TEST(Readout, OfAMarkedFrameIsItsMark) {
     StoredFrame frame = FrameOf(camera, seconds);
     frame.bracket = camera % 6;
     const Readout readout(*pictures, frame);
-    GrayPicture gray{width, height, {}};
+    shot::Gray gray{width, height, {}};
     std::array<uint8_t, 1024> display{};
     for (int level = 0; level < 1024; level++) {
       display.at(level) = static_cast<uint8_t>(std::lround(255 * Display((level - 14) / 1009.0)));
     }
     for (const uint16_t level : readout.levels) gray.pixels.push_back(display.at(level));
-    const auto found = ReadMark(gray);
+    const auto found = twin::ReadMark(gray);
     ASSERT_TRUE(found) << camera;
     EXPECT_EQ(found->mark.camera, camera);
     EXPECT_EQ(found->mark.bracket, camera % 6);

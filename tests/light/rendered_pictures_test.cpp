@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/gray_picture.h"
 #include "tests/support/lens_calibration.h"
+#include "tools/lumora-shot/pictures.h"
 
 using namespace twin;
 using testing::AllOf;
@@ -45,7 +45,7 @@ double Linear(double gray) {
 }
 
 // Linear brightness around a point of the upright picture, read from a file's picture, which stands on its head.
-double SeenAt(const GrayPicture& file, PicturePoint upright) {
+double SeenAt(const shot::Gray& file, PicturePoint upright) {
   const int x = static_cast<int>((1 - upright.x / 3264) * file.width);
   const int y = static_cast<int>((1 - upright.y / 2448) * file.height);
   double sum = 0;
@@ -101,7 +101,7 @@ TEST(RenderedPictures, EachCameraSeesTheWorldWhereItsCalibrationSaysAndUpsideDow
   const LensCalibration lenses(blobs);
   std::vector<double> factors;  // what is seen by what should be seen: one number for all cameras and places
   for (const int camera : {0, 4, 12, 15, 18, 24}) {
-    const GrayPicture file = DecodeGray(*pictures->Encode(FrameOf(camera), PictureSize::Half, 95), 2);
+    const shot::Gray file = shot::DecodeGray(*pictures->Encode(FrameOf(camera), PictureSize::Half, 95), 2);
     int points = 0;
     for (double elevation = -75; elevation <= 85; elevation += 4) {
       for (double azimuth = -180; azimuth < 180; azimuth += 4) {
@@ -135,7 +135,8 @@ TEST(RenderedPictures, BrightnessFollowsLightTimeAndGainUntilItClips) {
 
   // What the array measures is what the pictures show, whatever makes up the exposure.
   for (const auto& [seconds, gain] : {std::pair{0.0025, 1.0}, {0.01, 1.0}, {0.0025, 4.0}, {0.04, 1.0}}) {
-    const GrayPicture picture = DecodeGray(*pictures->Encode(FrameOf(12, seconds, gain), PictureSize::Half, 95), 1);
+    const shot::Gray picture =
+        shot::DecodeGray(*pictures->Encode(FrameOf(12, seconds, gain), PictureSize::Half, 95), 1);
     double shown = 0;
     for (const uint8_t gray : picture.pixels) shown += Linear(gray);
     shown /= static_cast<double>(picture.pixels.size());
@@ -161,11 +162,11 @@ TEST(RenderedPictures, SameSeedSameBytesHoweverTheyAreAskedFor) {
 
   for (const PictureSize size : {PictureSize::Full, PictureSize::Half}) {
     const int quality = size == PictureSize::Full ? 95 : 85;
-    const JpegHeader header = ReadJpegHeader(*plain->Encode(FrameOf(9), size, quality));
+    const shot::JpegFacts header = shot::ReadJpegHead(*plain->Encode(FrameOf(9), size, quality));
     EXPECT_EQ(header.width, WidthOf(size));
     EXPECT_EQ(header.height, HeightOf(size));
-    EXPECT_TRUE(header.is420);
-    EXPECT_EQ(header.lumaQuantisation, quality == 95 ? 2 : 5);
+    EXPECT_TRUE(header.yuv420);
+    EXPECT_EQ(header.quality, quality);
   }
 }
 

@@ -6,9 +6,10 @@
 
 #include "tests/support/file_bytes.h"
 #include "tests/support/marked_shot.h"
-#include "tests/support/read_mark.h"
 #include "tests/support/snap_loop.h"
+#include "tools/lumora-shot/pictures.h"
 #include "tools/lumora-shot/shot_file.h"
+#include "twin/light/read_mark.h"
 
 namespace {
 
@@ -170,11 +171,11 @@ TEST_P(SingleCamera, IsAJpegOfItsMiddleExposure) {
   char name[16];
   std::snprintf(name, sizeof(name), "%02d.jpg", camera);
   EXPECT_THAT(Files(), ElementsAre(name));
-  const auto found = ReadMark(FileBytes(OnlyFile()));
+  const auto found = twin::ReadMark(FileBytes(OnlyFile()));
   ASSERT_TRUE(found);
   EXPECT_EQ(found->mark.camera, camera);
   EXPECT_EQ(found->mark.bracket, 1);
-  const JpegHeader header = ReadJpegHeader(FileBytes(OnlyFile()));
+  const shot::JpegFacts header = shot::ReadJpegHead(FileBytes(OnlyFile()));
   EXPECT_EQ(header.width, 3264);
   EXPECT_EQ(header.height, 2448);
 }

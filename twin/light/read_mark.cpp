@@ -1,13 +1,14 @@
-#include "tests/support/read_mark.h"
+#include "twin/light/read_mark.h"
 
 #include <cmath>
 
+namespace twin {
 namespace {
 
 // A picture seen upright, in fractions of its size.
 class View {
  public:
-  View(const GrayPicture& picture, bool turned) : picture_(picture), turned_(turned) {}
+  View(const shot::Gray& picture, bool turned) : picture_(picture), turned_(turned) {}
 
   // Mean of a box around (x, y) with the half sides (rx, ry).
   double Mean(double x, double y, double rx, double ry) const {
@@ -26,7 +27,7 @@ class View {
   int Row(double y) const { return static_cast<int>(y * picture_.height); }
   int Column(double x) const { return static_cast<int>(x * picture_.width); }
 
-  const GrayPicture& picture_;
+  const shot::Gray& picture_;
   bool turned_;
 };
 
@@ -41,10 +42,10 @@ uint32_t Remainder(const std::vector<bool>& bits) {
 
 std::optional<FoundMark> ReadUpright(const View& view) {
   std::vector<bool> bits;
-  for (int row = 0; row < twin::markRows; row++) {
-    for (int column = 0; column < twin::markColumns; column++) {
-      const double gray = view.Mean((column + 0.5) / twin::markColumns, (row + 0.5) * twin::markRowHeight,
-                                    0.25 / twin::markColumns, 0.2 * twin::markRowHeight);
+  for (int row = 0; row < markRows; row++) {
+    for (int column = 0; column < markColumns; column++) {
+      const double gray =
+          view.Mean((column + 0.5) / markColumns, (row + 0.5) * markRowHeight, 0.25 / markColumns, 0.2 * markRowHeight);
       if (std::abs(gray - 128) < 48) return std::nullopt;  // neither dark nor bright: no cell of a mark
       bits.push_back(gray > 128);
     }
@@ -57,7 +58,7 @@ std::optional<FoundMark> ReadUpright(const View& view) {
     while (width-- > 0) value = value << 1 | static_cast<uint32_t>(bits[at++]);
     return value;
   };
-  if (take(8) != twin::markStart) return std::nullopt;
+  if (take(8) != markStart) return std::nullopt;
   FoundMark found;
   found.mark.camera = static_cast<int>(take(5));
   found.mark.bracket = static_cast<int>(take(3));
@@ -71,7 +72,7 @@ std::optional<FoundMark> ReadUpright(const View& view) {
 
 }  // namespace
 
-std::optional<FoundMark> ReadMark(const GrayPicture& picture) {
+std::optional<FoundMark> ReadMark(const shot::Gray& picture) {
   for (const bool turned : {false, true}) {
     if (auto found = ReadUpright(View(picture, turned))) {
       found->turned = turned;
@@ -82,5 +83,7 @@ std::optional<FoundMark> ReadMark(const GrayPicture& picture) {
 }
 
 std::optional<FoundMark> ReadMark(std::span<const uint8_t> jpeg) {
-  return ReadMark(DecodeGray(jpeg, ReadJpegHeader(jpeg).width >= 1600 ? 8 : 1));
+  return ReadMark(shot::DecodeGray(jpeg, shot::ReadJpegHead(jpeg).width >= 1600 ? 8 : 1));
 }
+
+}  // namespace twin
