@@ -11,6 +11,7 @@
 
 #include "bench/ratios.h"
 #include "common/log.h"
+#include "common/sample_comm_venc/encoder.h"
 #include "common/sample_comm_venc/frame_filing.h"
 #include "common/sample_comm_venc/replay_tables.h"
 
@@ -66,7 +67,7 @@ void SaveSnap(benchmark::State& state) {
       VENC_STREAM_S stream = {};
       stream.pstPack = packs;
       stream.u32PackCount = 2;
-      SAMPLE_COMM_VENC_SaveSnap(&stream, en.get(), i % 2 == 0 ? kVencChn1 : kVencChn0, ctrlSigs.get());
+      SAMPLE_COMM_VENC_SaveSnap(&stream, en.get(), i % 2 == 0 ? VencChn1 : VencChn0, ctrlSigs.get());
     }
     state.PauseTiming();
     bytes += en->fileOffset;

@@ -18,8 +18,6 @@ constexpr HI_U32 POOL_BLOCKS = 12;
 constexpr HI_U32 CHIP_NUMBER = 0x3519A;
 constexpr ISP_DEV ISP_DEV_0 = 0;
 constexpr VPSS_GRP VPSS_GRP_0 = 0;
-constexpr VENC_CHN VencChn0 = 0;  // full pictures, from VPSS channel 0
-constexpr VENC_CHN VencChn1 = 1;  // half pictures, from VPSS channel 1
 constexpr HI_U32 FULL_QUALITY = 95;
 constexpr HI_U32 HALF_QUALITY = 85;
 

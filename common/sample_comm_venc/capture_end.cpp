@@ -5,6 +5,7 @@
 
 #include "common/fpga_ctrl/capture/thumbnail.h"
 #include "common/log.h"
+#include "common/sample_comm_venc/encoder.h"
 #include "common/sample_comm_venc/replay_tables.h"
 
 namespace {
@@ -19,11 +20,11 @@ constexpr size_t kDstYUVSize = size_t{kThumbWidth} * kThumbHeight * 3 / 2;
 static_assert(kSrcYUVSize + kDstYUVSize == 3183624);
 
 void StopChannels(ControlSignals* ctrlSigs) {
-  if (HI_MPI_VENC_StopRecvPic(kVencChn0) != HI_SUCCESS) {
+  if (HI_MPI_VENC_StopRecvPic(VencChn0) != HI_SUCCESS) {
     LumoLog("HI_MPI_VENC_StopRecvPic(VencChn0) error\n");
     ctrlSigs->needSave = 1;
   }
-  if (HI_MPI_VENC_StopRecvPic(kVencChn1) != HI_SUCCESS) {
+  if (HI_MPI_VENC_StopRecvPic(VencChn1) != HI_SUCCESS) {
     LumoLog("HI_MPI_VENC_StopRecvPic(VencChn1) error\n");
     ctrlSigs->needSave = 2;
   }

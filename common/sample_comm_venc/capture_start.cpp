@@ -11,6 +11,7 @@
 #include "common/fpga_ctrl/capture/isp_params.h"
 #include "common/log.h"
 #include "common/sample_comm_isp/picture_settings.h"
+#include "common/sample_comm_venc/encoder.h"
 #include "common/sample_comm_venc/replay_tables.h"
 
 namespace {
@@ -126,20 +127,20 @@ bool Selectable(int descriptor) { return descriptor >= 0 && descriptor < FD_SETS
 BYTE StartChannels(LumoVencStatus* en, int pictures) {
   VENC_RECV_PIC_PARAM_S stRecvParam = {};
   stRecvParam.s32RecvPicNum = pictures;
-  if (HI_MPI_VENC_StartRecvPicEx(kVencChn0, &stRecvParam) != HI_SUCCESS) {
+  if (HI_MPI_VENC_StartRecvPicEx(VencChn0, &stRecvParam) != HI_SUCCESS) {
     LumoLog("HI_MPI_VENC_StartRecvPicEx(VencChn0) error\n");
     return 2;
   }
-  if (HI_MPI_VENC_StartRecvPicEx(kVencChn1, &stRecvParam) != HI_SUCCESS) {
+  if (HI_MPI_VENC_StartRecvPicEx(VencChn1, &stRecvParam) != HI_SUCCESS) {
     LumoLog("HI_MPI_VENC_StartRecvPicEx(VencChn1) error\n");
     return 3;
   }
-  en->vencFd0 = HI_MPI_VENC_GetFd(kVencChn0);
+  en->vencFd0 = HI_MPI_VENC_GetFd(VencChn0);
   if (!Selectable(en->vencFd0)) {
     LumoLog("HI_MPI_VENC_GetFd(VencChn0) error\n");
     return 4;
   }
-  en->vencFd1 = HI_MPI_VENC_GetFd(kVencChn1);
+  en->vencFd1 = HI_MPI_VENC_GetFd(VencChn1);
   if (!Selectable(en->vencFd1)) {
     LumoLog("HI_MPI_VENC_GetFd(VencChn1) error\n");
     return 5;

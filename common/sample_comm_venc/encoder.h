@@ -4,6 +4,9 @@
 #include "sdk/hi_mpi_venc.h"
 #include "sdk/hi_mpi_vpss.h"
 
+constexpr VENC_CHN VencChn0 = 0;  // full pictures, from VPSS channel 0
+constexpr VENC_CHN VencChn1 = 1;  // half pictures, from VPSS channel 1
+
 // Makes a JPEG channel of a given quality (1 to 99); _2 for pictures of `pstSize`, the other for half its width and
 // height. Both get a stream buffer of two bytes a pixel of `pstSize`. The channel takes no picture yet.
 // Returns HI_SUCCESS, or the code of the failed creation. Whether the quality was taken is not looked at.

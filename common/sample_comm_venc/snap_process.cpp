@@ -11,6 +11,7 @@
 #include "common/log.h"
 #include "common/sample_comm_venc/capture_end.h"
 #include "common/sample_comm_venc/capture_start.h"
+#include "common/sample_comm_venc/encoder.h"
 #include "common/sample_comm_venc/frame_filing.h"
 #include "common/sample_comm_venc/raw_dump.h"
 #include "common/sample_comm_venc/raw_preprocess.h"
@@ -38,8 +39,8 @@ enum class Handled {
 };
 
 void StopChannels() {
-  HI_MPI_VENC_StopRecvPic(kVencChn0);
-  HI_MPI_VENC_StopRecvPic(kVencChn1);
+  HI_MPI_VENC_StopRecvPic(VencChn0);
+  HI_MPI_VENC_StopRecvPic(VencChn1);
 }
 
 // Puts the array to rest and removes the unfinished file. Its stream is left as it is, not closed: nothing may assume
@@ -112,7 +113,7 @@ Handled HandleFrame(LumoVencStatus* en, ControlSignals* ctrlSigs, VENC_CHN chann
     AbortShot(en, ctrlSigs, kNoFrames);
     return Handled::kToHead;
   }
-  LumoLog("Recv Frame Ch%d %d\n", channel, channel == kVencChn0 ? en->fullCnt : en->halfCnt);
+  LumoLog("Recv Frame Ch%d %d\n", channel, channel == VencChn0 ? en->fullCnt : en->halfCnt);
   if (!ReservePacks(en, stStat.u32CurPacks)) {
     LumoLog("malloc error\n");
     return Handled::kNoMemory;
@@ -126,7 +127,7 @@ Handled HandleFrame(LumoVencStatus* en, ControlSignals* ctrlSigs, VENC_CHN chann
   } else {
     AbortShot(en, ctrlSigs, static_cast<BYTE>(kNoStream0 + channel));
     // Channel 0 differs on purpose: its frame counts as taken, and channel 1 is still looked at in this pass.
-    if (channel == kVencChn1) return Handled::kToHead;
+    if (channel == VencChn1) return Handled::kToHead;
   }
   *saved = true;
   return Handled::kGoOn;
@@ -187,7 +188,7 @@ bool FollowShot(LumoVencStatus* en, ControlSignals* ctrlSigs, FramePair* frames)
     int descriptor;
     VENC_CHN channel;
     bool* saved;
-  } const channels[] = {{en->vencFd0, kVencChn0, &frames->saveChn0}, {en->vencFd1, kVencChn1, &frames->saveChn1}};
+  } const channels[] = {{en->vencFd0, VencChn0, &frames->saveChn0}, {en->vencFd1, VencChn1, &frames->saveChn1}};
   for (const auto& one : channels) {
     if (!FD_ISSET(one.descriptor, &readable)) continue;
     const Handled handled = HandleFrame(en, ctrlSigs, one.channel, one.saved);

@@ -8,10 +8,6 @@
 #include "common/types.h"
 #include "sdk/hi_mpi_venc.h"
 
-// The two encoder channels, both fed by the same picture stream.
-constexpr VENC_CHN kVencChn0 = 0;  // full picture, quality 95
-constexpr VENC_CHN kVencChn1 = 1;  // half picture, quality 85
-
 struct TagLumoVencStatus {
   BYTE isBusy;           // 1 while a shot is open
   int vencFd0;           // descriptor of channel 0; -1 before the first shot
