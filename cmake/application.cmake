@@ -3,10 +3,11 @@
 file(GLOB_RECURSE LUMORA_SOURCES CONFIGURE_DEPENDS
   ${CMAKE_SOURCE_DIR}/common/*.cpp ${CMAKE_SOURCE_DIR}/sensor/*.cpp ${CMAKE_SOURCE_DIR}/venc/*.cpp)
 
-# What touches registers or burns processor cycles: the device's own, supplied by the twin when it stands in.
+# What touches registers, burns processor cycles or is the device builder's to fill: the device's own, supplied by the twin when it stands in.
 set(LUMORA_HARDWARE_SOURCES
   ${CMAKE_SOURCE_DIR}/common/angle_reader/i2c_delay.cpp
   ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/array/registers.cpp
+  ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/array/write_cipher.cpp
   ${CMAKE_SOURCE_DIR}/common/fpga_ctrl/device/stc_delay.cpp)
 list(REMOVE_ITEM LUMORA_SOURCES ${LUMORA_HARDWARE_SOURCES})
 list(APPEND LUMORA_SOURCES ${CMAKE_SOURCE_DIR}/venc/blobs.S)

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <type_traits>
 
-constexpr int kCameraCount = 25;
+#include "common/cameras.h"
 
 // "CameraConf_800": where each camera looks.
 struct TagCameraConfInfo {

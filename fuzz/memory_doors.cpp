@@ -231,3 +231,4 @@ int twin_closedir(void*) { return Never("closedir"); }
 
 int himm(unsigned int, unsigned int, unsigned int*) { return Never("a register"); }
 void LumoStcSpiDelay() { Never("a register's delay"); }
+void WriteCipher() { Never("the copy protection"); }

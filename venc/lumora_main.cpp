@@ -9,7 +9,7 @@
 #include <cstdlib>
 
 #include "common/control_signals.h"
-#include "common/fpga_ctrl/array/bring_up.h"
+#include "common/fpga_ctrl/device/device.h"
 #include "common/fpga_ctrl/device/control_loop.h"
 #include "common/httpd/server.h"
 #include "common/log.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/httpd/routes.h"
 #include "common/httpd/serve.h"

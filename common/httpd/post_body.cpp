@@ -5,7 +5,7 @@
 #include <array>
 #include <cstddef>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/types.h"
 
 static constexpr int kBlockSize = 4096;

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstring>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 
 static constexpr unsigned int kBlockSize = 4096;
 static constexpr size_t kHeaderSize = 1024;

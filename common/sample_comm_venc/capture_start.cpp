@@ -27,16 +27,7 @@ struct StoredAt {
   BYTE subIdx;
 };
 
-StoredAt StoredAtOf(int camIdx) {
-  for (int layer = 0; layer < kLayers; layer++) {
-    for (int position = 0; position < kLayerCameras[layer]; position++) {
-      if (kCameraAt[layer][position] == camIdx) {
-        return {static_cast<BYTE>(layer), static_cast<BYTE>(SubIdxOf(position, 1))};
-      }
-    }
-  }
-  return {0, SubIdxOf(0, 1)};
-}
+StoredAt StoredAtOf(int camIdx) { return {layIdxTable[camIdx], static_cast<BYTE>(SubIdxOf(camIdxTable[camIdx], 1))}; }
 
 // A setting beyond the last camera means the last camera, as it does for a client's request.
 int SingleCamIdx(BYTE saveSingle) { return saveSingle <= kCameraCount ? saveSingle - 1 : kCameraCount - 1; }

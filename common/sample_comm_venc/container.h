@@ -12,6 +12,7 @@
 
 #include "common/calibration.h"
 #include "common/control_signals.h"
+#include "common/fpga_ctrl/capture/exposure.h"
 
 static_assert(std::endian::native == std::endian::little, "records are written as they stand in memory");
 
@@ -103,14 +104,6 @@ static_assert(sizeof(JpgDataIndexInfo) == 20);
 static_assert(std::has_unique_object_representations_v<JpgDataIndexInfo>, "a narrower field would leave a gap");
 static_assert(offsetof(JpgDataIndexInfo, jpgFileOffset) == 12 && offsetof(JpgDataIndexInfo, jpgFileSize) == 16);
 static_assert(sizeof(JpgDataIndexInfo) * kMaxJpgDataIndex == 6000);
-
-// What LumoCapture tells of the exposures. All six sets are stored, whatever the capture mode uses.
-struct ExposureSets {
-  int totalColumns;  // pixel clocks of a sensor row
-  int shutterLines[6];
-  int totalLines[6];
-  int gain[6];  // sixteenths
-};
 
 // Fills the shot record from the clock (local time and its microseconds), the settings and the exposures.
 void LumoFillRawImageInfo(RawImageInfo* info, const ControlSignals* ctrlSigs, const ExposureSets* exposures,

@@ -8,18 +8,9 @@
 #include <array>
 #include <cstdint>
 
+#include "common/cameras.h"
 #include "common/sample_comm_venc/container.h"
 #include "common/types.h"
-
-constexpr int kLayers = 3;
-constexpr int kLayerCameras[kLayers] = {9, 8, 8};
-
-// Image numbers of a layer's cameras, in position order.
-constexpr BYTE kCameraAt[kLayers][9] = {
-    {0, 1, 2, 3, 4, 5, 6, 7, 8},
-    {9, 10, 11, 12, 13, 14, 15, 24},
-    {16, 17, 18, 19, 20, 21, 22, 23},
-};
 
 // Sub-image number of a stored frame, which is its read address in the layer.
 constexpr int SubIdxOf(int position, int exposure) { return position * 6 + exposure; }
@@ -55,7 +46,7 @@ constexpr std::array<int16_t, ReplayEntries(hdrCnt, kLayers)> MakeIdxMapTable() 
     for (int exposure = 0; exposure < hdrCnt; exposure++) {
       table[entry++] = -1;
       for (int position = 0; position < kLayerCameras[layer]; position++) {
-        table[entry++] = static_cast<int16_t>(hdrCnt * kCameraAt[layer][position] + exposure);
+        table[entry++] = static_cast<int16_t>(hdrCnt * ImgIdxAt(layer, position) + exposure);
       }
       table[entry++] = -1;
     }

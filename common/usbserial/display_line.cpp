@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "common/fpga_ctrl/device/storage.h"
 #include "common/log.h"

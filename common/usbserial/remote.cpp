@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "common/control_signals.h"
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/log.h"
 #include "common/usbserial/port.h"

@@ -1,5 +1,6 @@
 // The array's way into life and back to rest, on the board.
 #include "common/fpga_ctrl/array/bring_up.h"
+#include "common/fpga_ctrl/device/device.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

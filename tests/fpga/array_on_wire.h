@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/fpga_ctrl/array/bring_up.h"
+#include "common/fpga_ctrl/device/device.h"
 #include "common/fpga_ctrl/array/fpga_commands.h"
 #include "common/fpga_ctrl/array/gpio.h"
 #include "tests/support/on_board.h"

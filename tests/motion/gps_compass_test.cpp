@@ -8,7 +8,7 @@
 #include <numbers>
 
 #include "common/angle_reader/angle.h"
-#include "common/fpga_ctrl/array/bring_up.h"
+#include "common/fpga_ctrl/device/device.h"
 #include "tests/support/on_board.h"
 
 using testing::HasSubstr;

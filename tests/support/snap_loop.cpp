@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/fpga_ctrl/array/bring_up.h"
+#include "common/fpga_ctrl/device/device.h"
 #include "common/log.h"
 #include "venc/media_pipeline.h"
 

@@ -1,6 +1,8 @@
-// What the processor itself does for the application: registers by physical address, and time burnt in empty loops.
+// What the processor itself does for the application: registers by physical address, and time burnt in empty loops; and
+// the place of the copy protection.
 #include "common/angle_reader/i2c_delay.h"
 #include "common/fpga_ctrl/array/registers.h"
+#include "common/fpga_ctrl/array/write_cipher.h"
 #include "common/fpga_ctrl/device/stc_delay.h"
 #include "twin/board.h"
 #include "twin/transcript/transcript.h"
@@ -48,6 +50,11 @@ void* memmap(unsigned int phy_addr, unsigned int size) {
 void LumoStcSpiDelay() {
   if (twin::Transcript::Hears("delay")) twin::Transcript::Note("delay", "stc");
   twin::Board::Current().kernel.Spend(twin::kStcDelay);
+}
+
+// The modelled layers have no protection.
+void WriteCipher() {
+  if (twin::Transcript::Hears("cipher")) twin::Transcript::Note("cipher", "written");
 }
 
 void LumoI2cDelay() {

@@ -10,6 +10,7 @@
 //            spi read 1 4E = 3A                      a read: layer, code, the byte that came back; "failed" for -1
 //            spi open · spi 0x40016B01 0x0           settings: request and value
 //            spi stream 1048576                      any other transfer: its bytes
+//   cipher   cipher written                          the copy protection's place
 //   i2c      i2c write 6B 80 · i2c read 75 = 68      a transaction of the motion bus, as the wires showed it
 //   media    media HI_MPI_VENC_StartRecvPicEx 0 = 0  the call, its numbers, the words of its records, its result
 //   file     file open "/mnt/udisk/DCIM/a.tmp" wb · file read 800 · file write 20 · file seek 78082 0 · file flush ·

@@ -1,115 +1,57 @@
 #include "common/fpga_ctrl/array/bring_up.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
-#include "common/calibration.h"
-#include "common/fpga_ctrl/array/bounds.h"
-#include "common/fpga_ctrl/array/camera_sensors.h"
+#include "common/bounds.h"
+#include "common/cameras.h"
 #include "common/fpga_ctrl/array/fpga_commands.h"
 #include "common/fpga_ctrl/array/gpio.h"
 #include "common/fpga_ctrl/array/registers.h"
+#include "common/fpga_ctrl/array/write_cipher.h"
 #include "common/fpga_ctrl/device/clock.h"
-#include "common/fpga_ctrl/device/stc_link.h"
-#include "common/fpga_ctrl/device/storage.h"
 #include "common/log.h"
 
-static constexpr const char* kCameraConfFile = "CameraConf_800";
-
 // The bitstream, a configuration stream with the sync word 0xAA995566; see venc/blobs.S.
-static constexpr int kConfDataSize = 1396280;
+constexpr int kConfDataSize = 1396280;
 extern "C" const BYTE confData[kConfDataSize];
 
-static constexpr int kConfBufBytes = 0x100000;
+namespace {
+
+constexpr int kConfBufBytes = 0x100000;
 static_assert(kConfDataSize > kConfBufBytes && kConfDataSize <= 2 * kConfBufBytes, "the load takes two transfers");
 
-static constexpr unsigned int kClockUnconfigured = 0x04;
-static constexpr unsigned int kClockConfigured = 0x14;
+constexpr unsigned int kClockUnconfigured = 0x04;
+constexpr unsigned int kClockConfigured = 0x14;
 
 // What every sensor must answer.
 struct ChipIdByte {
   uint16_t cciAddr;
   BYTE value;
 };
-static constexpr std::array<ChipIdByte, 2> kChipId = {{{0x300B, 0x88}, {0x300C, 0x65}}};
+constexpr std::array<ChipIdByte, 2> kChipId = {{{0x300B, 0x88}, {0x300C, 0x65}}};
 
-static void WriteRegister(unsigned int address, unsigned int value) { himm(1, address, &value); }
+void SetClock(unsigned int value) { himm(1, kClockControl, &value); }
 
 // The reset of the layers and their INIT line are one pin: an input during configuration, an output at all other times.
-static void SetSharedPinOutput(bool isOutput) {
+void SetSharedPinOutput(bool isOutput) {
   unsigned int direction = 0;
   himm(0, kFpgaSharedPinDirection, &direction);
   direction = isOutput ? direction | kFpgaSharedPinBit : direction & ~static_cast<unsigned int>(kFpgaSharedPinBit);
   himm(1, kFpgaSharedPinDirection, &direction);
 }
 
-static void PulseFpgaReset() {
+void PulseFpgaReset() {
   LumoGpioSetFpgaResetn(0);
   usleep(1000);
   LumoGpioSetFpgaResetn(1);
 }
 
-// LED 0 and buzzer, three times off and on: the disk cannot be used.
-static void SignalUnusableDisk() {
-  for (int round = 0; round < 6; round++) {
-    usleep(100 * 1000);
-    LumoGpioSetLedEn0(round & 1);
-    LumoGpioSetBuzzerOff(round & 1, 0);
-  }
-}
-
-int LumoDeviceOpen(ControlSignals* ctrlSigs) {
-  LumoGetRtcTime();
-  LumoGpioInit();
-
-  const BYTE firstReply = LumoStcSpiReadWrite(1, 1, 1, 0);
-  const BYTE secondReply = LumoStcSpiReadWrite(1, 1, 1, 0);
-  fprintf(g_lumoDebug, "LumoStcSpiReadWrite:%d\n", secondReply);
-  const bool firstIdle = firstReply == 0 || firstReply == 0xFF;
-  const bool secondIdle = secondReply == 0 || secondReply == 0xFF;
-  ctrlSigs->stcSpiMode = firstIdle && secondIdle ? 0 : 1;
-
-  LumoUpdateStorageLED(ctrlSigs);
-
-  if (access(kShotFolder, W_OK) < 0 && mkdir(kShotFolder, 0777) < 0) {
-    SignalUnusableDisk();
-    LumoLog("mkdir error\n");
-    return -1;
-  }
-  if (LumoSpiInit() < 0) {
-    LumoLog("LumoSpiInit error\n");
-    return -2;
-  }
-  if (LumoFpgaInit() < 0) {
-    LumoLog("LumoFpgaInit error\n");
-    return -3;
-  }
-
-  FILE* confFile = fopen(kCameraConfFile, "rb");
-  if (confFile == nullptr) {
-    LumoLog("Read CameraConf_800 error\n");
-    return -4;
-  }
-  std::array<CameraConfInfo, kCameraCount> cameraConf = {};  // a short file reads as zeros: no special lens
-  const size_t read = fread(cameraConf.data(), 1, sizeof(cameraConf), confFile);
-  fclose(confFile);
-  if (read >= sizeof(CameraConfInfo)) LumoSetSensorTableLens(cameraConf[0].lensType);
-  return 0;
-}
-
-void LumoDeviceClose() {
-  LumoFpgaStandby();
-  LumoSpiExit();
-}
-
 // Sends the stream in its stored byte order, so each word has its first byte in the high half; a missing last byte
 // is sent as 0. Returns the words of the transfer that failed, or 0.
-static int SendConfStream(const BYTE* data, int dataSize, uint16_t* sendBuf, uint16_t* receiveBuf) {
+int SendConfStream(const BYTE* data, int dataSize, uint16_t* sendBuf, uint16_t* receiveBuf) {
   for (int done = 0; done < dataSize;) {
     const int remaining = dataSize - done;
     const int bufSize = LMin((remaining + 1) / 2, kConfBufBytes / 2);
@@ -123,6 +65,26 @@ static int SendConfStream(const BYTE* data, int dataSize, uint16_t* sendBuf, uin
   }
   return 0;
 }
+
+// A sensor that answers wrongly twice is only logged.
+void CheckChipIds() {
+  for (int layIdx = kLayers - 1; layIdx >= 0; layIdx--) {
+    for (int camIdx = 0; camIdx < kLayerCameras[layIdx]; camIdx++) {
+      for (const ChipIdByte& id : kChipId) {
+        int readReg = LumoSpiCciRead(static_cast<BYTE>(layIdx), static_cast<BYTE>(camIdx), id.cciAddr, 500);
+        if (readReg == id.value) continue;
+        LumoLogAs("LumoFpgaInit", "LumoSpiCciRead 0x%04X(0x%02X) error, layIdx = %d, camIdx = %d, readReg = %d\n",
+                  id.cciAddr, id.value, layIdx, camIdx, readReg);
+        readReg = LumoSpiCciRead(static_cast<BYTE>(layIdx), static_cast<BYTE>(camIdx), id.cciAddr, 500);
+        if (readReg == id.value) continue;
+        LumoLogAs("LumoFpgaInit", "LumoSpiCciRead 0x%04X(0x%02X) error again, layIdx = %d, camIdx = %d, readReg = %d\n",
+                  id.cciAddr, id.value, layIdx, camIdx, readReg);
+      }
+    }
+  }
+}
+
+}  // namespace
 
 int LumoSpiFpgaConf(const BYTE* data, int dataSize) {
   // PROGRAM_B low clears the layers. The four reads only take time: their sum can never fail the test.
@@ -174,7 +136,7 @@ int LumoSpiFpgaConf(const BYTE* data, int dataSize) {
 int LumoFpgaInit() {
   LumoGpioSetFpgaSuspend(0);
   usleep(1000);
-  WriteRegister(kClockControl, kClockUnconfigured);
+  SetClock(kClockUnconfigured);
   SetSharedPinOutput(false);
   const int confRlt = LumoSpiFpgaConf(confData, kConfDataSize);
   SetSharedPinOutput(true);
@@ -183,12 +145,12 @@ int LumoFpgaInit() {
     LumoFpgaStandby();
     return -1;
   }
-  WriteRegister(kClockControl, kClockConfigured);
+  SetClock(kClockConfigured);
   usleep(100 * 1000);
 
   PulseFpgaReset();
   usleep(5000);
-  // The device maker's copy protection writes its key to the layers here, between their reset and the sensors' release.
+  WriteCipher();
   LumoSpiSetCamResetnAll(1);
   usleep(1000);
   if (LumoSpiWaitReady(500) < 0) {
@@ -197,21 +159,7 @@ int LumoFpgaInit() {
     return -3;
   }
 
-  for (int layIdx = 2; layIdx >= 0; layIdx--) {
-    const int maxCamIdx = layIdx == 0 ? 8 : 7;
-    for (int camIdx = 0; camIdx <= maxCamIdx; camIdx++) {
-      for (const ChipIdByte& id : kChipId) {
-        int readReg = LumoSpiCciRead(static_cast<BYTE>(layIdx), static_cast<BYTE>(camIdx), id.cciAddr, 500);
-        if (readReg == id.value) continue;
-        LumoLog("LumoSpiCciRead 0x%04X(0x%02X) error, layIdx = %d, camIdx = %d, readReg = %d\n", id.cciAddr, id.value,
-                layIdx, camIdx, readReg);
-        readReg = LumoSpiCciRead(static_cast<BYTE>(layIdx), static_cast<BYTE>(camIdx), id.cciAddr, 500);
-        if (readReg == id.value) continue;
-        LumoLog("LumoSpiCciRead 0x%04X(0x%02X) error again, layIdx = %d, camIdx = %d, readReg = %d\n", id.cciAddr,
-                id.value, layIdx, camIdx, readReg);
-      }
-    }
-  }
+  CheckChipIds();
   LumoFpgaStandby();
   return 0;
 }
@@ -230,7 +178,7 @@ int LumoFpgaAwake() {
   LumoGpioSetFpgaSuspend(0);
   PulseFpgaReset();
   usleep(1000);
-  // The copy protection repeats its step here at every wake-up; see LumoFpgaInit.
+  WriteCipher();  // each wake-up repeats it
   LumoSpiSetCamResetnAll(1);
   LumoSpiMainDelaySetupAndRunAll(0x100);
   return LumoSpiWaitReady(500);

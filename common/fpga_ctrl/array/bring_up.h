@@ -4,19 +4,10 @@
 //   Standby       configured, suspended, sensors in reset: where the array is whenever nobody uses it
 //   Awake         configured, running, sensors out of reset and not yet set up
 //
-// Same threads as spi_link.h; LumoDeviceOpen and LumoDeviceClose on the main thread alone.
+// Same threads as spi_link.h.
 #pragma once
 
-#include "common/control_signals.h"
 #include "common/types.h"
-
-// Once at start-up, before any other thread: clock, pins, co-processor, storage colour, the disk's picture folder,
-// the array (left in standby), sensor table by lens. Sets `stcSpiMode` and the LED bits.
-// Returns 0; -1 the folder can be neither written nor made, -2 SPI bus, -3 array, -4 no camera calibration.
-int LumoDeviceOpen(ControlSignals* ctrlSigs);
-
-// Array to standby, bus closed.
-void LumoDeviceClose();
 
 // Loads a bitstream of `dataSize` bytes into all layers. The shared reset and INIT pin must be an input.
 // Returns 0; -1 INIT did not rise, out of memory or the transfer failed, -2 DONE stayed low, -3 INIT fell after it.

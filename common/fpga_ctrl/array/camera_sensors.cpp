@@ -4,43 +4,32 @@
 
 #include <array>
 
+#include "common/cameras.h"
 #include "common/fpga_ctrl/array/bring_up.h"
 #include "common/fpga_ctrl/array/fpga_commands.h"
 #include "common/log.h"
 
 // --- set-up tables: register address in bits 23 to 8, value in bits 7 to 0, written in order to all cameras ---
 
+// Sensor mode (clocks, timing, window, output) and sensor image processing (defects, lens, white balance, exposure
+// defaults). They come with the device; see venc/blobs.S.
+constexpr int kReg20TableASize = 238;
+constexpr int kReg20TableBSize = 101;
+extern "C" const int reg20TableA[kReg20TableASize];
+extern "C" int reg20TableB[kReg20TableBSize];
+
+namespace {
+
 // A short set with low register numbers; first, and only before a shot.
-static constexpr std::array<int, 14> reg28Table = {
+constexpr std::array<int, 14> reg28Table = {
     0x000219, 0x000402, 0x000503, 0x000601, 0x000901, 0x000A01, 0x0014C2,
     0x00154C, 0x00362C, 0x00172B, 0x00182B, 0x00190C, 0x001E0A, 0x001F0A,
 };
 
-// Sensor mode (clocks, timing, window, output) and sensor image processing (defects, lens, white balance, exposure
-// defaults). They come with the device; see venc/blobs.S.
-static constexpr int kReg20TableASize = 238;
-static constexpr int kReg20TableBSize = 101;
-extern "C" const int reg20TableA[kReg20TableASize];
-extern "C" int reg20TableB[kReg20TableBSize];
-
 // White balance of the lens types 12 and 13, as entries of table B.
-static constexpr std::array<int, 4> kLensEntries = {0x50181D, 0x50197B, 0x501C14, 0x501DE5};
+constexpr std::array<int, 4> kLensEntries = {0x50181D, 0x50197B, 0x501C14, 0x501DE5};
 
-// --- places of the cameras, by image number ---
-
-static constexpr std::array<CameraPlace, kSensorCount> MakeCameraPlaces() {
-  std::array<CameraPlace, kSensorCount> places = {};
-  size_t imgIdx = 0;
-  for (BYTE cam = 0; cam < 9; cam++) places[imgIdx++] = {0, cam};
-  for (BYTE cam = 0; cam < 7; cam++) places[imgIdx++] = {1, cam};
-  for (BYTE cam = 0; cam < 8; cam++) places[imgIdx++] = {2, cam};
-  places[imgIdx] = {1, 7};  // the middle layer's last camera stands at the end of the numbering
-  return places;
-}
-static constexpr auto kCameraPlaces = MakeCameraPlaces();
-static_assert(kCameraPlaces[9].layIdx == 1 && kCameraPlaces[9].camIdx == 0);
-static_assert(kCameraPlaces[16].layIdx == 2 && kCameraPlaces[16].camIdx == 0);
-static_assert(kCameraPlaces[24].layIdx == 1 && kCameraPlaces[24].camIdx == 7);
+}  // namespace
 
 int LumoInitAllCameras() {
   if (LumoSpiWaitReady(1000) < 0) {
@@ -82,9 +71,8 @@ void GetCameraTemperature(ControlSignals* ctrlSigs) {
   usleep(1000);
   LumoSpiCciWriteAll(0x4D12, 1);
   usleep(1000);
-  for (size_t imgIdx = 0; imgIdx < kCameraPlaces.size(); imgIdx++) {
-    const CameraPlace place = kCameraPlaces[imgIdx];
-    const int value = LumoSpiCciRead(place.layIdx, place.camIdx, 0x4D13, 500);
+  for (size_t imgIdx = 0; imgIdx < kCameraCount; imgIdx++) {
+    const int value = LumoSpiCciRead(layIdxTable[imgIdx], camIdxTable[imgIdx], 0x4D13, 500);
     ctrlSigs->camTemp[imgIdx] = static_cast<int8_t>(static_cast<BYTE>(value - 0x40));
   }
 }

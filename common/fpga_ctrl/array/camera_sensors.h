@@ -6,14 +6,6 @@
 #include "common/control_signals.h"
 #include "common/types.h"
 
-constexpr int kSensorCount = 25;
-
-// Where a camera sits, by its image number.
-struct CameraPlace {
-  BYTE layIdx;
-  BYTE camIdx;
-};
-
 // Writes the whole set-up to all sensors, which must be out of reset; they do not stream yet.
 // Returns 0; -1 the layers were not ready before it, -3 not ready after it.
 int LumoInitAllCameras();

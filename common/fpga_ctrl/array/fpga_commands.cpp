@@ -1,9 +1,11 @@
 #include "common/fpga_ctrl/array/fpga_commands.h"
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/log.h"
 
 // --- the command table ---
+
+namespace {
 
 // Where a payload byte comes from: nothing, one byte of the command's value, or the byte that goes with it.
 enum class Payload : BYTE { None, Bits7To0, Bits15To8, Bits23To16, Data };
@@ -15,49 +17,49 @@ struct CommandRow {
   Payload h, m, l;
 };
 
-static constexpr BYTE kGiven = 0xFF;    // the caller's argument
-static constexpr BYTE kLimited = 0xFE;  // the caller's argument, cut to the layer's last camera
+constexpr BYTE kGiven = 0xFF;    // the caller's argument
+constexpr BYTE kLimited = 0xFE;  // the caller's argument, cut to the layer's last camera
 
-static constexpr auto kNone = Payload::None;
-static constexpr auto kLow = Payload::Bits7To0;
-static constexpr auto kMid = Payload::Bits15To8;
-static constexpr auto kTop = Payload::Bits23To16;
-static constexpr auto kData = Payload::Data;
+constexpr auto kNone = Payload::None;
+constexpr auto kLow = Payload::Bits7To0;
+constexpr auto kMid = Payload::Bits15To8;
+constexpr auto kTop = Payload::Bits23To16;
+constexpr auto kData = Payload::Data;
 
 // clang-format off
 //                                            code  layer       camera       H      M      L
-static constexpr CommandRow kFifoResetHigh  = {0x12, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kFifoResetLow   = {0x13, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kMainDelayRun   = {0x14, kAllLayers, 0,           kTop,  kMid,  kLow };
-static constexpr CommandRow kWriteExpsReg   = {0x15, 1,          0,           kLow,  kData, kNone};
-static constexpr CommandRow kColumnSize     = {0x16, kAllLayers, 0,           kLow,  kNone, kNone};
-static constexpr CommandRow kVsyncMaxCnt    = {0x17, kGiven,     kAllCameras, kLow,  kNone, kNone};
-static constexpr CommandRow kGetRegValue    = {0xB0, kAllLayers, kAllCameras, kLow,  kNone, kNone};
-static constexpr CommandRow kCapturePrepare = {0xD0, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kCaptureStart   = {0xD1, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kCaptureHdrOn   = {0xD2, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kCaptureHdrOff  = {0xD3, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kCaptureLoadNew = {0xD6, kGiven,     0,           kLow,  kNone, kNone};
-static constexpr CommandRow kDataSrcOwn     = {0xD8, kGiven,     0,           kNone, kNone, kNone};
-static constexpr CommandRow kDataSrcBefore  = {0xD9, kGiven,     0,           kNone, kNone, kNone};
-static constexpr CommandRow kParalSendOn    = {0xDA, kGiven,     0,           kNone, kNone, kNone};
-static constexpr CommandRow kParalSendOff   = {0xDB, kGiven,     0,           kNone, kNone, kNone};
-static constexpr CommandRow kExposureOrg    = {0xDD, kAllLayers, 0,           kMid,  kLow,  kNone};
-static constexpr CommandRow kSubDelayOne    = {0xE1, kGiven,     kGiven,      kTop,  kMid,  kLow };
-static constexpr CommandRow kSubDelayAll    = {0xE1, kAllLayers, kAllCameras, kTop,  kMid,  kLow };
-static constexpr CommandRow kSubDelayRun    = {0xE2, kAllLayers, kAllCameras, kNone, kNone, kNone};
-static constexpr CommandRow kWaitVsyncRise  = {0xE3, kAllLayers, kAllCameras, kNone, kNone, kNone};
-static constexpr CommandRow kWaitVsyncFall  = {0xE4, kAllLayers, kAllCameras, kNone, kNone, kNone};
-static constexpr CommandRow kCamResetnHigh  = {0xE5, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kCamResetnLow   = {0xE6, kAllLayers, 0,           kNone, kNone, kNone};
-static constexpr CommandRow kCciWriteOne    = {0xF0, kGiven,     kLimited,    kMid,  kLow,  kData};
-static constexpr CommandRow kCciWriteLayer  = {0xF0, kGiven,     kAllCameras, kMid,  kLow,  kData};
-static constexpr CommandRow kCciWriteAll    = {0xF0, kAllLayers, kAllCameras, kMid,  kLow,  kData};
-static constexpr CommandRow kCciWriteCalc   = {0xF1, kAllLayers, kAllCameras, kMid,  kLow,  kNone};
-static constexpr CommandRow kCciReadOne     = {0xF2, kGiven,     kLimited,    kMid,  kLow,  kNone};
+constexpr CommandRow kFifoResetHigh  = {0x12, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kFifoResetLow   = {0x13, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kMainDelayRun   = {0x14, kAllLayers, 0,           kTop,  kMid,  kLow };
+constexpr CommandRow kWriteExpsReg   = {0x15, 1,          0,           kLow,  kData, kNone};
+constexpr CommandRow kColumnSize     = {0x16, kAllLayers, 0,           kLow,  kNone, kNone};
+constexpr CommandRow kVsyncMaxCnt    = {0x17, kGiven,     kAllCameras, kLow,  kNone, kNone};
+constexpr CommandRow kGetRegValue    = {0xB0, kAllLayers, kAllCameras, kLow,  kNone, kNone};
+constexpr CommandRow kCapturePrepare = {0xD0, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kCaptureStart   = {0xD1, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kCaptureHdrOn   = {0xD2, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kCaptureHdrOff  = {0xD3, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kCaptureLoadNew = {0xD6, kGiven,     0,           kLow,  kNone, kNone};
+constexpr CommandRow kDataSrcOwn     = {0xD8, kGiven,     0,           kNone, kNone, kNone};
+constexpr CommandRow kDataSrcBefore  = {0xD9, kGiven,     0,           kNone, kNone, kNone};
+constexpr CommandRow kParalSendOn    = {0xDA, kGiven,     0,           kNone, kNone, kNone};
+constexpr CommandRow kParalSendOff   = {0xDB, kGiven,     0,           kNone, kNone, kNone};
+constexpr CommandRow kExposureOrg    = {0xDD, kAllLayers, 0,           kMid,  kLow,  kNone};
+constexpr CommandRow kSubDelayOne    = {0xE1, kGiven,     kGiven,      kTop,  kMid,  kLow };
+constexpr CommandRow kSubDelayAll    = {0xE1, kAllLayers, kAllCameras, kTop,  kMid,  kLow };
+constexpr CommandRow kSubDelayRun    = {0xE2, kAllLayers, kAllCameras, kNone, kNone, kNone};
+constexpr CommandRow kWaitVsyncRise  = {0xE3, kAllLayers, kAllCameras, kNone, kNone, kNone};
+constexpr CommandRow kWaitVsyncFall  = {0xE4, kAllLayers, kAllCameras, kNone, kNone, kNone};
+constexpr CommandRow kCamResetnHigh  = {0xE5, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kCamResetnLow   = {0xE6, kAllLayers, 0,           kNone, kNone, kNone};
+constexpr CommandRow kCciWriteOne    = {0xF0, kGiven,     kLimited,    kMid,  kLow,  kData};
+constexpr CommandRow kCciWriteLayer  = {0xF0, kGiven,     kAllCameras, kMid,  kLow,  kData};
+constexpr CommandRow kCciWriteAll    = {0xF0, kAllLayers, kAllCameras, kMid,  kLow,  kData};
+constexpr CommandRow kCciWriteCalc   = {0xF1, kAllLayers, kAllCameras, kMid,  kLow,  kNone};
+constexpr CommandRow kCciReadOne     = {0xF2, kGiven,     kLimited,    kMid,  kLow,  kNone};
 // clang-format on
 
-static BYTE PayloadByte(Payload source, unsigned int value, BYTE data) {
+BYTE PayloadByte(Payload source, unsigned int value, BYTE data) {
   switch (source) {
     case Payload::Bits7To0: return static_cast<BYTE>(value);
     case Payload::Bits15To8: return static_cast<BYTE>(value >> 8);
@@ -69,16 +71,18 @@ static BYTE PayloadByte(Payload source, unsigned int value, BYTE data) {
 }
 
 // Sends a row with the arguments that it asks for; the others are ignored.
-static int Send(const CommandRow& row, BYTE layIdx, BYTE camIdx, unsigned int value = 0, BYTE data = 0) {
+int Send(const CommandRow& row, BYTE layIdx, BYTE camIdx, unsigned int value = 0, BYTE data = 0) {
   const BYTE maxCamIdx = layIdx == 0 ? 8 : 7;
   const BYTE layer = row.layIdx == kGiven ? layIdx : row.layIdx;
   const BYTE camera = row.camIdx == kGiven ? camIdx : row.camIdx == kLimited ? BMin(camIdx, maxCamIdx) : row.camIdx;
   return LumoSpiWrite(layer, camera, row.spiCmd, PayloadByte(row.h, value, data), PayloadByte(row.m, value, data),
                       PayloadByte(row.l, value, data));
 }
-static int SendAll(const CommandRow& row, unsigned int value = 0, BYTE data = 0) {
+int SendAll(const CommandRow& row, unsigned int value = 0, BYTE data = 0) {
   return Send(row, kAllLayers, kAllCameras, value, data);
 }
+
+}  // namespace
 
 // --- layer state ---
 

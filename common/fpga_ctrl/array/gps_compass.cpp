@@ -8,25 +8,27 @@
 #include "common/fpga_ctrl/array/fpga_commands.h"
 #include "common/log.h"
 
-static constexpr int kReadWait = 500;  // ms, for one byte
+namespace {
 
-static constexpr std::array<uint16_t, 4> kLatitude = {0xFF00, 0xFF01, 0xFF02, 0xFF03};
+constexpr int kReadWait = 500;  // ms, for one byte
+
+constexpr std::array<uint16_t, 4> kLatitude = {0xFF00, 0xFF01, 0xFF02, 0xFF03};
 // The second byte is the first one again, on purpose: the device has always recorded it so.
-static constexpr std::array<uint16_t, 4> kLongitude = {0xFF04, 0xFF04, 0xFF06, 0xFF07};
-static constexpr uint16_t kCompassX = 0xFF08;  // each axis: low byte, high byte
-static constexpr uint16_t kCompassY = 0xFF0A;
-static constexpr uint16_t kCompassZ = 0xFF0C;
-static constexpr uint16_t kCalibrationStart = 0xFF0E;
-static constexpr uint16_t kCalibrationEnd = 0xFF0F;
+constexpr std::array<uint16_t, 4> kLongitude = {0xFF04, 0xFF04, 0xFF06, 0xFF07};
+constexpr uint16_t kCompassX = 0xFF08;  // each axis: low byte, high byte
+constexpr uint16_t kCompassY = 0xFF0A;
+constexpr uint16_t kCompassZ = 0xFF0C;
+constexpr uint16_t kCalibrationStart = 0xFF0E;
+constexpr uint16_t kCalibrationEnd = 0xFF0F;
 
-static constexpr double kFullField = 7000.0;  // compass units
-static constexpr double kVertexUnit = 1e-08;  // radian
+constexpr double kFullField = 7000.0;  // compass units
+constexpr double kVertexUnit = 1e-08;  // radian
 
-static BYTE ReadByte(uint16_t address) { return static_cast<BYTE>(LumoSpiCciRead(0, 0, address, kReadWait)); }
+BYTE ReadByte(uint16_t address) { return static_cast<BYTE>(LumoSpiCciRead(0, 0, address, kReadWait)); }
 
 // Degrees and minutes (degrees x 10,000,000 + minutes x 100,000) to degrees x 10,000,000. No position is so large that
 // the sum leaves 32 bits; garbage wraps.
-static int ReadPosition(const std::array<uint16_t, 4>& registers) {
+int ReadPosition(const std::array<uint16_t, 4>& registers) {
   unsigned int raw = 0;
   for (size_t i = 0; i < registers.size(); i++) raw |= static_cast<unsigned int>(ReadByte(registers[i])) << 8 * i;
   const int value = static_cast<int>(raw);
@@ -35,14 +37,14 @@ static int ReadPosition(const std::array<uint16_t, 4>& registers) {
   return static_cast<int>(static_cast<unsigned int>(degrees) + static_cast<unsigned int>(fraction));
 }
 
-static int ReadAxis(uint16_t address) {
+int ReadAxis(uint16_t address) {
   const BYTE low = ReadByte(address);
   const BYTE high = ReadByte(static_cast<uint16_t>(address + 1));
   return static_cast<int16_t>(high << 8 | low);
 }
 
 // The field, turned back into the horizontal by the tilt; its direction there.
-static int Heading(int compassValX, int compassValY, int compassValZ, int vertexX, int vertexY) {
+int Heading(int compassValX, int compassValY, int compassValZ, int vertexX, int vertexY) {
   const double angleX = vertexX * kVertexUnit;
   const double angleY = vertexY * kVertexUnit;
   const double srcP3DX = compassValX / kFullField;
@@ -54,6 +56,8 @@ static int Heading(int compassValX, int compassValY, int compassValZ, int vertex
   const double directionAngle = atan2(dstP3DY, dstP3DX);
   return static_cast<int>(directionAngle / 3.1415926535897 * 180.0 * 100.0);
 }
+
+}  // namespace
 
 int LumoReadGpsCompass(Shared<int>* longitude, Shared<int>* latitude, Shared<int>* compassValue, Shared<BYTE>* gpsState,
                        int vertexReady) {
@@ -78,8 +82,10 @@ int LumoReadGpsCompass(Shared<int>* longitude, Shared<int>* latitude, Shared<int
   return 0;
 }
 
+namespace {
+
 // The array out of standby, its command FIFOs empty. False if it did not wake; it is back in standby then.
-static bool WakeModule() {
+bool WakeModule() {
   if (LumoFpgaAwake() < 0) {
     LumoLog("LumoFpgaAwake error\n");
     LumoFpgaStandby();
@@ -88,6 +94,8 @@ static bool WakeModule() {
   LumoSpiPulseFifoReset();
   return true;
 }
+
+}  // namespace
 
 int LumoGetGpsState(ControlSignals* ctrlSigs) {
   if ((ctrlSigs->usbMode & kUsbSerial) == 0) return -1;

@@ -12,6 +12,8 @@
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/log.h"
 
+namespace {
+
 // What the driver's requests are on the wire between program and kernel.
 static_assert(SPI_IOC_WR_MODE == 0x40016B01);
 static_assert(SPI_IOC_WR_BITS_PER_WORD == 0x40016B03);
@@ -19,10 +21,10 @@ static_assert(SPI_IOC_WR_MAX_SPEED_HZ == 0x40046B04);
 static_assert(SPI_IOC_MESSAGE(1) == 0x40206B00);
 static_assert(sizeof(spi_ioc_transfer) == 32);
 
-static constexpr const char* kSpiDevice = "/dev/spidev0.0";
-static constexpr std::array<unsigned int, 4> kSpiPinRegisters = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};
+constexpr const char* kSpiDevice = "/dev/spidev0.0";
+constexpr std::array<unsigned int, 4> kSpiPinRegisters = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};
 
-static int g_lumoSpiFd = -1;
+int g_lumoSpiFd = -1;
 
 // The two address bytes of a frame, each in the high half of a word: the first word alone is marked.
 struct FrameAddress {
@@ -30,13 +32,15 @@ struct FrameAddress {
   uint16_t spiAddrOther;
 };
 
-static constexpr FrameAddress MakeFrameAddress(BYTE layIdx, BYTE camIdx, bool isRead) {
+constexpr FrameAddress MakeFrameAddress(BYTE layIdx, BYTE camIdx, bool isRead) {
   const unsigned int address = (layIdx & 3u) << 6 | (camIdx & 15u) << 2 | (isRead ? 2u : 0u);
   return {static_cast<uint16_t>((address | 1u) << 8), static_cast<uint16_t>(address << 8)};
 }
 static_assert(MakeFrameAddress(kAllLayers, kAllCameras, false).spiAddrFirst == 0xFD00);
 static_assert(MakeFrameAddress(kAllLayers, kAllCameras, false).spiAddrOther == 0xFC00);
 static_assert(MakeFrameAddress(1, 0, true).spiAddrFirst == 0x4300);
+
+}  // namespace
 
 int LumoSpiInit() {
   for (const unsigned int pin : kSpiPinRegisters) {
@@ -113,12 +117,14 @@ int LumoSpiRead(BYTE layIdx, BYTE spiCmd) {
 
 // --- state of all three layers ---
 
+namespace {
+
 struct LayerCount {
   int set;     // layers whose register is not 0
   int failed;  // layers that could not be read
 };
 
-static LayerCount CountLayers(BYTE spiCmd) {
+LayerCount CountLayers(BYTE spiCmd) {
   LayerCount count = {0, 0};
   for (BYTE layIdx = 0; layIdx < 3; layIdx++) {
     const int value = LumoSpiRead(layIdx, spiCmd);
@@ -127,6 +133,8 @@ static LayerCount CountLayers(BYTE spiCmd) {
   }
   return count;
 }
+
+}  // namespace
 
 int LumoSpiReadAllSet(BYTE spiCmd) {
   const LayerCount count = CountLayers(spiCmd);
@@ -145,8 +153,10 @@ int LumoSpiIsFifoAlmostFull() { return LumoSpiReadAnySet(kRegFifoAlmostFull); }
 int LumoSpiIsCapConfFinish() { return LumoSpiReadAllSet(kRegCapConfFinish); }
 int LumoSpiIsCapSaveFinish() { return LumoSpiReadAllSet(kRegCapSaveFinish); }
 
+namespace {
+
 // The last result of `poll`: not 0, or 0 when `waitTime` ms had passed.
-static int PollUntilSet(int (*poll)(), int waitTime) {
+int PollUntilSet(int (*poll)(), int waitTime) {
   const unsigned int startTime = LumoGetTime();
   for (;;) {
     const int rlt = poll();
@@ -155,6 +165,8 @@ static int PollUntilSet(int (*poll)(), int waitTime) {
     usleep(1000);
   }
 }
+
+}  // namespace
 
 int LumoSpiWaitReady(int waitTime) {
   const int rlt = PollUntilSet(LumoSpiIsReady, waitTime);

@@ -2,27 +2,31 @@
 
 #include <cmath>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 
 // --- brackets ---
+
+namespace {
 
 // Multiples of the base exposure, as a product and a divisor, by bracket list.
 struct BracketStep {
   int times;
   int by;
 };
-static constexpr std::array<std::array<BracketStep, kExposureSets>, 3> kBracketSteps = {{
+constexpr std::array<std::array<BracketStep, kExposureSets>, 3> kBracketSteps = {{
     {{{1, 4}, {1, 1}, {4, 1}, {4, 1}, {4, 1}, {4, 1}}},
     {{{1, 8}, {1, 4}, {1, 2}, {1, 1}, {2, 1}, {4, 1}}},
     {{{1, 32}, {1, 8}, {1, 2}, {1, 1}, {2, 1}, {4, 1}}},
 }};
-static constexpr std::array<int, 3> kBracketsTaken = {3, 6, 6};
+constexpr std::array<int, 3> kBracketsTaken = {3, 6, 6};
 
 // Shortest base exposure, automatic: the shortest bracket then has two rows at unity gain. Also the shortest manual
 // base in sixteenths of a row.
-static constexpr std::array<int, 3> kShortestBase = {0x80, 0x100, 0x400};
+constexpr std::array<int, 3> kShortestBase = {0x80, 0x100, 0x400};
 
-static int AtStep(int base, const BracketStep& step) { return base * step.times / step.by; }
+int AtStep(int base, const BracketStep& step) { return base * step.times / step.by; }
+
+}  // namespace
 
 std::array<int, kExposureSets> LumoBracketExposures(BYTE captureMode, int curExposure) {
   std::array<int, kExposureSets> hdrExposure = {};
@@ -31,7 +35,9 @@ std::array<int, kExposureSets> LumoBracketExposures(BYTE captureMode, int curExp
   return hdrExposure;
 }
 
-static int FrameLines(int rows) { return LMax(rows + 6, kFrameRows); }
+namespace {
+
+int FrameLines(int rows) { return LMax(rows + 6, kFrameRows); }
 
 // --- manual exposure ---
 
@@ -42,18 +48,20 @@ struct ManualFlickerRow {
   int from50, step50, half50;  // us, strobeMode 1
   int from60, step60, half60;  // us, strobeMode 2
 };
-static constexpr std::array<ManualFlickerRow, 5> kManualFlickerRows = {{
+constexpr std::array<ManualFlickerRow, 5> kManualFlickerRows = {{
     {false, false, true, 224000, 320000, 160000, 192000, 266667, 133333},
     {false, true, true, 56000, 80000, 40000, 48000, 66667, 33333},
     {true, true, false, 28000, 40000, 20000, 24000, 33333, 16667},
     {false, true, true, 14000, 20000, 10000, 12000, 16667, 8333},
     {true, true, true, 0, 10000, 5000, 0, 8333, 4167},
 }};
-static constexpr int kManualFlickerFrom = 5000;
-static constexpr int kManualFlickerCap50 = 8800000;
-static constexpr int kManualFlickerCap60 = 8866711;
+constexpr int kManualFlickerFrom = 5000;
+constexpr int kManualFlickerCap50 = 8800000;
+constexpr int kManualFlickerCap60 = 8866711;
 
-static constexpr int kLongestManualBase = 0x1FC00;  // sixteenths of a row; beyond it the rows are stretched
+constexpr int kLongestManualBase = 0x1FC00;  // sixteenths of a row; beyond it the rows are stretched
+
+}  // namespace
 
 int LumoRoundManualExposure(BYTE captureMode, BYTE strobeMode, int manualExpsUs) {
   if (strobeMode == 0 || manualExpsUs < kManualFlickerFrom) return manualExpsUs;
@@ -114,11 +122,13 @@ ShotLimits LumoManualLimits(const ManualExposure& manual) {
 
 // --- automatic exposure ---
 
-static constexpr double kTargetAverage = 28.0;
-static constexpr int kLongestBase = 0x8C780;
+namespace {
+
+constexpr double kTargetAverage = 28.0;
+constexpr int kLongestBase = 0x8C780;
 
 // A shorter base, half a period of 50 Hz light at unity gain, keeps off the grid.
-static constexpr int kFlickerFrom = 0x9A8;
+constexpr int kFlickerFrom = 0x9A8;
 
 // What belongs to one kind of light.
 struct FlickerGrid {
@@ -127,15 +137,15 @@ struct FlickerGrid {
   int handShutterLines;    // longest shutter with isoMode 0
   int tripodShutterLines;  // with any other
 };
-static constexpr FlickerGrid kGrid50 = {0x135, 0x87300, 0x9A8, 0x777F};
-static constexpr FlickerGrid kGrid60 = {0x101, 0x78780, 0x808, 0x7777};
+constexpr FlickerGrid kGrid50 = {0x135, 0x87300, 0x9A8, 0x777F};
+constexpr FlickerGrid kGrid60 = {0x101, 0x78780, 0x808, 0x7777};
 static_assert(kGrid50.handShutterLines == 8 * kGrid50.q && kGrid50.tripodShutterLines == 99 * kGrid50.q);
 static_assert(kGrid60.handShutterLines == 8 * kGrid60.q && kGrid60.tripodShutterLines == 119 * kGrid60.q);
 
-static const FlickerGrid& GridOf(BYTE strobeMode) { return strobeMode == 1 ? kGrid50 : kGrid60; }
+const FlickerGrid& GridOf(BYTE strobeMode) { return strobeMode == 1 ? kGrid50 : kGrid60; }
 
 // What a conversion does on the device's processor: it saturates, and what is no number becomes 0.
-static int SaturatingInt(double value) {
+int SaturatingInt(double value) {
   if (std::isnan(value)) return 0;
   if (value >= 2147483647.0) return 2147483647;
   if (value <= -2147483648.0) return -2147483647 - 1;
@@ -144,13 +154,15 @@ static int SaturatingInt(double value) {
 
 // Rounds down to a multiple of a step that starts at q and doubles with each doubling of the value, so that the
 // brackets of a base lie on the grid too. The last step stands alone.
-static int RoundToFlickerGrid(const FlickerGrid& grid, int exposure) {
+int RoundToFlickerGrid(const FlickerGrid& grid, int exposure) {
   if (exposure >= grid.longest) return grid.longest;
   int step = grid.q;
   const int value = LMax(exposure, 16 * step);
   while (value >= 32 * step && step < 64 * grid.q) step *= 2;
   return value / step * step;
 }
+
+}  // namespace
 
 int LumoAutomaticExposure(const ExposureRequest& request, int exposure, int average) {
   const double evCompRatio = pow(2.0, request.evCompVal / 3.0);
@@ -163,12 +175,14 @@ int LumoAutomaticExposure(const ExposureRequest& request, int exposure, int aver
 
 // --- split into shutter and gain ---
 
+namespace {
+
 // Hand-held: gain grows before the shutter gets long.
 struct ShutterRow {
   int below;
   int shutterLines;
 };
-static constexpr std::array<ShutterRow, 6> kHandShutterRows = {{
+constexpr std::array<ShutterRow, 6> kHandShutterRows = {{
     {0x5100, 0x400},
     {0x6400, 0x480},
     {0x9000, 0x500},
@@ -176,15 +190,15 @@ static constexpr std::array<ShutterRow, 6> kHandShutterRows = {{
     {0x10000, 0x700},
     {0x14400, 0x800},
 }};
-static constexpr int kHandShutterPlainBelow = 0x4000;
-static constexpr int kHandShutterLongest = 0x910;
-static constexpr int kTripodShutterPlainBelow = 0x78700;
-static constexpr int kTripodShutterLongest = 0x7870;
+constexpr int kHandShutterPlainBelow = 0x4000;
+constexpr int kHandShutterLongest = 0x910;
+constexpr int kTripodShutterPlainBelow = 0x78700;
+constexpr int kTripodShutterLongest = 0x7870;
 
-static constexpr int kCoarsestGain = 32;  // the sensor's; register value 31
-static constexpr int kFinestGain = 31;
+constexpr int kCoarsestGain = 32;  // the sensor's; register value 31
+constexpr int kFinestGain = 31;
 
-static int PlainShutterLines(BYTE isoMode, int exposure) {
+int PlainShutterLines(BYTE isoMode, int exposure) {
   if (isoMode != 0) return exposure < kTripodShutterPlainBelow ? exposure / 16 : kTripodShutterLongest;
   if (exposure < kHandShutterPlainBelow) return exposure / 16;
   for (const ShutterRow& row : kHandShutterRows) {
@@ -194,7 +208,7 @@ static int PlainShutterLines(BYTE isoMode, int exposure) {
 }
 
 // The first gain that makes the shutter a whole number of flicker periods within the limit.
-static int FlickerShutterLines(const FlickerGrid& grid, BYTE isoMode, int exposure) {
+int FlickerShutterLines(const FlickerGrid& grid, BYTE isoMode, int exposure) {
   if (exposure < 16 * grid.q) return exposure / 16;
   const int maxShutterLines = isoMode == 0 ? grid.handShutterLines : grid.tripodShutterLines;
   for (int gainB = 1; gainB <= 8; gainB *= 2) {
@@ -206,6 +220,8 @@ static int FlickerShutterLines(const FlickerGrid& grid, BYTE isoMode, int exposu
   // No such gain, as for the longest bracket in the dark: the longest whole number of periods, gain for the rest.
   return LMin(exposure / 16, maxShutterLines) / grid.q * grid.q;
 }
+
+}  // namespace
 
 ExposureSplit LumoSplitAutomatic(BYTE strobeMode, BYTE isoMode, int curExposure, int exposure) {
   const bool isPlain = strobeMode == 0 || curExposure < kFlickerFrom;

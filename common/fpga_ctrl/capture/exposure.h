@@ -90,3 +90,11 @@ struct TagExposureSet {
 using ExposureSet = TagExposureSet;
 
 ExposureSet LumoMakeExposureSet(BYTE captureMode, int bracket, const ExposureSplit& split);
+
+// What a shot tells of its exposures. All six sets are there, whatever the capture mode uses.
+struct ExposureSets {
+  int totalColumns;  // pixel clocks of a sensor row
+  int shutterLines[kExposureSets];
+  int totalLines[kExposureSets];
+  int gain[kExposureSets];  // sixteenths
+};

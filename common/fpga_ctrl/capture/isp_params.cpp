@@ -3,36 +3,38 @@
 #include <array>
 #include <cmath>
 
+namespace {
+
 // One entry for each whole stop of gain above unity.
 using StopTable = std::array<int, 8>;
 
 // clang-format off
-static constexpr StopTable u8ThreshTable          = {128, 136, 156, 176, 208, 255, 255, 255};
-static constexpr StopTable u8SharpenDTable        = { 72,  72,  20,   0,   0,   0,   0,   0};
-static constexpr StopTable u8SharpenUdTable       = { 58,  58,  22,   0,   0,   0,   0,   0};
-static constexpr StopTable u16LumaThdTable        = { 80,  80,  80,  32,  32,  32,  32,  32};
-static constexpr StopTable u8SharpenHFTable       = { 48,  48,  16,   0,   0,   0,   0,   0};
-static constexpr StopTable u8SharpenMFTable       = { 48,  48,  16,   0,   0,   0,   0,   0};
-static constexpr StopTable u8SharpenLFTable       = { 24,  24,   8,   0,   0,   0,   0,   0};
-static constexpr StopTable u8SadAmplifierTable    = { 16,  16,  16,  16,  16,  16,  16,  16};
-static constexpr StopTable u8EnLowLumaShootTable  = {  0,   1,   1,   1,   1,   1,   1,   1};
-static constexpr StopTable u8TextureStTable       = { 12,   0,   0,   0,   0,   0,   0,   0};
-static constexpr StopTable u8EdgeStTable          = { 56,   0,   0,   0,   0,   0,   0,   0};
-static constexpr StopTable u8OverShootTable       = { 32,   0,   0,   0,   0,   0,   0,   0};
-static constexpr StopTable u8UnderShootTable      = { 32,   0,   0,   0,   0,   0,   0,   0};
-static constexpr StopTable u8TextureThdTable      = { 10,  56,  56,  56,  56,  56,  56,  56};
-static constexpr StopTable u8EdgeThdTable         = {  0,  32,  32,  32,  32,  32,  32,  32};
-static constexpr StopTable u8JagCtrlTable         = { 16,   4,   4,   4,   4,   4,   4,   4};
-static constexpr StopTable u8SaltCtrlTable        = { 50, 255, 255, 255, 255, 255, 255, 255};
-static constexpr StopTable u8PepperCtrlTable      = { 50, 255, 255, 255, 255, 255, 255, 255};
-static constexpr StopTable u8DetailCtrlTable      = {140, 130, 130, 130, 130, 130, 130, 130};
-static constexpr std::array<StopTable, 4> au8LumaWgtTable = {{
+constexpr StopTable u8ThreshTable          = {128, 136, 156, 176, 208, 255, 255, 255};
+constexpr StopTable u8SharpenDTable        = { 72,  72,  20,   0,   0,   0,   0,   0};
+constexpr StopTable u8SharpenUdTable       = { 58,  58,  22,   0,   0,   0,   0,   0};
+constexpr StopTable u16LumaThdTable        = { 80,  80,  80,  32,  32,  32,  32,  32};
+constexpr StopTable u8SharpenHFTable       = { 48,  48,  16,   0,   0,   0,   0,   0};
+constexpr StopTable u8SharpenMFTable       = { 48,  48,  16,   0,   0,   0,   0,   0};
+constexpr StopTable u8SharpenLFTable       = { 24,  24,   8,   0,   0,   0,   0,   0};
+constexpr StopTable u8SadAmplifierTable    = { 16,  16,  16,  16,  16,  16,  16,  16};
+constexpr StopTable u8EnLowLumaShootTable  = {  0,   1,   1,   1,   1,   1,   1,   1};
+constexpr StopTable u8TextureStTable       = { 12,   0,   0,   0,   0,   0,   0,   0};
+constexpr StopTable u8EdgeStTable          = { 56,   0,   0,   0,   0,   0,   0,   0};
+constexpr StopTable u8OverShootTable       = { 32,   0,   0,   0,   0,   0,   0,   0};
+constexpr StopTable u8UnderShootTable      = { 32,   0,   0,   0,   0,   0,   0,   0};
+constexpr StopTable u8TextureThdTable      = { 10,  56,  56,  56,  56,  56,  56,  56};
+constexpr StopTable u8EdgeThdTable         = {  0,  32,  32,  32,  32,  32,  32,  32};
+constexpr StopTable u8JagCtrlTable         = { 16,   4,   4,   4,   4,   4,   4,   4};
+constexpr StopTable u8SaltCtrlTable        = { 50, 255, 255, 255, 255, 255, 255, 255};
+constexpr StopTable u8PepperCtrlTable      = { 50, 255, 255, 255, 255, 255, 255, 255};
+constexpr StopTable u8DetailCtrlTable      = {140, 130, 130, 130, 130, 130, 130, 130};
+constexpr std::array<StopTable, 4> au8LumaWgtTable = {{
                                                     {160, 110, 110, 110, 110, 110, 110, 110},
                                                     {200, 150, 150, 150, 150, 150, 150, 150},
                                                     {240, 180, 180, 180, 180, 180, 180, 180},
                                                     {255, 255, 255, 255, 255, 255, 255, 255},
 }};
-static constexpr std::array<BYTE, 4> kLumaThd   = {20, 40, 65, 90};
+constexpr std::array<BYTE, 4> kLumaThd   = {20, 40, 65, 90};
 // clang-format on
 
 // A place between two columns of the tables.
@@ -41,7 +43,7 @@ struct StopPlace {
   double coef0, coef1;  // weights of columns idx0 and idx0 + 1
 };
 
-static StopPlace PlaceOfGain(int gain) {
+StopPlace PlaceOfGain(int gain) {
   double tmp = log(gain * 0.0625) / 0.6931471805599453;
   if (!(tmp > 0.0)) tmp = 0.0;  // also what is no number, from a gain below 0
   if (tmp > 6.99999) tmp = 6.99999;
@@ -50,11 +52,13 @@ static StopPlace PlaceOfGain(int gain) {
   return {idx0, 1.0 - coef1, coef1};
 }
 
-static int At(const StopTable& table, const StopPlace& place) {
+int At(const StopTable& table, const StopPlace& place) {
   // Nothing here is below 0, where this would round the wrong way. NOLINTNEXTLINE(bugprone-incorrect-roundings)
   return static_cast<int>(table[place.idx0] * place.coef0 + table[place.idx0 + 1] * place.coef1 + 0.5);
 }
-static BYTE ByteAt(const StopTable& table, const StopPlace& place) { return static_cast<BYTE>(At(table, place)); }
+BYTE ByteAt(const StopTable& table, const StopPlace& place) { return static_cast<BYTE>(At(table, place)); }
+
+}  // namespace
 
 void LumoCalcIspParas(BYTE* u8Thresh, LUMO_ISP_BAYER_SHARPEN_S* lumoStShp, LUMO_ISP_BAYER_SHARPEN_EX_S* lumoStShpEx,
                       LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S* lumoStManual, int gain) {

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/fpga_ctrl/array/gpio.h"
 #include "common/fpga_ctrl/capture/capture_sequencer.h"
 #include "common/fpga_ctrl/device/clock.h"

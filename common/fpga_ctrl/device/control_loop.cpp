@@ -7,8 +7,8 @@
 #include <cstdlib>
 
 #include "common/angle_reader/angle.h"
+#include "common/bounds.h"
 #include "common/control_signals.h"
-#include "common/fpga_ctrl/array/bounds.h"
 #include "common/fpga_ctrl/array/camera_sensors.h"
 #include "common/fpga_ctrl/array/gps_compass.h"
 #include "common/fpga_ctrl/device/capture_trigger.h"

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "common/fpga_ctrl/array/bounds.h"
+#include "common/bounds.h"
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "common/log.h"
 
