@@ -38,7 +38,7 @@ constexpr HI_S32 kFrameTimeout = 2000;  // ms
 
 int memDev = -1;
 
-int Fails(ControlSignals* ctrlSigs, uint16_t* rawBuf, BYTE code) {
+int GiveUp(ControlSignals* ctrlSigs, uint16_t* rawBuf, BYTE code) {
   free(rawBuf);
   ctrlSigs->rawLoadInfo = kRawLoadEmpty;
   ctrlSigs->needSave = code;
@@ -72,7 +72,7 @@ int LumoDumpRawList(const LumoVencStatus* en, ControlSignals* ctrlSigs) {
   char rawDir[sizeof(en->oriPath)];
   if (!MakeFolder(en, rawDir)) {
     LumoLog("mkdir error\n");
-    return Fails(ctrlSigs, nullptr, kNoFolder);
+    return GiveUp(ctrlSigs, nullptr, kNoFolder);
   }
   const RawSequence& sequence = RawSequenceOf(en->mode);
   int orderTable[kCameraCount] = {};
@@ -90,12 +90,12 @@ int LumoDumpRawList(const LumoVencStatus* en, ControlSignals* ctrlSigs) {
     if (loads) ctrlSigs->rawLoadInfo = static_cast<BYTE>(layIdx * 64 + subIdx);
     const unsigned int stTime = LumoGetTime();
     if (i > 0 && SaveRaw(en, rawBuf, sequence.idxMap[i - 1], orderTable, rawDir) != 0) {
-      return Fails(ctrlSigs, rawBuf, kNoFile);
+      return GiveUp(ctrlSigs, rawBuf, kNoFile);
     }
     while (LumoGetTime() - stTime < kLoadTime) usleep(kLoadPoll);
     if (loads) {
       LumoLog("DumpRaw layIdx:%d, subIdx:%d\n", layIdx, subIdx);
-      if (LumoDumpRaw(rawBuf, kRawSamples) != 0) return Fails(ctrlSigs, rawBuf, kNoFrame);
+      if (LumoDumpRaw(rawBuf, kRawSamples) != 0) return GiveUp(ctrlSigs, rawBuf, kNoFrame);
     }
   }
 

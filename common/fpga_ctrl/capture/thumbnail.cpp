@@ -91,7 +91,7 @@ void ZoomQtrPlane(BYTE* dst, const BYTE* src, int dstWidth, int dstHeight) {
   }
 }
 
-int LoadFails(int result, BYTE* imgYUVBytes, int imgWidth, int imgHeight) {
+int GiveUpLoad(int result, BYTE* imgYUVBytes, int imgWidth, int imgHeight) {
   memset(imgYUVBytes, 0, static_cast<size_t>(imgWidth) * imgHeight * 3 / 2);
   return result;
 }
@@ -110,17 +110,17 @@ int LoadJPGBuf(BYTE* imgYUVBytes, const BYTE* jpgFileBuf, int jpgFileSize, int i
   int colorSpace = 0;
   if (tjDecompressHeader3(decompressor, jpgFileBuf, jpgFileSize, &width, &height, &subsampling, &colorSpace) != 0) {
     LumoLog("tjDecompressHeader3 error\n");
-    return LoadFails(-2, imgYUVBytes, imgWidth, imgHeight);
+    return GiveUpLoad(-2, imgYUVBytes, imgWidth, imgHeight);
   }
   if (width != imgWidth || height != imgHeight || subsampling != TJSAMP_420 || colorSpace != TJCS_YCbCr) {
     LumoLog("jpeg size error\n");
-    return LoadFails(-3, imgYUVBytes, imgWidth, imgHeight);
+    return GiveUpLoad(-3, imgYUVBytes, imgWidth, imgHeight);
   }
   if (tjDecompressToYUV2(decompressor, jpgFileBuf, jpgFileSize, imgYUVBytes, imgWidth, kPadding, imgHeight,
                          TJFLAG_BOTTOMUP | TJFLAG_NOREALLOC) != 0) {
     LumoLog("tjDecompressToYUV2 error\n");
     tjDestroy(decompressor);
-    return LoadFails(-4, imgYUVBytes, imgWidth, imgHeight);
+    return GiveUpLoad(-4, imgYUVBytes, imgWidth, imgHeight);
   }
   tjDestroy(decompressor);
   return 0;

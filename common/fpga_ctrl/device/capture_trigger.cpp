@@ -58,8 +58,8 @@ void StopSeries(ControlSignals* ctrlSigs) {
   SetShotStatus(ctrlSigs, kShotIdle);
 }
 
-// True if the series was stopped by the button or by a request.
-bool SeriesStopped(ControlSignals* ctrlSigs) {
+// Stops the series if the button or a request wants it. True if it has.
+bool StopSeriesIfAsked(ControlSignals* ctrlSigs) {
   if (ctrlSigs->timeLapse == 0 || ctrlSigs->delayMode > kLastDelayMode) return false;
   if (LumoStcGetBtnOut(ctrlSigs) == kBtnPressed) {
     StopSeries(ctrlSigs);
@@ -84,7 +84,7 @@ bool CountDown(ControlSignals* ctrlSigs, unsigned int captureTime) {
     if (ctrlSigs->timeLapse == 0) LumoGpioSetBuzzerOff(0, ctrlSigs->muteMode);
     usleep(100 * 1000);
     LumoSetPulseLines(1, ctrlSigs->muteMode);
-    if (SeriesStopped(ctrlSigs)) return false;
+    if (StopSeriesIfAsked(ctrlSigs)) return false;
   }
   return true;
 }

@@ -13,7 +13,7 @@ constexpr Duration kCallTime = 10us;      // a file call that moves no data
 constexpr Duration kDirectoryTime = 2ms;  // one that changes a directory
 constexpr Duration kSyncTime = 20ms;
 constexpr uint64_t kKB = 1024;
-constexpr std::string_view kShotExtension = ".ori";
+constexpr std::string_view kShotExtensions[] = {".ori", ".dwo"};
 
 Duration TransferTime(uint64_t bytes, uint64_t bytesPerSecond) {
   return Duration(static_cast<int64_t>(static_cast<double>(bytes) * 1e9 / static_cast<double>(bytesPerSecond)));
@@ -253,7 +253,7 @@ std::vector<fs::path> UsbDisk::Shots() const {
   std::vector<fs::path> shots;
   std::error_code none;
   for (const auto& entry : fs::directory_iterator(directory_ / "DCIM", none)) {
-    if (entry.path().extension() == kShotExtension) shots.push_back(entry.path());
+    if (std::ranges::count(kShotExtensions, entry.path().extension().string()) > 0) shots.push_back(entry.path());
   }
   std::sort(shots.begin(), shots.end());
   return shots;

@@ -81,7 +81,7 @@ class UsbDisk {
   void SetWriteSpeed(uint64_t bytesPerSecond);  // above 0; 25 MB/s at first
   void SetReadSpeed(uint64_t bytesPerSecond);   // above 0; 30 MB/s at first
   const std::filesystem::path& Directory() const { return directory_; }
-  // Finished shot files ("*.ori" in DCIM), sorted by name.
+  // Finished shot files ("*.ori" and "*.dwo" in DCIM), sorted by name.
   std::vector<std::filesystem::path> Shots() const;
   // The one finished shot file; throws std::runtime_error if there is none or more than one.
   std::filesystem::path OnlyShot() const;
