@@ -18,35 +18,6 @@ struct SmallLinux : testing::Test {
   }
 };
 
-TEST_F(SmallLinux, EthernetWinsOverWifiInOpeningAndClosing) {
-  Board board{BoardOptions{.usb = {UsbAdapter::Wifi, UsbAdapter::Ethernet}}};
-  ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(board.LogCount("UsbMode:3\n"), 1u);
-  EXPECT_EQ(board.LogCount("Has Net?:Yes\n"), 1u);
-  EXPECT_TRUE(board.interfaces.Up("eth0"));
-  EXPECT_FALSE(board.interfaces.Up("wlan0"));
-  EXPECT_TRUE(board.RunUntil([&] { return board.network.Listening(8080); }, 5s)) << "bound to the wire";
-  SwitchOff(board);
-  EXPECT_EQ(board.LogCount("r8152_start\n"), 1u);
-  EXPECT_EQ(board.LogCount("r8152_shutdown\n"), 1u);
-  EXPECT_EQ(board.LogCount("80211"), 0u);
-  EXPECT_EQ(board.Complaints(), std::vector<std::string>{});
-}
-
-TEST_F(SmallLinux, AnAccessPointThatFailsIsNoNetworkAndIsShutDownAllTheSame) {
-  Board board{BoardOptions{.usb = {UsbAdapter::Wifi}}};
-  board.faults.Add("wifi.access-point fail");
-  ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(board.LogCount("Has Net?:No\n"), 1u);
-  SwitchOff(board);
-  EXPECT_EQ(board.LogCount("80211_shutdown.sh\n"), 1u);
-
-  ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(board.LogCount("Has Net?:Yes\n"), 1u) << "the next start is a new try";
-  EXPECT_TRUE(board.interfaces.Up("wlan0"));
-  EXPECT_EQ(board.Complaints(), std::vector<std::string>{});
-}
-
 TEST_F(SmallLinux, ADiskThatIsSlowToMountIsTriedAgainOnceTheScriptIsPatched) {
   Board board{BoardOptions{}};
   board.faults.Add("disk.mount fail=ENXIO");

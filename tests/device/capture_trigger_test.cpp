@@ -5,215 +5,147 @@
 #include <gtest/gtest.h>
 
 #include "common/fpga_ctrl/array/gpio.h"
+#include "common/fpga_ctrl/array/spi_link.h"
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/stc_link.h"
 #include "tests/support/control_bench.h"
 #include "tests/support/on_board.h"
+#include "tests/support/transcript_match.h"
 
 using namespace std::chrono_literals;
-using testing::Each;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
 using twin::Duration;
 using twin::Time;
 
 namespace {
 
 struct CaptureTrigger : testing::Test, ControlBench {
-  // Takes one shot that starts `delay` from now, while `meanwhile` acts from outside, and returns when it is over.
+  CaptureTrigger() { Listen(); }
+  // Takes one shot, while `meanwhile` acts from outside, and returns when it is over.
   void Shoot(
-      Duration delay, const std::function<void()>& meanwhile = [] {}) {
+      const ShotCase& c, const std::function<void()>& meanwhile = [] {}) {
     OnBoard(board, [&] {
+      Set([&](ControlSignals& signals) {
+        signals.timeLapse = static_cast<BYTE>(c.timeLapse);
+        signals.delayMode = static_cast<BYTE>(c.delayMode);
+        signals.muteMode = c.mute ? 1 : 0;
+        signals.serialFd = c.remote ? 99 : -1;
+        signals.wirelessId = 7;
+        std::string("103007 Y N").copy(signals.oriInfo, 10);
+        signals.needExitTimeLapse = c.stop != Stop::None ? kRequested : 0;  // the button is looked at first
+        signals.needCapture = signals.needSave = 0x55;
+      });
+      plans = {c.plan};
+      shots.clear();
       LumoGpioInit();
+      LumoSpiInit();
       StartSnapThread();
+      board.disk.FillTo(c.full ? 0 : 62'500'000 / 100 * 41 + 10'000);
+      board.faults.Clear();
+      if (!c.full)
+        board.faults.Add(c.remote ? "disk.statfs fail nth=3 times=always" : "disk.statfs fail nth=2 times=always");
+      board.faults.Add("disk.list fail times=always");
       board.kernel.Spend(100us - board.Uptime() % 1ms + 1ms);  // away from the edge of a millisecond
+      if (c.stop == Stop::Request && c.stopAt > 0) {
+        Set([](ControlSignals& signals) { signals.needExitTimeLapse = 0; });
+        board.kernel.After(c.stopAt * 1ms - 500ms,
+                           [this] { Set([](ControlSignals& signals) { signals.needExitTimeLapse = kRequested; }); });
+      }
+      if (c.stop == Stop::Button) board.kernel.After(c.stopAt * 1ms - 500ms, [this] { board.button.Press(5s); });
+      road.clear();
       board.panel.ForgetPulses();
       begin = board.Now();
       meanwhile();
-      LumoNeedCapture(ctrlSigs.get(), LumoGetTime() + static_cast<unsigned int>(delay / 1ms));
+      LumoNeedCapture(ctrlSigs.get(), LumoGetTime() + static_cast<unsigned int>(c.delay));
+      TellFields();
       end = board.Now();
-      EXPECT_TRUE(board.gpio.At(2, 1).Level()) << "the shot line is up again";
     });
   }
-  void ExpectStatus(int status) {
-    EXPECT_EQ(ctrlSigs->needCapture, status);
-    EXPECT_EQ(ctrlSigs->needSave, status);
-  }
-  std::vector<long> Led() const { return StartsOf(board.panel.LedPulses(), begin); }
-  std::vector<long> Buzzer() const { return StartsOf(board.panel.BuzzerPulses(), begin); }
 
   Time begin{0}, end{0};
 };
 
-// What is heard of a good shot of this bench, whose exposure takes 2 s and whose saving 3 s, from its start on:
-// one pulse, then two.
-std::vector<long> SuccessAfter(long start) { return {start + 2101, start + 5101, start + 5301}; }
-
-std::vector<long> Joined(std::vector<long> first, const std::vector<long>& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
-// Within a millisecond or two: threads look at each other once a millisecond.
-MATCHER_P(IsAbout, expected, "") {
-  if (arg.size() != expected.size()) return false;
-  for (size_t i = 0; i < arg.size(); i++) {
-    if (std::abs(arg[i] - expected[i]) > 2) return false;
-  }
-  return true;
-}
-
 }  // namespace
 
-TEST_F(CaptureTrigger, CountdownHurriesWhenLessThanTwoSecondsAreLeft) {
-  const std::pair<Duration, std::vector<long>> countdowns[] = {
-      {0ms, {}},
-      {1000ms, {100, 300, 500, 700, 900}},
-      {4400ms, {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300}},
-      {5000ms, {900, 1900, 2900, 3100, 3300, 3500, 3700, 3900, 4100, 4300, 4500, 4700, 4900}}};
-  for (const auto& [delay, countdown] : countdowns) {
-    Shoot(delay);
-    EXPECT_THAT(Buzzer(), IsAbout(Joined(countdown, SuccessAfter(delay / 1ms))));
-    EXPECT_THAT(Led(), ElementsAreArray(Buzzer()));
-    EXPECT_THAT(LengthsOf(board.panel.BuzzerPulses()), Each(100));
-    EXPECT_THAT(LengthsOf(board.panel.LedPulses()), Each(100));
-    EXPECT_LT(shots.back().start - begin - delay, 2ms);
-    EXPECT_GE(shots.back().start - begin, delay - 1ms);
-    ExpectStatus(kShotIdle);
-  }
-  EXPECT_EQ(board.LogCount(": NeedCapture\n"), 4u);
-  EXPECT_EQ(board.LogCount(": StartCapture\n"), 4u);
-}
-
-TEST_F(CaptureTrigger, MuteSilencesSuccessAndCountdownButNoFailure) {
-  ctrlSigs->muteMode = 1;
-  Shoot(1000ms);
-  EXPECT_EQ(Led().size(), 8u);
-  EXPECT_THAT(Buzzer(), IsEmpty());
-
-  plans = {{.exposed = 1}};
-  shots.clear();
-  Shoot(1000ms);
-  EXPECT_EQ(Led().size(), 9u);
-  EXPECT_EQ(Buzzer().size(), 4u);
-
-  board.disk.FillTo(0);
-  Shoot(1000ms);
-  EXPECT_EQ(Buzzer().size(), 3u);
-}
-
-TEST_F(CaptureTrigger, FailureIsSignalledLoggedWithItsCodeAndKeptAsOne) {
-  struct Failure {
-    ShotPlan plan;
-    std::string log;
-    size_t pulses;
+TEST_F(CaptureTrigger, EachShotByItsRule) {
+  const ControlBench::ShotPlan unexposed{.exposed = 8}, unsaved{.saved = 13};
+  const ShotCase cases[] = {
+      {"at once"},
+      {"1 s", 1000},
+      {"4.4 s", 4400},
+      {"5 s, with a remote", 5000, 0, 3, false, true},
+      {"muted", 3000, 0, 0, true, true},
+      {"muted, not exposed", 0, 3, 0, true, true, false, unexposed},
+      {"not saved", 0, 0, 0, false, true, false, unsaved},
+      {"not exposed, in a series", 1000, 2, 0, false, false, false, unexposed},
+      {"full disk", 1000, 3, 0, true, true, true, {}, Stop::Request},
+      {"full disk, no remote", 0, 0, 0, false, false, true},
+      {"wait of a series", 3000, 1, 7},
+      {"series stopped by the button", 15'000, 1, 7, false, true, false, {}, Stop::Button, 1000},
+      {"series stopped by a request", 15'000, 1, 0, true, false, false, {}, Stop::Request, 3000},
+      {"single shot stays", 2000, 0, 0, false, false, false, {}, Stop::Button, 1000},
+      {"two-half shot stays", 2000, 1, 8, false, false, false, {}, Stop::Button, 1000},
   };
-  for (const Failure& failure : {Failure{{.exposed = 8}, "Cap error need_capture:8  need_save:255\n", 4},
-                                 Failure{{.saved = 13}, "Cap error need_capture:0  need_save:13\n", 5}}) {
-    plans = {failure.plan};
-    ctrlSigs->timeLapse = 3;  // a failed shot does not end a series
-    ctrlSigs->needExitTimeLapse = 0;
-    Shoot(0ms);
-    ExpectStatus(kShotFailed);
-    EXPECT_EQ(board.LogCount(failure.log), 1u) << board.Log();
-    EXPECT_EQ(Buzzer().size(), failure.pulses);
-    EXPECT_EQ(ctrlSigs->timeLapse, 3);
+  for (const ShotCase& c : cases) {
+    SCOPED_TRACE(c.what);
+    Shoot(c);
+    EXPECT_TRUE(SameRoad(ShotRoad(c), road));
+    if (!shots.empty()) {
+      EXPECT_NEAR((shots[0].start - begin) / 1ms, c.delay, 4) << "eleven looks at the button, a quarter each";
+    }
   }
 }
 
 // The stand-in hangs while it saves, and the test moves the fields in its place.
-TEST_F(CaptureTrigger, RestartedShotIsWaitedForAndSignalledOnce) {
-  plans[0].saves = 1h;
-  Shoot(0ms, [&] {
-    board.kernel.After(3s, [&] { ctrlSigs->needCapture = kShotRunning; });
-    board.kernel.After(7s, [&] { ctrlSigs->needCapture = kShotIdle; });
-    board.kernel.After(9s, [&] { ctrlSigs->needSave = kShotIdle; });
-  });
-  ExpectStatus(kShotIdle);
-  EXPECT_THAT(Buzzer(), IsAbout(std::vector<long>{2101, 9101, 9301}));
-}
-
-TEST_F(CaptureTrigger, RestartThatFailsIsAFailedShot) {
-  plans[0].saves = 1h;
-  Shoot(0ms, [&] {
-    board.kernel.After(3s, [&] { ctrlSigs->needCapture = kShotRunning; });
-    board.kernel.After(5s, [&] { ctrlSigs->needCapture = 1; });
-  });
-  ExpectStatus(kShotFailed);
-  EXPECT_LT(end - begin, 7s);
-}
-
-// --- time-lapse ---
-
-TEST_F(CaptureTrigger, WaitOfASeriesBlinksWithoutASound) {
-  ctrlSigs->timeLapse = 1;
-  Shoot(3000ms);
-  EXPECT_EQ(Led().size(), 1u + 10 + 3);
-  EXPECT_THAT(Buzzer(), IsAbout(SuccessAfter(3003))) << "11 looks at the button, a quarter of a millisecond each";
-}
-
-TEST_F(CaptureTrigger, ButtonOrRequestEndsASeriesAtTheNextPulse) {
-  for (const bool button : {true, false}) {
-    ctrlSigs->timeLapse = 1;
-    ctrlSigs->needExitTimeLapse = button ? kRequested : 0;  // the button is looked at first
-    Shoot(15s, [&] {
-      if (button) board.kernel.After(500ms, [&] { board.button.Press(5000ms); });
-      if (!button) board.kernel.After(2500ms, [&] { ctrlSigs->needExitTimeLapse = kRequested; });
+TEST_F(CaptureTrigger, FollowsRestartsAndRawFramesToTheirEnd) {
+  const ShotCase hangs{.what = "hangs", .plan = {.saves = 1h}};
+  using Fields = std::vector<std::pair<Duration, std::function<void()>>>;
+  const auto shoot = [&](const Fields& fields) {
+    Shoot(hangs, [&] {
+      for (const auto& [when, change] : fields) board.kernel.After(when, change);
     });
-    EXPECT_THAT(shots, IsEmpty());
-    EXPECT_EQ(ctrlSigs->timeLapse, 0);
-    EXPECT_EQ(ctrlSigs->needExitTimeLapse, 0);
-    ExpectStatus(kShotIdle);
-    // Released at 5.5 s, seen 10 ms later, and 2 s of rest; or 3 s and 2 s of rest.
-    EXPECT_EQ((end - begin) / 10ms, button ? 751 : 500);
-  }
-}
-
-TEST_F(CaptureTrigger, NothingStopsASingleShotNorATwoHalfShot) {
-  const auto disturb = [&] {
-    ctrlSigs->needExitTimeLapse = kRequested;
-    board.button.Press(1s);
+    return road;
   };
-  Shoot(2000ms, disturb);
-  EXPECT_EQ(shots.size(), 1u);
-  EXPECT_EQ(ctrlSigs->needExitTimeLapse, kRequested) << "not even looked at";
-  ctrlSigs->timeLapse = 1;
-  ctrlSigs->delayMode = 8;
-  Shoot(2000ms, disturb);
-  EXPECT_EQ(shots.size(), 2u);
-  ctrlSigs->delayMode = 7;
-  Shoot(2000ms, disturb);
-  EXPECT_EQ(shots.size(), 2u);
+  const auto capture = [&](BYTE value) { return [&, value] { ctrlSigs->needCapture = value; }; };
+  const auto raw = [&](BYTE value) { return [&, value] { ctrlSigs->rawLoadInfo = value; }; };
+  const auto saved = [&] { ctrlSigs->needSave = kShotIdle; };
+  EXPECT_TRUE(SameRoad(ShotRoad(hangs, {"poll", "needCapture 255", "poll", "needCapture 0", "poll"}),
+                       shoot({{3s, capture(kShotRunning)}, {7s, capture(0)}, {9s, saved}})));
+  EXPECT_TRUE(SameRoad(ShotRoad(hangs, {"poll", "needCapture 255", "poll", "needCapture 1"}),
+                       shoot({{3s, capture(kShotRunning)}, {5s, capture(1)}})));
+  // A frame is asked for again every 80 ms until the mailbox names another; what no layer has becomes the last.
+  const std::string rest = "sleep 80000";
+  EXPECT_TRUE(
+      SameRoad(ShotRoad(hangs, {"poll", "load 1 53", rest, "log LumoUpdateFileList \"opendir error\\n\"", "load 1 53",
+                                rest, "load 1 53", rest, "load 2 53", rest, "load 2 53", rest, "poll"}),
+               shoot({{3s, raw(0x40 | 53)}, {3190ms, raw(0xC0 | 62)}, {3380ms, raw(kRawLoadEmpty)}, {5s, saved}})));
 }
 
 // --- the button ---
 
 TEST_F(CaptureTrigger, WaitForTheButton) {
+  struct Row {
+    const char* what;
+    BYTE level;
+    int limit;              // ms, 0 never
+    Duration after, press;  // what the button does
+    BYTE got;
+    int takes;  // ms
+  };
+  const Row rows[] = {
+      {"nothing comes", kBtnPressed, 500, 1h, 0ms, kBtnReleased, 500},
+      {"a contact that chatters", kBtnPressed, 300, 100ms, 6ms, kBtnReleased, 300},
+      {"a press", kBtnPressed, 300, 100ms, 1s, kBtnPressed, 111},
+      {"its release, without a limit", kBtnReleased, 0, 1h, 0ms, kBtnReleased, 1000},
+      {"much later", kBtnPressed, 0, 20s, 1s, kBtnPressed, 20'011},
+  };
   OnBoard(board, [&] {
     LumoGpioInit();
-    const auto wait = [&](BYTE level, Duration limit) {
+    for (const Row& row : rows) {
+      board.kernel.After(row.after, [&] { board.button.Press(row.press); });
       begin = board.Now();
-      const BYTE got =
-          LumoWaitBtnOut(ctrlSigs.get(), level, limit == 0ms ? 0 : LumoGetTime() + static_cast<unsigned>(limit / 1ms));
-      end = board.Now();
-      return got;
-    };
-    // Nothing comes.
-    EXPECT_EQ(wait(kBtnPressed, 500ms), kBtnReleased);
-    EXPECT_GE(end - begin, 499ms);
-    EXPECT_LT(end - begin, 503ms);
-    // A contact that chatters shorter than 10 ms is no press.
-    board.kernel.After(100ms, [&] { board.button.Press(6ms); });
-    EXPECT_EQ(wait(kBtnPressed, 300ms), kBtnReleased);
-    // A press.
-    board.kernel.After(100ms, [&] { board.button.Press(50ms); });
-    EXPECT_EQ(wait(kBtnPressed, 300ms), kBtnPressed);
-    EXPECT_EQ((end - begin - 110ms) / 3ms, 0);
-    // Its release, and without a limit.
-    EXPECT_EQ(wait(kBtnReleased, 0ms), kBtnReleased);
-    board.kernel.After(5min, [&] { board.button.Hold(); });
-    EXPECT_EQ(wait(kBtnPressed, 0ms), kBtnPressed);
-    EXPECT_GE(end - begin, 5min);
+      const unsigned limit = row.limit == 0 ? 0 : LumoGetTime() + static_cast<unsigned>(row.limit);
+      EXPECT_EQ(LumoWaitBtnOut(ctrlSigs.get(), row.level, limit), row.got) << row.what;
+      EXPECT_NEAR((board.Now() - begin) / 1ms, row.takes, 3) << row.what;
+    }
   });
 }
