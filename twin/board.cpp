@@ -98,6 +98,7 @@ void Board::Wire() {
   array.SetModule(gpsCompass);
   usb.OnChange([this] { gpsCompass.SetPlugged(usb.Plugged(UsbAdapter::Serial)); });  // one plug holds both
   gpsCompass.SetComplaints([this](std::string what) { Complain(std::move(what)); });
+  media.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   motionSensor.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   array.SetSpiRouted([this] {
     constexpr uint32_t kSpiPins[] = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};  // function 1: SPI0
@@ -111,7 +112,10 @@ void Board::Wire() {
   });
 
   paths.SetDiskMounted([this] { return disk.Mounted(); });
-  coProcessor.SetPowerOff([this] { PowerOff(); });
+  coProcessor.SetPowerOff([this] {
+    media.ProcessEnds();  // as the program asked for
+    PowerOff();
+  });
   faults.SetPowerCut([this] { PowerOff(); });
 }
 
@@ -195,6 +199,7 @@ bool Board::RunUntilShotEnds(Duration limit) {
 void Board::ApplicationExits(int status) {
   exited_ = true;
   exitStatus_ = status;
+  media.ProcessEnds();
   kernel.KillFibers();  // all threads of the process; the power stays on
 }
 

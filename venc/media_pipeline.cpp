@@ -135,21 +135,22 @@ struct Step {
   Level level;  // undone from here outwards when this step fails
   HI_S32 (*start)(SetUp*);
   const char* failure;
+  int line;  // of its row, which tells two steps of one name apart in the log
 };
 
 constexpr Step STEPS[] = {
-    {kSystem, StartSystem, "SAMPLE_COMM_SYS_Init error"},
-    {kInput, StartInput, "SAMPLE_COMM_VI_StartVi error"},
-    {kInput, TuneQuality, ""},
-    {kInput, FindSize, "SAMPLE_COMM_SYS_GetPicSize error"},
-    {kGroup, StartGroup, "SAMPLE_COMM_VPSS_StartGroup error"},
-    {kInputBinding, BindInput, "SAMPLE_COMM_VI_BindVpss error"},
-    {kVpssChannels, EnableFullChn, "SAMPLE_COMM_VPSS_EnableChn error"},
-    {kVpssChannels, EnableHalfChn, "SAMPLE_COMM_VPSS_EnableChn error"},
-    {kEncoders, StartFullEncoder, "SAMPLE_COMM_VENC_SnapStart_2 error"},
-    {kEncoders, BindFullEncoder, "SAMPLE_COMM_VENC_BindVpss error"},
-    {kEncoders, StartHalfEncoder, "SAMPLE_COMM_VENC_SnapStart error"},
-    {kEncoders, BindHalfEncoder, "SAMPLE_COMM_VENC_BindVpss error"},
+    {kSystem, StartSystem, "SAMPLE_COMM_SYS_Init error", __LINE__},
+    {kInput, StartInput, "SAMPLE_COMM_VI_StartVi error", __LINE__},
+    {kInput, TuneQuality, "", __LINE__},
+    {kInput, FindSize, "SAMPLE_COMM_SYS_GetPicSize error", __LINE__},
+    {kGroup, StartGroup, "SAMPLE_COMM_VPSS_StartGroup error", __LINE__},
+    {kInputBinding, BindInput, "SAMPLE_COMM_VI_BindVpss error", __LINE__},
+    {kVpssChannels, EnableFullChn, "SAMPLE_COMM_VPSS_EnableChn error", __LINE__},
+    {kVpssChannels, EnableHalfChn, "SAMPLE_COMM_VPSS_EnableChn error", __LINE__},
+    {kEncoders, StartFullEncoder, "SAMPLE_COMM_VENC_SnapStart_2 error", __LINE__},
+    {kEncoders, BindFullEncoder, "SAMPLE_COMM_VENC_BindVpss error", __LINE__},
+    {kEncoders, StartHalfEncoder, "SAMPLE_COMM_VENC_SnapStart error", __LINE__},
+    {kEncoders, BindHalfEncoder, "SAMPLE_COMM_VENC_BindVpss error", __LINE__},
 };
 
 }  // namespace
@@ -162,7 +163,7 @@ HI_S32 SAMPLE_VENC_1080P_MJPEG_JPEG(ControlSignals* ctrlSigs) {
     reached = step.level;
     s32Ret = step.start(&setUp);
     if (s32Ret != HI_SUCCESS) {
-      LumoLog("%s\n", step.failure);
+      fprintf(g_lumoDebug, "%s:%d: %s\n", __func__, step.line, step.failure);
       break;
     }
   }

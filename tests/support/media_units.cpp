@@ -4,21 +4,81 @@
 
 #include <cstring>
 
-using twin::PictureSize;
+#include "sensor/defaults.h"
+#include "tests/support/media_records.h"
+#include "twin/light/marked_pictures.h"
+
 using namespace std::chrono_literals;
 
-twin::Jpeg CountedPictures::Encode(const twin::StoredFrame& frame, PictureSize size, int quality) {
-  std::vector<uint8_t> picture(bytes);
-  const auto seed =
-      static_cast<uint32_t>(frame.camera * 7919 + frame.bracket * 101 + quality * 13 + (size == PictureSize::Half));
-  for (size_t i = 0; i < picture.size(); i++) picture[i] = static_cast<uint8_t>((seed + i * 2654435761u) >> 11);
-  return std::make_shared<const std::vector<uint8_t>>(std::move(picture));
+// --- the sensor that the units are told of ---
+
+namespace {
+
+MediaUnits* told = nullptr;  // the units that ask
+
+template <class Answer>
+HI_S32 Give(Answer* answer) {
+  told->spoil(answer);
+  return HI_SUCCESS;
 }
 
-void CountedPictures::ReadOut(const twin::StoredFrame& frame, std::span<uint16_t> levels) {
-  for (size_t i = 0; i < levels.size(); i++) {
-    levels[i] = static_cast<uint16_t>((i % 3264 + i / 3264 + 4 * static_cast<size_t>(frame.camera)) % 1024);
-  }
+void StartSensor() {
+  Timing timing = {0xC0000000, 2500 * 960, 960, 1, 1};
+  told->spoil(&timing);
+  void* control = HI_MPI_SYS_Mmap(0x113800A0, 4);
+  void* periods = HI_MPI_SYS_Mmap(0x113800B0, 16);
+  std::memcpy(control, &timing.control, 4);
+  std::memcpy(periods, &timing.framePeriod, 16);
+  HI_MPI_SYS_Munmap(control, 4);
+  HI_MPI_SYS_Munmap(periods, 16);
+}
+
+const ISP_SENSOR_REGISTER_S kIsp = {
+    StartSensor,
+    [] {},
+    [] {},
+    [](const ISP_CMOS_SENSOR_IMAGE_MODE_S* mode) { return mode->u32Width > 4000 ? HI_FAILURE : HI_SUCCESS; },
+    [](HI_U8) { return HI_SUCCESS; },
+    [](ISP_CMOS_DEFAULT_S* tables) {
+      cmos_get_isp_default(tables);  // any that can be meant
+      return Give(tables);
+    },
+    [](ISP_CMOS_BLACK_LEVEL_S* black) {
+      *black = {};
+      return Give(black);
+    },
+    [](ISP_SNS_REGS_INFO_S*) { return HI_SUCCESS; },
+    [](HI_BOOL) {},
+};
+
+const AE_SENSOR_REGISTER_S kExposure = {
+    [](AE_SENSOR_DEFAULT_S* exposure) {
+      *exposure = {2500, 2500 * 15, 4, 2490, 1024, 2048, 1024, 1024, 0};
+      return Give(exposure);
+    },
+    [](HI_FLOAT rate, AE_SENSOR_DEFAULT_S* exposure) {
+      exposure->f32Fps = rate;
+      return HI_SUCCESS;
+    },
+    [](HI_U32, AE_SENSOR_DEFAULT_S*) { return HI_SUCCESS; },
+    [](HI_U32) {},
+    [](HI_U32, HI_U32) {},
+    [](HI_U32*, HI_U32*) { return HI_SUCCESS; },
+    [](HI_U32*, HI_U32*) { return HI_SUCCESS; },
+};
+
+const AWB_SENSOR_REGISTER_S kWhiteBalance = {[](AWB_SENSOR_DEFAULT_S* white) {
+  white->u16WbRefTemp = 5000;
+  return Give(white);
+}};
+
+}  // namespace
+
+// --- the units ---
+
+MediaUnits::MediaUnits() : pictures(twin::MakeMarkedPictures(1, 1)) {
+  told = this;
+  media.SetComplaints([this](const std::string& what) { complaints.push_back(what); });
 }
 
 void MediaUnits::Do(const std::function<void()>& body) {
@@ -26,92 +86,78 @@ void MediaUnits::Do(const std::function<void()>& body) {
   EXPECT_TRUE(kernel.RunUntil([&] { return kernel.Finished(fiber); }, 1min));
 }
 
+void MediaUnits::Ok(HI_S32 result) {
+  EXPECT_TRUE(result == HI_SUCCESS || refused) << std::hex << result;
+  if (result != HI_SUCCESS && refused) ++*refused;
+}
+
+template <class R>
+const R* MediaUnits::Spoilt(R record) {
+  // Until the next record of this kind.
+  static R kept;
+  kept = record;
+  spoil(&kept);
+  return &kept;
+}
+
+void MediaUnits::Bind(MPP_CHN_S from, MPP_CHN_S to) { Ok(HI_MPI_SYS_Bind(&from, &to)); }
+
 void MediaUnits::StartSystem() {
-  VB_CONF_S pools = {};
-  pools.u32MaxPoolCnt = 128;
-  pools.astCommPool[0] = {16352640, 12};
-  EXPECT_EQ(HI_MPI_VB_SetConf(&pools), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_VB_Init(), HI_SUCCESS);
-  const MPP_SYS_CONF_S conf = {64};
-  EXPECT_EQ(HI_MPI_SYS_SetConf(&conf), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_SYS_Init(), HI_SUCCESS);
+  Ok(HI_MPI_VB_SetConf(Spoilt(PoolsRecord())));
+  Ok(HI_MPI_VB_Init());
+  Ok(HI_MPI_SYS_SetConf(Spoilt(MPP_SYS_CONF_S{64})));
+  Ok(HI_MPI_SYS_Init());
 }
 
 void MediaUnits::StartReceiver() {
-  MIPI_DEV_ATTR_S record = ArrayRecord();
+  MIPI_DEV_ATTR_S record = *Spoilt(LanesRecord());
   const int descriptor = descriptors.Open("/dev/hi_mipi", 0);
   ASSERT_GE(descriptor, 0);
   EXPECT_EQ(descriptors.Find(descriptor)->Ioctl(HI_MIPI_SET_DEV_ATTR, &record), 0);
   EXPECT_EQ(descriptors.Close(descriptor), 0);
 }
 
-void MediaUnits::PrepareIsp() {
-  ALG_LIB_S exposure = {0, "hisi_ae_lib"}, white = {0, "hisi_awb_lib"};
-  EXPECT_EQ(HI_MPI_AE_Register(0, &exposure), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_AWB_Register(0, &white), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_ISP_MemInit(0), HI_SUCCESS);
-  const ISP_WDR_MODE_S mode = {WDR_MODE_NONE};
-  EXPECT_EQ(HI_MPI_ISP_SetWDRMode(0, &mode), HI_SUCCESS);
-  const ISP_PUB_ATTR_S attr = {{0, 0, 3264, 2448}, 30, BAYER_BGGR};
-  EXPECT_EQ(HI_MPI_ISP_SetPubAttr(0, &attr), HI_SUCCESS);
-}
-
 void MediaUnits::StartIsp() {
-  EXPECT_EQ(RegisterWithIsp(), HI_SUCCESS);
-  EXPECT_EQ(RegisterWithExposure(), HI_SUCCESS);
-  EXPECT_EQ(RegisterWithWhiteBalance(), HI_SUCCESS);
-  PrepareIsp();
-  EXPECT_EQ(HI_MPI_ISP_Init(0), HI_SUCCESS);
-  kernel.Spawn("isp", [] { EXPECT_EQ(HI_MPI_ISP_Run(0), HI_SUCCESS); });
+  constexpr SENSOR_ID kSensor = 7;
+  ALG_LIB_S exposure = {0, "hisi_ae_lib"}, white = {0, "hisi_awb_lib"};
+  Ok(HI_MPI_ISP_SensorRegCallBack(0, kSensor, &kIsp));
+  Ok(HI_MPI_AE_SensorRegCallBack(0, &exposure, kSensor, &kExposure));
+  Ok(HI_MPI_AWB_SensorRegCallBack(0, &white, kSensor, &kWhiteBalance));
+  Ok(HI_MPI_AE_Register(0, &exposure));
+  Ok(HI_MPI_AWB_Register(0, &white));
+  Ok(HI_MPI_ISP_MemInit(0));
+  const ISP_WDR_MODE_S mode = {WDR_MODE_NONE};
+  Ok(HI_MPI_ISP_SetWDRMode(0, &mode));
+  Ok(HI_MPI_ISP_SetPubAttr(0, Spoilt(PictureRecord())));
+  Ok(HI_MPI_ISP_Init(0));
+  kernel.Spawn("isp", [this] { Ok(HI_MPI_ISP_Run(0)); });
   kernel.Spend(1ms);
 }
 
 void MediaUnits::StartInput() {
-  VI_DEV_ATTR_S device = {};
-  device.enIntfMode = VI_MODE_LVDS;
-  device.au32CompMask[0] = 0xFFF00000;
-  device.enScanMode = VI_SCAN_PROGRESSIVE;
-  device.enDataPath = VI_PATH_ISP;
-  device.enInputDataType = VI_DATA_TYPE_RGB;
-  device.stDevRect = {0, 0, 3264, 2448};
-  EXPECT_EQ(HI_MPI_VI_SetDevAttr(0, &device), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_VI_EnableDev(0), HI_SUCCESS);
-  VI_CHN_ATTR_S channel = {};
-  channel.stCapRect = {0, 0, 3264, 2448};
-  channel.stDestSize = {3264, 2448};
-  channel.enPixFormat = PIXEL_FORMAT_YUV_SEMIPLANAR_420;
-  EXPECT_EQ(HI_MPI_VI_SetChnAttr(0, &channel), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_VI_EnableChn(0), HI_SUCCESS);
+  Ok(HI_MPI_VI_SetDevAttr(0, Spoilt(DeviceRecord())));
+  Ok(HI_MPI_VI_EnableDev(0));
+  Ok(HI_MPI_VI_SetDCIParam(0, Spoilt(VI_DCI_PARAM_S{HI_FALSE})));
+  Ok(HI_MPI_VI_SetCSCAttr(0, Spoilt(VI_CSC_ATTR_S{VI_CSC_TYPE_601})));
+  Ok(HI_MPI_VI_SetChnAttr(0, Spoilt(ChannelRecord())));
+  Ok(HI_MPI_VI_EnableChn(0));
 }
 
 void MediaUnits::StartVpss() {
-  VPSS_GRP_ATTR_S group = {};
-  group.u32MaxW = 3264;
-  group.u32MaxH = 2448;
-  group.enPixFmt = PIXEL_FORMAT_YUV_SEMIPLANAR_420;
-  EXPECT_EQ(HI_MPI_VPSS_CreateGrp(0, &group), HI_SUCCESS);
-  EXPECT_EQ(HI_MPI_VPSS_StartGrp(0), HI_SUCCESS);
-  MPP_CHN_S input = {HI_ID_VIU, 0, 0}, vpss = {HI_ID_VPSS, 0, 0};
-  EXPECT_EQ(HI_MPI_SYS_Bind(&input, &vpss), HI_SUCCESS);
+  Ok(HI_MPI_VPSS_CreateGrp(0, Spoilt(GroupRecord())));
+  Ok(HI_MPI_VPSS_StartGrp(0));
+  Bind(kInputEnd, VpssEnd(0));
   for (VPSS_CHN channel : {0, 1}) {
-    VPSS_CHN_ATTR_S attr = {};
-    attr.s32SrcFrameRate = attr.s32DstFrameRate = -1;
-    VPSS_CHN_MODE_S mode = {};
-    mode.enChnMode = VPSS_CHN_MODE_USER;
-    mode.enPixelFormat = PIXEL_FORMAT_YUV_SEMIPLANAR_420;
-    mode.u32Width = 3264u >> channel;
-    mode.u32Height = 2448u >> channel;
-    EXPECT_EQ(HI_MPI_VPSS_SetChnAttr(0, channel, &attr), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VPSS_SetChnMode(0, channel, &mode), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_VPSS_EnableChn(0, channel), HI_SUCCESS);
+    Ok(HI_MPI_VPSS_SetChnAttr(0, channel, Spoilt(VpssChannelRecord())));
+    Ok(HI_MPI_VPSS_SetChnMode(0, channel, Spoilt(ModeRecord(channel))));
+    Ok(HI_MPI_VPSS_EnableChn(0, channel));
   }
 }
 
-void MediaUnits::StartEncoder(VENC_CHN channel, PictureSize size, HI_U32 bufferSize) {
-  const VENC_CHN_ATTR_S attr = JpegChannel(size, bufferSize);
-  EXPECT_EQ(HI_MPI_VENC_CreateChn(channel, &attr), HI_SUCCESS);
-  MPP_CHN_S vpss = {HI_ID_VPSS, 0, size == PictureSize::Full ? 0 : 1}, encoder = {HI_ID_VENC, 0, channel};
-  EXPECT_EQ(HI_MPI_SYS_Bind(&vpss, &encoder), HI_SUCCESS);
+void MediaUnits::StartEncoder(VENC_CHN channel) {
+  const VENC_CHN_ATTR_S attr = {{PT_JPEG, *Spoilt(JpegRecord(channel))}};
+  Ok(HI_MPI_VENC_CreateChn(channel, &attr));
+  Bind(VpssEnd(channel), EncoderEnd(channel));
 }
 
 void MediaUnits::StartAll() {
@@ -120,78 +166,27 @@ void MediaUnits::StartAll() {
   StartIsp();
   StartInput();
   StartVpss();
-  StartEncoder(0, PictureSize::Full);
-  StartEncoder(1, PictureSize::Half);
+  for (const VENC_CHN channel : {0, 1}) StartEncoder(channel);
 }
 
-void MediaUnits::Arrive(int camera, int bracket, uint32_t shot) {
-  twin::StoredFrame frame;
-  frame.camera = camera;
-  frame.bracket = bracket;
-  frame.shot = shot;
-  kernel.At(kernel.Now(), [this, frame] { media.FrameArrives(frame); });
+void MediaUnits::Arrive(int camera) {
+  kernel.At(kernel.Now(), [this, camera] { media.FrameArrives({.camera = camera, .shot = 1}); });
   kernel.Run(0ms);
 }
 
-void MediaUnits::ArriveAndEncode(int camera, int bracket) {
-  Arrive(camera, bracket);
+void MediaUnits::ArriveAndEncode(int camera) {
+  Arrive(camera);
   kernel.Run(50ms);
 }
 
 std::vector<uint8_t> MediaUnits::Take(VENC_CHN channel) {
-  VENC_PACK_S packs[2];
+  VENC_PACK_S packs[2] = {};
   VENC_STREAM_S stream = {packs, 2, 0};
   if (HI_MPI_VENC_GetStream(channel, &stream, 0) != HI_SUCCESS) return {};
-  const std::vector<uint8_t> bytes = Payload(stream);
-  EXPECT_EQ(HI_MPI_VENC_ReleaseStream(channel, &stream), HI_SUCCESS);
-  return bytes;
-}
-
-std::vector<uint8_t> MediaUnits::Picture(int camera, int bracket, PictureSize size, int quality) {
-  twin::StoredFrame frame;
-  frame.camera = camera;
-  frame.bracket = bracket;
-  return *pictures.Encode(frame, size, quality);
-}
-
-MIPI_DEV_ATTR_S ArrayRecord() {
-  MIPI_DEV_ATTR_S record = {};
-  record.input_mode = INPUT_MODE_LVDS;
-  record.phy_clk_share = PHY_CLK_SHARE_PHY0;
-  record.img_size = {3264, 2448};
-  record.raw_data_type = RAW_DATA_10BIT;
-  record.sync_mode = LVDS_SYNC_MODE_SOF;
-  record.fid_type = {0, 1};
-  record.data_endian = LVDS_ENDIAN_BIG;
-  record.sync_code_endian = LVDS_ENDIAN_BIG;
-  const HI_U16 codes[] = {0x207, 0x267, 0x21F, 0x387};
-  for (int lane = 0; lane < LVDS_LANE_NUM; lane++) {
-    record.lane_id[lane] = static_cast<HI_S16>(lane < 4 ? lane : -1);
-    for (auto& row : record.sync_code[lane]) {
-      if (lane < 4) std::memcpy(row, codes, sizeof codes);
-    }
-  }
-  return record;
-}
-
-VENC_CHN_ATTR_S JpegChannel(PictureSize size, HI_U32 bufferSize) {
-  VENC_CHN_ATTR_S attr = {};
-  attr.stVeAttr.enType = PT_JPEG;
-  VENC_ATTR_JPEG_S& jpeg = attr.stVeAttr.stAttrJpeg;
-  jpeg.u32MaxPicWidth = jpeg.u32PicWidth = static_cast<HI_U32>(twin::WidthOf(size));
-  jpeg.u32MaxPicHeight = jpeg.u32PicHeight = static_cast<HI_U32>(twin::HeightOf(size));
-  jpeg.u32BufSize = bufferSize;
-  jpeg.bByFrame = HI_TRUE;
-  return attr;
-}
-
-std::vector<uint8_t> Payload(const VENC_STREAM_S& stream) {
   std::vector<uint8_t> bytes;
   for (HI_U32 i = 0; i < stream.u32PackCount; i++) {
-    const VENC_PACK_S& pack = stream.pstPack[i];
-    bytes.insert(bytes.end(), pack.pu8Addr + pack.u32Offset, pack.pu8Addr + pack.u32Len);
+    bytes.insert(bytes.end(), packs[i].pu8Addr + packs[i].u32Offset, packs[i].pu8Addr + packs[i].u32Len);
   }
+  Ok(HI_MPI_VENC_ReleaseStream(channel, &stream));
   return bytes;
 }
-
-int ReasonOf(HI_S32 result) { return result & 0x1FFF; }

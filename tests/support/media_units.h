@@ -1,61 +1,63 @@
-// The media units alone, with a light of their own, driven through the library's functions and the lanes.
+// The media units alone, with marked pictures, driven through the library's functions and the lanes.
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
 #include <vector>
 
 #include "sdk/hi_mpi.h"
-#include "tests/support/told_sensor.h"
 #include "twin/devices/media/media_pipeline.h"
 
-// Gives every frame as many bytes as the test asks for, different in every frame, size and quality.
-class CountedPictures final : public twin::PictureSource {
- public:
-  double MeanSignal(int, double) override { return 0; }
-  twin::Jpeg Encode(const twin::StoredFrame& frame, twin::PictureSize size, int quality) override;
-  // Levels that tell place and frame: (column + row + 4 x camera) modulo 1024.
-  void ReadOut(const twin::StoredFrame& frame, std::span<uint16_t> levels) override;
-  size_t bytes = 1000;
+// What a sensor's start writes to the chip.
+struct Timing {
+  HI_U32 control, framePeriod, linePeriod, frameWidth, lineWidth;
 };
 
+// A record before it is handed over, to be spoilt; those that the sensor's description answers with among them.
+using Record =
+    std::variant<MIPI_DEV_ATTR_S*, ISP_PUB_ATTR_S*, VI_DEV_ATTR_S*, VI_CHN_ATTR_S*, VI_DCI_PARAM_S*, VI_CSC_ATTR_S*,
+                 VPSS_GRP_ATTR_S*, VPSS_CHN_ATTR_S*, VPSS_CHN_MODE_S*, VENC_ATTR_JPEG_S*, VB_CONF_S*, MPP_SYS_CONF_S*,
+                 ISP_CMOS_DEFAULT_S*, ISP_CMOS_BLACK_LEVEL_S*, AE_SENSOR_DEFAULT_S*, AWB_SENSOR_DEFAULT_S*, Timing*>;
+
 struct MediaUnits {
-  MediaUnits() { toldSensor = {}; }
+  MediaUnits();
   ~MediaUnits() { kernel.KillFibers(); }  // while what they wait for still stands
 
   // Runs `body` as a thread of the board and lets the board run until it has ended; fails the test after a minute.
   void Do(const std::function<void()>& body);
 
-  // One step each of what a program does to get pictures; EXPECTs that none is refused. In a thread.
+  // One step each of what a program does to get pictures; EXPECTs that none is refused unless `refused` has a count.
+  // In a thread.
   void StartSystem();
   void StartReceiver();
-  void PrepareIsp();  // up to its Init
-  void StartIsp();    // with a sensor and a thread that runs it
+  void StartIsp();  // with a sensor and a thread that runs it
   void StartInput();
   void StartVpss();
-  void StartEncoder(VENC_CHN channel, twin::PictureSize size, HI_U32 bufferSize = 1 << 20);
+  void StartEncoder(VENC_CHN channel);
   void StartAll();
 
   // A frame on the lanes at the present time.
-  void Arrive(int camera, int bracket = 0, uint32_t shot = 1);
+  void Arrive(int camera);
   // The same, and time for both encoders to be done.
-  void ArriveAndEncode(int camera, int bracket = 0);
+  void ArriveAndEncode(int camera);
 
   // Takes the waiting stream of a channel, and gives it back: its bytes. In a thread.
   std::vector<uint8_t> Take(VENC_CHN channel);
-  // What the light says that this picture must be.
-  std::vector<uint8_t> Picture(int camera, int bracket, twin::PictureSize size, int quality = 90);
 
+  void Ok(HI_S32 result);
+  template <class R>
+  const R* Spoilt(R record);
+  void Bind(MPP_CHN_S from, MPP_CHN_S to);
+
+  std::function<void(Record)> spoil = [](Record) {};
+  std::optional<int> refused;
+  std::vector<std::string> complaints;
   twin::Kernel kernel;
   twin::Faults faults{kernel};
-  CountedPictures pictures;
   twin::Descriptors descriptors;
-  twin::MediaPipeline media{kernel, faults, pictures, descriptors};
+  std::unique_ptr<twin::PictureSource> pictures;
+  twin::MediaPipeline media{kernel, faults, *pictures, descriptors};
 };
-
-// What the first layer of the array sends, as the receiver's record tells it.
-MIPI_DEV_ATTR_S ArrayRecord();
-VENC_CHN_ATTR_S JpegChannel(twin::PictureSize size, HI_U32 bufferSize);
-// Payload of a stream's packs, one after the other.
-std::vector<uint8_t> Payload(const VENC_STREAM_S& stream);
-// The reason in an error code; 0 for success.
-int ReasonOf(HI_S32 result);

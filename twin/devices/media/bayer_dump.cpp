@@ -21,13 +21,15 @@ void ExchangePairs(std::span<uint16_t> samples) {
 }
 
 // What the unit writes for a frame whose first `missed` rows went by before.
-void Write(PictureSource& pictures, const StoredFrame& frame, size_t missed, std::span<uint16_t> memory) {
+void Write(PictureSource& pictures, const StoredFrame& frame, const Treatment& treatment, size_t missed,
+           std::span<uint16_t> memory) {
   std::vector<uint16_t> whole(missed > 0 ? memory.size() : 0);
   const std::span<uint16_t> levels = missed > 0 ? whole : memory;
   pictures.ReadOut(frame, levels);
   if (frame.pairsExchanged) ExchangePairs(levels);
   for (size_t i = missed * kWidth; i < memory.size(); i++) {
-    memory[i] = static_cast<uint16_t>(levels[i] << 6 | levels[i] >> 4);
+    const uint16_t level = treatment.Sample(levels[i]);
+    memory[i] = static_cast<uint16_t>(level << 6 | level >> 4);
   }
 }
 
@@ -99,7 +101,7 @@ HI_S32 BayerDump::ReleaseFrame(VI_CHN channel, const VIDEO_FRAME_INFO_S* frame) 
 
 // --- frames ---
 
-void BayerDump::FrameArrives(const StoredFrame& frame, Duration took) {
+void BayerDump::FrameArrives(const StoredFrame& frame, Duration took, const Treatment& treatment) {
   if (!enabled_ || depth_ == 0) return;
   while (queue_.size() >= depth_) {
     DropOldest();
@@ -112,8 +114,9 @@ void BayerDump::FrameArrives(const StoredFrame& frame, Duration took) {
   }
   const Duration late = std::clamp(openSince_ - (kernel_.Now() - took), Duration{0}, took);
   const auto missed = static_cast<size_t>(int64_t{kHeight} * late.count() / took.count());
-  memory_.Put(block->address, kSamples,
-              [this, frame, missed](std::span<uint16_t> memory) { Write(pictures_, frame, missed, memory); });
+  memory_.Put(block->address, kSamples, [this, frame, treatment, missed](std::span<uint16_t> memory) {
+    Write(pictures_, frame, treatment, missed, memory);
+  });
   VIDEO_FRAME_INFO_S info = {};
   info.stVFrame.u32Width = kWidth;
   info.stVFrame.u32Height = kHeight;

@@ -17,6 +17,7 @@
 #include "twin/devices/media/media_error.h"
 #include "twin/devices/media/pool_memory.h"
 #include "twin/devices/media/system_unit.h"
+#include "twin/devices/media/treatment.h"
 #include "twin/kernel/kernel.h"
 #include "twin/light/picture_source.h"
 
@@ -43,7 +44,7 @@ class BayerDump {
   // --- from the pipeline ---
   bool Leads() const { return (route_ & 1) != 0; }
   // A frame has come in, whose first line was `took` before its last.
-  void FrameArrives(const StoredFrame& frame, Duration took);
+  void FrameArrives(const StoredFrame& frame, Duration took, const Treatment& treatment);
   void Forget();  // the system ends: frames and settings are gone
 
   // --- for tests ---

@@ -5,6 +5,7 @@ namespace twin {
 namespace {
 
 constexpr HI_U32 kFirstQuality = 90;
+constexpr HI_U32 kAlign = 64;  // of the stream buffer
 constexpr Duration kEncodeStart = 1ms;
 constexpr uint64_t kPixelsPerSecond = 333'000'000;  // 25 ms for a full picture, 7 ms for a half one
 
@@ -23,8 +24,12 @@ HI_S32 EncoderChannel::Create(const VENC_CHN_ATTR_S* attr) {
   if (attr == nullptr) return Error(Refusal::NullPointer);
   if (attr_) return Error(Refusal::Exists);
   const VENC_ATTR_JPEG_S& jpeg = attr->stVeAttr.stAttrJpeg;
-  if (attr->stVeAttr.enType != PT_JPEG || !jpeg.bByFrame) return Error(Refusal::NotSupported);
-  if (jpeg.u32PicWidth > jpeg.u32MaxPicWidth || jpeg.u32PicHeight > jpeg.u32MaxPicHeight || jpeg.u32BufSize == 0) {
+  if (attr->stVeAttr.enType != PT_JPEG || !jpeg.bByFrame || jpeg.bSupportDCF != HI_FALSE) {
+    return Error(Refusal::NotSupported);
+  }
+  const SIZE_S largest = {jpeg.u32MaxPicWidth, jpeg.u32MaxPicHeight};
+  if (jpeg.u32PicWidth > jpeg.u32MaxPicWidth || jpeg.u32PicHeight > jpeg.u32MaxPicHeight ||
+      jpeg.u32BufSize < BytesOf420(largest) || jpeg.u32BufSize % kAlign != 0) {
     return Error(Refusal::BadParameter);
   }
   if (!Is(jpeg, PictureSize::Full) && !Is(jpeg, PictureSize::Half)) return Error(Refusal::NotSupported);
@@ -37,9 +42,10 @@ HI_S32 EncoderChannel::Create(const VENC_CHN_ATTR_S* attr) {
   return HI_SUCCESS;
 }
 
-HI_S32 EncoderChannel::Destroy() {
+HI_S32 EncoderChannel::Destroy(bool bound) {
   if (!attr_) return Error(Refusal::DoesNotExist);
   if (receiving_) return Error(Refusal::NotPermitted);
+  if (bound) return Error(Refusal::Busy);
   Forget();
   return HI_SUCCESS;
 }
@@ -180,7 +186,8 @@ void EncoderChannel::StartNext() {
 void EncoderChannel::Encoded() {
   const ProcessedFrame picture = queue_.front();
   queue_.pop_front();
-  const Jpeg jpeg = pictures_.Encode(picture.frame, Size(), static_cast<int>(quality_));
+  const int quality = static_cast<int>(quality_);
+  const Jpeg jpeg = picture.treatment.Apply(pictures_.Encode(picture.frame, Size(), quality), Size(), quality);
   if (buffer_->Put(*jpeg)) {
     cameIn_.push_back(picture.at);
     counts_.encoded++;

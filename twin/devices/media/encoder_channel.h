@@ -2,9 +2,11 @@
 //
 // Bus face: HI_MPI_VENC_*, and a descriptor that select finds readable while a stream waits.
 // Modelled: the order of calls, the count of pictures, encoding time, a queue of waiting pictures, the stream buffer
-// with its size and its ring, streams of one or two packs. Not modelled: sizes other than the full and the half
-// picture, slices (bByFrame 0), rate control, other codecs. Chosen, since the part's maker is silent: streams that
-// nobody took are gone when the channel is started anew.
+// with its size and its ring, streams of one or two packs, the treatment of the pictures on their road. Refused: a
+// buffer that a picture without compression would not fit in or that is no multiple of 64 bytes, and thumbnails inside
+// of a stream (bSupportDCF), which here nobody could make. Not judged: the quality; a buffer that is too large. Not
+// modelled: sizes other than the full and the half picture, slices (bByFrame 0), rate control, other codecs. Chosen,
+// since the part's maker is silent: streams that nobody took are gone when the channel is started anew.
 #pragma once
 
 #include <deque>
@@ -16,6 +18,7 @@
 #include "twin/devices/media/media_error.h"
 #include "twin/devices/media/stream_buffer.h"
 #include "twin/devices/media/system_unit.h"
+#include "twin/devices/media/treatment.h"
 #include "twin/light/picture_source.h"
 #include "twin/seam/descriptors.h"
 
@@ -26,6 +29,7 @@ struct ProcessedFrame {
   StoredFrame frame;
   IspSettings settings;
   Time at;  // when its last line came in
+  Treatment treatment;
 };
 
 class EncoderChannel final : public DeviceFile {
@@ -37,7 +41,7 @@ class EncoderChannel final : public DeviceFile {
 
   // --- bus ---
   HI_S32 Create(const VENC_CHN_ATTR_S* attr);
-  HI_S32 Destroy();
+  HI_S32 Destroy(bool bound);
   HI_S32 GetJpegParam(VENC_PARAM_JPEG_S* param) const;
   HI_S32 SetJpegParam(const VENC_PARAM_JPEG_S* param);
   HI_S32 Start(const VENC_RECV_PIC_PARAM_S* param);

@@ -2,11 +2,13 @@
 // for nothing.
 //
 // Bus face: control at 0x113800A0; frame period, line period and the widths of both pulses from 0x113800B0, by address
-// or by a mapping through the media library. Modelled: whether it runs, and how many lines fit into a frame. Not
-// modelled: the other bits of the control word, the pulses on the pins, the rate: the array sends when it is asked to.
+// or by a mapping through the media library. Modelled: whether it runs, its rate, and how many lines fit into a frame.
+// Not modelled: the other bits of the control word, the width of the pulses. The array sends when it is asked to.
 #pragma once
 
 #include <array>
+#include <utility>
+#include <vector>
 
 #include "twin/register_space.h"
 
@@ -22,15 +24,21 @@ class FrameTiming final : public RegisterDevice {
   static constexpr uint32_t kFramePulse = 0x113800B8;   // widths; a pulse of none is none
   static constexpr uint32_t kLinePulse = 0x113800BC;
 
+  static constexpr uint32_t kClock = 72'000'000;  // Hz, of the sensor
+
   // --- bus ---
   uint32_t ReadRegister(uint32_t address) override { return *Word(address); }
   void WriteRegister(uint32_t address, uint32_t value) override { *Word(address) = value; }
-  void* Map(uint32_t address, uint32_t size);  // null: not all of it is here
-  bool Unmap(const void* mapped, uint32_t size);
+  void* Map(uint32_t address, uint32_t size);           // null: not all of it is here
+  bool Holds(const void* mapped, uint32_t size) const;  // so mapped
+  bool Unmap(const void* mapped, uint32_t size);        // false: not so mapped
 
   // Whether a frame of so many lines has its time.
   bool Carries(uint32_t lines) const;
-  int Mapped() const { return mapped_; }  // mappings that have not been given back
+  bool Runs() const { return At(kControl) >> 30 == 3; }
+  double Rate() const { return double(kClock) / At(kFramePeriod); }  // frames per second
+  uint32_t Lines() const { return At(kLinePeriod) == 0 ? 0 : At(kFramePeriod) / At(kLinePeriod); }
+  size_t Mapped() const { return mapped_.size(); }  // mappings that have not been given back
 
   void Reset() { *this = FrameTiming{}; }
 
@@ -39,7 +47,7 @@ class FrameTiming final : public RegisterDevice {
   uint32_t At(uint32_t address) const { return words_[(address - kBase) / 4]; }
 
   std::array<uint32_t, kSize / 4> words_{};
-  int mapped_ = 0;
+  std::vector<std::pair<const void*, uint32_t>> mapped_;
 };
 
 }  // namespace twin

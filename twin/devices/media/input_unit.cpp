@@ -5,6 +5,7 @@ namespace twin {
 namespace {
 
 constexpr HI_S32 kDevice = 0, kChannel = 0;
+constexpr size_t kBlocks = 3;  // of pictures on their way through the channel
 
 HI_S32 Error(Refusal reason) { return MediaError(MediaUnit::Input, reason); }
 
@@ -22,6 +23,11 @@ HI_S32 InputUnit::SetDevAttr(VI_DEV device, const VI_DEV_ATTR_S* attr) {
   if (attr == nullptr) return Error(Refusal::NullPointer);
   if (devOn_) return Error(Refusal::NotPermitted);
   if (Empty(attr->stDevRect) || attr->au32CompMask[0] == 0) return Error(Refusal::BadParameter);
+  // Raw data has one component and no order of colours, and LVDS no converter whose channels could be numbered.
+  if (attr->au32CompMask[1] != 0 || attr->enDataSeq != VI_INPUT_DATA_YUYV) return Error(Refusal::NotSupported);
+  for (const HI_S32 channel : attr->s32AdChnId) {
+    if (channel != -1) return Error(Refusal::BadParameter);
+  }
   devAttr_ = *attr;
   return HI_SUCCESS;
 }
@@ -31,6 +37,7 @@ HI_S32 InputUnit::SetWdrAttr(VI_DEV device, const VI_WDR_ATTR_S* attr) {
   if (attr == nullptr) return Error(Refusal::NullPointer);
   if (!devAttr_) return Error(Refusal::NotConfigured);
   if (devOn_) return Error(Refusal::NotPermitted);
+  if (attr->enWDRMode != WDR_MODE_NONE || attr->bCompress != HI_FALSE) return Error(Refusal::NotSupported);
   wdrAttr_ = *attr;
   return HI_SUCCESS;
 }
@@ -58,25 +65,30 @@ HI_S32 InputUnit::SetChnAttr(VI_CHN channel, const VI_CHN_ATTR_S* attr) {
   if (Empty(attr->stCapRect) || !Inside(attr->stCapRect, device.u32Width, device.u32Height)) {
     return Error(Refusal::BadParameter);
   }
-  if (attr->stDestSize.u32Width == 0 || attr->stDestSize.u32Width > attr->stCapRect.u32Width ||
-      attr->stDestSize.u32Height == 0 || attr->stDestSize.u32Height > attr->stCapRect.u32Height) {
-    return Error(Refusal::BadParameter);
+  const bool whole = attr->stDestSize.u32Width == attr->stCapRect.u32Width &&
+                     attr->stDestSize.u32Height == attr->stCapRect.u32Height && attr->enCapSel == VI_CAPSEL_BOTH &&
+                     attr->s32SrcFrameRate == -1 && attr->s32DstFrameRate == -1;
+  if (!whole || attr->enPixFormat != PIXEL_FORMAT_YUV_SEMIPLANAR_420 || attr->enCompressMode != COMPRESS_MODE_NONE) {
+    return Error(Refusal::NotSupported);
   }
-  if (attr->enPixFormat != PIXEL_FORMAT_YUV_SEMIPLANAR_420) return Error(Refusal::NotSupported);
   chnAttr_ = *attr;
   return HI_SUCCESS;
 }
 
-HI_S32 InputUnit::EnableChn(VI_CHN channel) {
+HI_S32 InputUnit::EnableChn(VI_CHN channel, SystemUnit& system) {
   if (channel != kChannel) return Error(Refusal::BadChannel);
   if (!chnAttr_) return Error(Refusal::NotConfigured);
   if (!devOn_) return Error(Refusal::NotPermitted);
+  const SIZE_S size = chnAttr_->stDestSize;
+  if (!system.Reserve(this, kBlocks, BytesOf420(size))) return Error(Refusal::NoMemory);
   chnOn_ = true;
   return HI_SUCCESS;
 }
 
-HI_S32 InputUnit::DisableChn(VI_CHN channel) {
+HI_S32 InputUnit::DisableChn(VI_CHN channel, SystemUnit& system) {
   if (channel != kChannel) return Error(Refusal::BadChannel);
+  if (chnOn_ && system.BoundFrom({HI_ID_VIU, kDevice, kChannel})) return Error(Refusal::Busy);
+  system.EndReservation(this);
   chnOn_ = false;
   return HI_SUCCESS;
 }
@@ -118,6 +130,21 @@ bool InputUnit::DeviceTakes(const LaneStream& stream) const {
   return devAttr_->enIntfMode == VI_MODE_LVDS && devAttr_->enDataPath == VI_PATH_ISP &&
          devAttr_->enInputDataType == VI_DATA_TYPE_RGB && devAttr_->enScanMode == VI_SCAN_PROGRESSIVE &&
          Inside(devAttr_->stDevRect, stream.width, stream.height);
+}
+
+Treatment InputUnit::Treats() const {
+  Treatment treatment;
+  treatment.sampleBits = static_cast<uint16_t>(devAttr_->au32CompMask[0] >> 22);  // ten bits at the top of the bus
+  treatment.bitsReversed = devAttr_->bDataRev != HI_FALSE;
+  if (!chnAttr_) return treatment;
+  treatment.mirrored = chnAttr_->bMirror == HI_FALSE;
+  treatment.flipped = chnAttr_->bFlip != HI_FALSE;
+  treatment.window = chnAttr_->stCapRect;
+  treatment.window.s32X += devAttr_->stDevRect.s32X;
+  treatment.window.s32Y += devAttr_->stDevRect.s32Y;
+  treatment.contrast = dci_.bEnable != HI_FALSE;
+  treatment.matrix = csc_.enViCscType;
+  return treatment;
 }
 
 }  // namespace twin

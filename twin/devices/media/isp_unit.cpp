@@ -1,5 +1,6 @@
 #include "twin/devices/media/isp_unit.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -87,6 +88,7 @@ HI_S32 IspUnit::SetPubAttr(ISP_DEV device, const ISP_PUB_ATTR_S* attr) {
   if (!(attr->f32FrameRate > 0) || attr->stWndRect.u32Width == 0 || attr->stWndRect.u32Height == 0) {
     return Error(Refusal::BadParameter);
   }
+  if (attr->enBayer < BAYER_RGGB || attr->enBayer > BAYER_BGGR) return Error(Refusal::BadParameter);
   pubAttr_ = *attr;
   if (initialised_) sensor_.Change(*attr, wdrMode_->enWDRMode);
   return HI_SUCCESS;
@@ -104,10 +106,11 @@ HI_S32 IspUnit::Init(ISP_DEV device) {
 HI_S32 IspUnit::Run(ISP_DEV device) {
   if (device != kDevice) return Error(Refusal::BadDevice);
   if (!initialised_ || running_) return Error(Refusal::NotPermitted);
-  running_ = true;
+  running_ = inRun_ = true;
   sensor_.BeginToRun(pubAttr_->f32FrameRate);
   if (running_) ended_.Wait();  // its end may have come while the sensor was told
   kernel_.Spend(kFrame);
+  inRun_ = false;
   return HI_SUCCESS;
 }
 
@@ -153,6 +156,19 @@ HI_S32 IspUnit::Tune(const HI_U8* data, HI_U32 size) {
   return HI_SUCCESS;
 }
 
+bool IspUnit::Takes(const SIZE_S& picture) const {
+  const RECT_S& window = pubAttr_->stWndRect;
+  return window.s32X == 0 && window.s32Y == 0 && window.u32Width == picture.u32Width &&
+         window.u32Height == picture.u32Height;
+}
+
+void IspUnit::Treat(Treatment& treatment) const {
+  treatment.bayer = pubAttr_->enBayer;
+  for (const HI_U16 level : sensor_.BlackLevel().au16BlackLevel) treatment.black = std::max(treatment.black, level);
+  treatment.noisy = settings_.nr.bEnable == HI_FALSE;
+  treatment.soft = settings_.bayerSharpen.bEnable == HI_FALSE || settings_.yuvSharpen.bEnable == HI_FALSE;
+}
+
 void IspUnit::Forget() {
   registered_ = {};
   memory_ = false;
@@ -168,6 +184,7 @@ void IspUnit::Reset() {
   Forget();
   sensor_.Forget();
   tunings_ = 0;
+  inRun_ = false;
 }
 
 }  // namespace twin

@@ -1,6 +1,8 @@
 // Image signal processor 0: its start, its loop, and the settings that a frame takes along when it enters.
-// Modelled: the order of calls, the settings, the sensor's description without which it does not start. Not modelled:
-// what the settings do to the pixels; exposure and white balance algorithms; the content of tuning data.
+// Modelled: the order of calls, the settings, the sensor's description without which it does not start, and what order
+// of colours, black level and switched off noise reduction or sharpening do to a picture (treatment.h). Not modelled:
+// how strong noise reduction and sharpening are set; exposure and white balance algorithms; the content of tuning data.
+// Not judged: a focus library that is missing, for there is no lens to focus.
 #pragma once
 
 #include <array>
@@ -9,6 +11,7 @@
 #include "sdk/hi_mpi_isp.h"
 #include "twin/devices/media/media_error.h"
 #include "twin/devices/media/sensor_description.h"
+#include "twin/devices/media/treatment.h"
 #include "twin/kernel/kernel.h"
 
 namespace twin {
@@ -58,10 +61,16 @@ class IspUnit {
   HI_S32 Tune(const HI_U8* data, HI_U32 size);
 
   bool Running() const { return running_; }
+  bool InUse() const { return memory_ || inRun_; }
+  bool InRun() const { return inRun_; }  // HI_MPI_ISP_Run has not returned
+  bool Takes(const SIZE_S& picture) const;
+  void Treat(Treatment& treatment) const;  // adds what is done to a picture that enters now
+  HI_FLOAT Rate() const { return pubAttr_ ? pubAttr_->f32FrameRate : 0; }
   const IspSettings& Settings() const { return settings_; }
   uint32_t Tunings() const { return tunings_; }  // tuning files taken since power-on
   const SensorDescription& Sensor() const { return sensor_; }
 
+  void SetComplaints(std::function<void(const std::string&)> sink) { sensor_.SetComplaints(std::move(sink)); }
   void Reset();
 
  private:
@@ -78,6 +87,7 @@ class IspUnit {
   std::optional<ISP_PUB_ATTR_S> pubAttr_;
   bool initialised_ = false;
   bool running_ = false;
+  bool inRun_ = false;
   bool tuningReady_ = false;
   uint32_t tunings_ = 0;
   IspSettings settings_;

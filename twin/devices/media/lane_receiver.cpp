@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "twin/transcript/transcript.h"
+
 namespace twin {
 
 LaneReceiver::LaneReceiver(Kernel& kernel, Faults& faults)
@@ -20,6 +22,7 @@ int LaneReceiver::Ioctl(unsigned long request, void* record) {
     if (effect->kind == Effect::Kind::Silence) return 0;
   }
   const auto& wanted = *static_cast<const MIPI_DEV_ATTR_S*>(record);
+  if (Transcript::Hears("media")) Transcript::Note("media", "/dev/hi_mipi [" + WordsOf(&wanted, sizeof wanted) + "]");
   if (wanted.devno != 0 || wanted.img_size.u32Width == 0 || wanted.img_size.u32Height == 0) return -EINVAL;
   record_ = wanted;
   return 0;
@@ -34,11 +37,14 @@ bool LaneReceiver::Understands(const LaneStream& stream) const {
   if (r.img_size.u32Width != stream.width || r.img_size.u32Height != stream.height) return false;
   if (r.raw_data_type != stream.depth || r.sync_mode != stream.syncMode) return false;
   if (r.data_endian != stream.dataEndian || r.sync_code_endian != stream.codeEndian) return false;
+  if (r.vsync_type.sync_type != stream.vsync.sync_type || r.vsync_type.hblank != stream.vsync.hblank) return false;
+  if (r.fid_type.fid != stream.field.fid || r.fid_type.output_fil != stream.field.output_fil) return false;
   for (int lane = 0; lane < LVDS_LANE_NUM; lane++) {
     if (r.lane_id[lane] != (lane < stream.lanes ? lane : -1)) return false;
     if (lane >= stream.lanes) continue;
-    // Without WDR there is one virtual channel, the first row.
-    if (!std::equal(stream.syncCodes.begin(), stream.syncCodes.end(), r.sync_code[lane][0])) return false;
+    for (const auto& row : r.sync_code[lane]) {
+      if (!std::equal(stream.syncCodes.begin(), stream.syncCodes.end(), row)) return false;
+    }
   }
   return true;
 }

@@ -1,6 +1,8 @@
 // The receiver at the video lanes: takes a stream apart if its record describes that stream, else sees nothing.
 //
 // Bus face: /dev/hi_mipi, request 0x41D06D01 with a record of 464 bytes. World face: the stream that is on the lanes.
+// Judged: every field of the record, of the lanes that are not used only that they are not. That all four rows of a
+// lane's codes are compared, though without WDR one virtual channel comes, is chosen.
 #pragma once
 
 #include <array>
@@ -19,14 +21,24 @@ struct LaneStream {
   int lanes;  // numbered from 0
   LVDS_SYNC_MODE_E syncMode;
   LVDS_ENDIAN_E dataEndian, codeEndian;
+  LVDS_VSYNC_TYPE_S vsync;
+  LVDS_FID_TYPE_S field;
   std::array<uint16_t, SYNC_CODE_NUM> syncCodes;
   Duration frameTime;  // from a frame's first line to its last
 };
 
 // What the array's first layer sends.
-constexpr LaneStream kArrayStream = {
-    3264, 2448, RAW_DATA_10BIT, 4, LVDS_SYNC_MODE_SOF, LVDS_ENDIAN_BIG, LVDS_ENDIAN_BIG, {0x207, 0x267, 0x21F, 0x387},
-    36ms};
+constexpr LaneStream kArrayStream = {3264,
+                                     2448,
+                                     RAW_DATA_10BIT,
+                                     4,
+                                     LVDS_SYNC_MODE_SOF,
+                                     LVDS_ENDIAN_BIG,
+                                     LVDS_ENDIAN_BIG,
+                                     {0, 0},
+                                     {0, 1},
+                                     {0x207, 0x267, 0x21F, 0x387},
+                                     36ms};
 
 class LaneReceiver final : public DeviceFile {
  public:

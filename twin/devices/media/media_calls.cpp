@@ -109,8 +109,25 @@ std::optional<Effect> MediaCalls::Ask(MediaCall call, int64_t detail) {
   return pointOf_[static_cast<size_t>(call)]->Ask(detail);
 }
 
-void MediaCalls::Record(MediaCall call, int64_t detail, HI_S32 result, Time at) {
-  made_.push_back({at, RowOf(call).name, detail, result});
+std::string Told(int64_t number) {
+  char text[24];
+  snprintf(text, sizeof text, number < 10'000 ? "%lld" : "%#llx", static_cast<long long>(number));
+  return text;
+}
+
+std::string Told(const ALG_LIB_S* library) { return library == nullptr ? "null" : library->acLibName; }
+
+std::string Told(const VENC_STREAM_S* stream) {
+  if (stream == nullptr) return "null";
+  return "[" + std::to_string(stream->u32PackCount) + " " + std::to_string(stream->u32Seq) + "]";
+}
+
+std::string ToldCall(MediaCall call, const std::vector<std::string>& arguments, HI_S32 result) {
+  std::string text = RowOf(call).name;
+  for (const std::string& argument : arguments) text += " " + argument;
+  char code[16];
+  snprintf(code, sizeof code, result < -1 ? " = %#x" : " = %d", static_cast<unsigned>(result));
+  return text + code;
 }
 
 }  // namespace twin

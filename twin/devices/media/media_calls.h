@@ -1,5 +1,5 @@
-// The calls of the media library as one table: what each is named, how it can break, what it costs, and the record of
-// those that were made.
+// The calls of the media library as one table: what each is named, how it can break, what it costs, and how it is
+// written down.
 #pragma once
 
 #include <array>
@@ -10,9 +10,11 @@
 #include <string_view>
 #include <vector>
 
+#include "sdk/hi_mpi.h"
 #include "twin/devices/media/media_error.h"
 #include "twin/faults/faults.h"
 #include "twin/kernel/kernel.h"
+#include "twin/transcript/transcript.h"
 
 namespace twin {
 
@@ -102,13 +104,17 @@ struct MediaCallRow {
 
 const MediaCallRow& RowOf(MediaCall call);
 
-// One call that was made.
-struct MadeCall {
-  Time at;  // when it returned
-  const char* name;
-  int64_t detail;  // device, group or channel
-  HI_S32 result;
-};
+// A call's arguments for the transcript: numbers as they are, a record's words in brackets, a library by its name. Of a
+// stream its packs and number, since where they lie says nothing.
+std::string Told(int64_t number);
+inline std::string Told(const std::string& text) { return text; }
+std::string Told(const ALG_LIB_S* library);
+std::string Told(const VENC_STREAM_S* stream);
+template <class Record>
+std::string Told(const Record* record) {
+  return record == nullptr ? "null" : "[" + WordsOf(record, sizeof *record) + "]";
+}
+std::string ToldCall(MediaCall call, const std::vector<std::string>& arguments, HI_S32 result);
 
 class MediaCalls {
  public:
@@ -116,14 +122,10 @@ class MediaCalls {
 
   // What breaks this call now, if a rule says so.
   std::optional<Effect> Ask(MediaCall call, int64_t detail);
-  void Record(MediaCall call, int64_t detail, HI_S32 result, Time at);
-  const std::vector<MadeCall>& Made() const { return made_; }
-  void Forget() { made_.clear(); }
 
  private:
   std::map<std::string_view, std::unique_ptr<FaultPoint>> points_;
   std::array<FaultPoint*, static_cast<size_t>(MediaCall::Count)> pointOf_{};
-  std::vector<MadeCall> made_;
 };
 
 }  // namespace twin

@@ -1,5 +1,7 @@
 #include "twin/devices/media/media_pipeline.h"
 
+#include <algorithm>
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -32,6 +34,7 @@ MediaPipeline::MediaPipeline(Kernel& kernel, Faults& faults, PictureSource& pict
   current = this;
   descriptors.AddNode("/dev/hi_mipi", lanes);
   descriptors.AddNode("/dev/mem", memory);
+  isp.SetComplaints([this](const std::string& what) { ComplainOnce(what); });
 }
 
 MediaPipeline::~MediaPipeline() { current = nullptr; }
@@ -46,6 +49,8 @@ MediaPipeline& MediaPipeline::Current() {
 std::optional<HI_S32> MediaPipeline::Broken(MediaCall call, int64_t detail) {
   const MediaCallRow& row = RowOf(call);
   if (const auto effect = calls_.Ask(call, detail)) {
+    excused_ = excused_ || effect->kind == Effect::Kind::Fail || effect->kind == Effect::Kind::Value ||
+               effect->kind == Effect::Kind::Silence;
     switch (effect->kind) {
       case Effect::Kind::Fail: return MediaError(row.unit, Refusal::NotPermitted);
       case Effect::Kind::Value: return static_cast<HI_S32>(effect->value);
@@ -54,13 +59,50 @@ std::optional<HI_S32> MediaPipeline::Broken(MediaCall call, int64_t detail) {
       case Effect::Kind::PowerCut: break;
     }
   }
-  if (row.needsSystem && !system.Ready()) return MediaError(row.unit, Refusal::SystemNotReady);
   return std::nullopt;
+}
+
+// To wait in vain is no mistake, nor to end an ISP that was never begun: who failed before it does so.
+HI_S32 MediaPipeline::Judged(MediaCall call, int64_t detail, HI_S32 result) {
+  const bool waited = (result & 0x1FFF) == static_cast<int>(Refusal::BufferEmpty);
+  const bool ended = call == MediaCall::IspExit && !isp.InUse();
+  if (result < 0 && !waited && !ended) {
+    ComplainOnce("a call is refused: " + ToldCall(call, {std::to_string(detail)}, result));
+  }
+  return result;
+}
+
+// A signal's handler ends everything at once, whoever uses it.
+void MediaPipeline::ComplainOnce(const std::string& what) {
+  if (excused_ || kernel_.Dying() || kernel_.FiberName() == "signal") return;
+  if (complained_.insert(what).second) complain_(what);
+}
+
+// The ISP counts on frames of its rate, and its exposure on their lines.
+void MediaPipeline::JudgeTiming() {
+  if (std::abs(timing.Rate() / double{isp.Rate()} - 1) > 0.01)
+    ComplainOnce("the sensor's timing has not the ISP's rate");
+  if (std::abs(int64_t{timing.Lines()} - int64_t{isp.Sensor().Exposure().u32FullLinesStd}) > 1) {
+    ComplainOnce("the sensor's timing has other lines than the exposure counts on");
+  }
+  if (timing.Mapped() > 0) ComplainOnce("mappings of the chip's registers are never given back");
+}
+
+std::string MediaPipeline::StillUp() const {
+  if (std::any_of(encoders_.begin(), encoders_.end(), [](const EncoderChannel& e) { return e.Exists(); })) {
+    return "an encoder";
+  }
+  if (vpss.Exists(0)) return "the VPSS";
+  if (input.DeviceOn()) return "the video input";
+  if (isp.InUse()) return isp.InRun() ? "HI_MPI_ISP_Run" : "the ISP";
+  return "";
 }
 
 // Whatever is still up goes down with the system.
 HI_S32 MediaPipeline::ExitSystem() {
-  ExitIsp(0);
+  if (const std::string up = StillUp(); !up.empty()) ComplainOnce("the media system ends while " + up + " is still up");
+  held_.reset();
+  isp.Exit(0);
   TakeDown();
   return HI_SUCCESS;
 }
@@ -74,6 +116,7 @@ void MediaPipeline::TakeDown() {
 }
 
 HI_S32 MediaPipeline::ExitIsp(ISP_DEV device) {
+  if (input.DeviceOn()) ComplainOnce("the ISP ends while the video input is still up");
   held_.reset();
   return isp.Exit(device);
 }
@@ -124,27 +167,34 @@ void MediaPipeline::FrameArrives(const StoredFrame& frame) {
   const bool comesIn = lanes.Understands(kArrayStream) && timing.Carries(kArrayStream.height);
   if (comesIn && dump.Leads() && input.DeviceTakes(kArrayStream)) {
     counts_.led++;
-    dump.FrameArrives(frame, kArrayStream.frameTime);
+    dump.FrameArrives(frame, kArrayStream.frameTime, input.Treats());
     return;
   }
-  if (!comesIn || !input.Takes(kArrayStream) || !isp.Running()) {
+  if (!comesIn || !input.Takes(kArrayStream) || !isp.Running() || !isp.Takes(input.DeviceSize())) {
     counts_.unseen++;
     held_.reset();
     return;
   }
-  const auto pushedOut = std::exchange(held_, ProcessedFrame{frame, isp.Settings(), kernel_.Now()});
+  JudgeTiming();
+  Treatment treatment = input.Treats();
+  isp.Treat(treatment);
+  const auto pushedOut = std::exchange(held_, ProcessedFrame{frame, isp.Settings(), kernel_.Now(), treatment});
   if (pushedOut) PushOut(*pushedOut);
 }
 
 void MediaPipeline::PushOut(const ProcessedFrame& picture) {
   bool taken = false;
-  if (system.Bound(InputEnd(), GroupEnd())) {
+  const SIZE_S incoming = {picture.treatment.window.u32Width, picture.treatment.window.u32Height};
+  if (system.Bound(InputEnd(), GroupEnd()) && vpss.Takes(incoming)) {
     for (int from = 0; from < VpssUnit::kChannels; from++) {
       const auto size = vpss.Output(from);
       if (!size) continue;
       for (int to = 0; to < kEncoders; to++) {
         if (!system.Bound(VpssEnd(from), EncoderEnd(to))) continue;
-        if (!encoders_[static_cast<size_t>(to)].Offer(picture, *size)) continue;
+        ProcessedFrame turned = picture;
+        vpss.Treat(from, turned.treatment);
+        if (!encoders_[static_cast<size_t>(to)].Offer(turned, *size)) continue;
+        for (const std::string& wrong : turned.treatment.Wrongs()) ComplainOnce("the pictures come out " + wrong);
         delivered_.push_back({picture.frame, to, picture.settings, kernel_.Now()});
         taken = true;
       }
@@ -162,6 +212,12 @@ void MediaPipeline::Reset() {
   system.Reset();
   dump.SetRoute(0);
   memory.Forget();
+  excused_ = false;
+  complained_.clear();
+}
+
+void MediaPipeline::ProcessEnds() {
+  if (system.Ready() || system.PoolsUp()) ComplainOnce("the process ends and leaves the media system up");
 }
 
 }  // namespace twin

@@ -11,7 +11,10 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "twin/devices/media/bayer_dump.h"
@@ -47,12 +50,13 @@ class MediaPipeline final : public VideoInput {
   // --- bus ---
   // One call of the library: its time, its faults, its record, and `body`, which gives its result.
   //   Fail: refused. Value v: v is returned. Silence: success is reported. In all three nothing is done. Delay: later.
-  template <class Body>
-  HI_S32 Call(MediaCall call, int64_t detail, Body body) {
+  // `given`: its arguments, for the transcript, whose line is made when the call returns.
+  template <class Body, class... Given>
+  HI_S32 Call(MediaCall call, int64_t detail, Body body, const Given&... given) {
     kernel_.Spend(RowOf(call).cost);
     const auto broken = Broken(call, detail);
-    const HI_S32 result = broken ? *broken : body(*this);
-    calls_.Record(call, detail, result, kernel_.Now());
+    const HI_S32 result = broken ? *broken : Judged(call, detail, ReadyFor(call) ? body(*this) : NotReady(call));
+    if (Transcript::Hears("media")) Transcript::Note("media", ToldCall(call, {Told(given)...}, result));
     return result;
   }
   HI_S32 ExitSystem();
@@ -74,14 +78,18 @@ class MediaPipeline final : public VideoInput {
   IspUnit isp;
   VpssUnit vpss;
 
+  // What a board could not do or nobody could mean, once each: a call that a unit refuses by its own rules (one that a
+  // fault breaks is not the caller's doing, nor is what follows from it until the power goes), a picture that is not
+  // what it stands for, an end before its users'.
+  void SetComplaints(std::function<void(std::string)> sink) { complain_ = std::move(sink); }
+
   // --- world ---
   void FrameArrives(const StoredFrame& frame) override;
   void Reset();  // the power is gone, and all that was set up with it
+  void ProcessEnds();
 
   // --- for tests ---
   const std::vector<DeliveredFrame>& Delivered() const { return delivered_; }
-  const std::vector<MadeCall>& Calls() const { return calls_.Made(); }
-  void ForgetCalls() { calls_.Forget(); }
   struct Counts {
     uint64_t arrived = 0;  // frames on the lanes
     uint64_t unseen = 0;   // of them, while receiver, timing, input or ISP were not ready
@@ -93,16 +101,25 @@ class MediaPipeline final : public VideoInput {
 
  private:
   std::optional<HI_S32> Broken(MediaCall call, int64_t detail);
+  bool ReadyFor(MediaCall call) const { return !RowOf(call).needsSystem || system.Ready(); }
+  static HI_S32 NotReady(MediaCall call) { return MediaError(RowOf(call).unit, Refusal::SystemNotReady); }
+  HI_S32 Judged(MediaCall call, int64_t detail, HI_S32 result);
+  void ComplainOnce(const std::string& what);
+  void JudgeTiming();
+  std::string StillUp() const;
   void TakeDown();
   void PushOut(const ProcessedFrame& picture);
 
   Kernel& kernel_;
   MediaCalls calls_;
   FaultPoint dropped_;
+  bool excused_ = false;  // a fault has broken a call
   std::array<EncoderChannel, kEncoders> encoders_;
   std::optional<ProcessedFrame> held_;
   std::vector<DeliveredFrame> delivered_;
   Counts counts_;
+  std::function<void(std::string)> complain_ = [](const std::string&) {};
+  std::set<std::string> complained_;
 };
 
 }  // namespace twin

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -10,6 +11,7 @@ namespace twin {
 namespace {
 
 constexpr HI_U32 kUnityGain = 1024;
+constexpr HI_U16 kNotGiven = 0x200;  // a black level of what nobody filled in
 
 HI_S32 Error(Refusal reason) { return MediaError(MediaUnit::Isp, reason); }
 
@@ -20,6 +22,20 @@ bool AllThere(const Callbacks& callbacks) {
   static_assert(sizeof pointers == sizeof callbacks);
   std::memcpy(pointers.data(), &callbacks, sizeof callbacks);
   return std::find(pointers.begin(), pointers.end(), nullptr) == pointers.end();
+}
+
+// Each table is there, and does not make a picture black, gray or worse.
+bool CanBeMeant(const ISP_CMOS_DEFAULT_S& d) {
+  const auto there = [](HI_BOOL valid, const auto& values, auto least) {
+    return valid == HI_TRUE && std::all_of(std::begin(values), std::end(values), [=](auto v) { return v >= least; });
+  };
+  const auto& gamma = d.stGamma.au16Gamma;
+  return there(d.stAgcTbl.bValid, d.stAgcTbl.au8Saturation, 1) &&
+         there(d.stNoiseTbl.bValid, d.stNoiseTbl.au8Thresh, 1) && d.stDemosaic.bValid == HI_TRUE &&
+         d.stDemosaic.u8EdgeSlope != 0 && d.stGamma.bValid == HI_TRUE &&
+         std::is_sorted(std::begin(gamma), std::end(gamma)) && *std::begin(gamma) == 0 && *std::rbegin(gamma) == 4095 &&
+         there(d.stRadial.bValid, d.stRadial.au16Gain, 256) && d.stBayerSharpen.bValid == HI_TRUE &&
+         d.stYuvSharpen.bValid == HI_TRUE;
 }
 
 }  // namespace
@@ -68,20 +84,29 @@ HI_S32 SensorDescription::Start(const ISP_PUB_ATTR_S& picture, WDR_MODE_E wdr) {
   if (isp.pfn_cmos_set_wdr_mode(static_cast<HI_U8>(wdr)) != HI_SUCCESS) return Error(Refusal::NotSupported);
 
   const auto defaults = std::make_unique<ISP_CMOS_DEFAULT_S>();
+  blackLevel_ = {HI_TRUE, {kNotGiven, kNotGiven, kNotGiven, kNotGiven}};
+  exposure_ = {};
+  whiteBalance_ = {};
   if (isp.pfn_cmos_get_isp_default(defaults.get()) != HI_SUCCESS ||
       isp.pfn_cmos_get_isp_black_level(&blackLevel_) != HI_SUCCESS ||
       ae_->callbacks.pfn_cmos_get_ae_default(&exposure_) != HI_SUCCESS ||
       awb_->callbacks.pfn_cmos_get_awb_default(&whiteBalance_) != HI_SUCCESS) {
     return Error(Refusal::NotConfigured);
   }
-  if (exposure_.u32FullLinesStd < picture.stWndRect.u32Height || exposure_.u32MaxIntTime > exposure_.u32FullLinesStd ||
-      exposure_.u32MinIntTime > exposure_.u32MaxIntTime || exposure_.u32MinAgain < kUnityGain ||
-      exposure_.u32MinAgain > exposure_.u32MaxAgain || exposure_.u32MinDgain < kUnityGain ||
-      exposure_.u32MinDgain > exposure_.u32MaxDgain) {
+  if (!CanBeMeant(*defaults)) return Error(Refusal::NotConfigured);
+  if (!ExposureFits(picture.stWndRect.u32Height) || whiteBalance_.u16WbRefTemp < 2000 ||
+      whiteBalance_.u16WbRefTemp > 10000) {
     return Error(Refusal::BadParameter);
   }
   isp.pfn_sensor_init();
   return HI_SUCCESS;
+}
+
+bool SensorDescription::ExposureFits(HI_U32 height) const {
+  const AE_SENSOR_DEFAULT_S& e = exposure_;
+  return e.u32FullLinesStd >= height && e.u32MaxIntTime < e.u32FullLinesStd && e.u32MinIntTime != 0 &&
+         e.u32MinIntTime <= e.u32MaxIntTime && e.u32MinAgain >= kUnityGain && e.u32MinAgain <= e.u32MaxAgain &&
+         e.u32MinDgain >= kUnityGain && e.u32MinDgain <= e.u32MaxDgain;
 }
 
 void SensorDescription::Change(const ISP_PUB_ATTR_S& picture, WDR_MODE_E wdr) {
@@ -93,10 +118,19 @@ void SensorDescription::BeginToRun(HI_FLOAT rate) {
   if (!Complete()) return;
   const ISP_SENSOR_REGISTER_S isp = isp_->callbacks;
   const AE_SENSOR_REGISTER_S ae = ae_->callbacks;
-  ae.pfn_cmos_fps_set(rate, &exposure_);
+  if (ae.pfn_cmos_fps_set(rate, &exposure_) != HI_SUCCESS || exposure_.f32Fps != rate) {
+    complain_("the sensor did not take the rate of its pictures");
+  }
+  // Half a second of lines, by which the exposure is fitted to lamps.
+  const double halfSecond = exposure_.u32FullLinesStd * double{rate} / 2;
+  if (std::abs(exposure_.u32LinesPer500ms - halfSecond) > rate) {
+    complain_("the sensor's lines of half a second do not go with its lines and rate");
+  }
   HI_U32 analog = exposure_.u32MinAgain, digital = exposure_.u32MinDgain, analogValue = 0, digitalValue = 0;
   if (ae.pfn_cmos_again_calc_table(&analog, &analogValue) != HI_SUCCESS ||
-      ae.pfn_cmos_dgain_calc_table(&digital, &digitalValue) != HI_SUCCESS) {
+      ae.pfn_cmos_dgain_calc_table(&digital, &digitalValue) != HI_SUCCESS || analog < kUnityGain ||
+      analog > exposure_.u32MinAgain || digital < kUnityGain || digital > exposure_.u32MinDgain) {
+    complain_("the sensor does not have its own lowest gain");
     return;
   }
   ae.pfn_cmos_inttime_update(exposure_.u32MaxIntTime);
@@ -106,13 +140,22 @@ void SensorDescription::BeginToRun(HI_FLOAT rate) {
   for (HI_U32 i = 0; i < std::min<HI_U32>(list->u32RegNum, ISP_MAX_SNS_REGS); i++) {
     const ISP_SNS_REG_S& reg = list->astRegs[i];
     if (!reg.bUpdate) continue;
-    if (sensor_write_register(reg.u32RegAddr, reg.u32Data) != 0) return;
+    if (sensor_write_register(reg.u32RegAddr, reg.u32Data) != 0) {
+      complain_("the sensor did not take register " + std::to_string(reg.u32RegAddr));
+      return;
+    }
     sent_.push_back(reg);
   }
 }
 
 void SensorDescription::End() {
   if (isp_) isp_->callbacks.pfn_sensor_exit();
+}
+
+void SensorDescription::Forget() {
+  auto complain = std::move(complain_);
+  *this = SensorDescription{};
+  complain_ = std::move(complain);
 }
 
 }  // namespace twin

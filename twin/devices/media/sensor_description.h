@@ -1,11 +1,15 @@
 // What a program has told the ISP about the sensor at its input, as callbacks, and what they have answered.
 //
 // Modelled: the questions in their order, at the ISP's start and when it begins to run, one decision of the exposure
-// control, and the sending of the register list. Not modelled: exposure and white balance that go on deciding; what the
-// defaults do to the pixels. Registrations last until they are taken back or the process ends.
+// control, and the sending of the register list. Judged: that each default is given and can be meant, that lines, rate
+// and exposures go together, that rate, gains and registers are taken. Not modelled: exposure and white balance that go
+// on deciding; how strong the defaults are; which registers a sensor has, for there is none. Registrations last until
+// they are taken back or the process ends.
 #pragma once
 
+#include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "sdk/hi_mpi_sensor.h"
@@ -34,7 +38,8 @@ class SensorDescription {
   void BeginToRun(HI_FLOAT rate);
   void End();
 
-  void Forget() { *this = SensorDescription{}; }
+  void Forget();
+  void SetComplaints(std::function<void(const std::string&)> sink) { complain_ = std::move(sink); }
 
   // --- what was answered ---
   const AE_SENSOR_DEFAULT_S& Exposure() const { return exposure_; }
@@ -53,6 +58,7 @@ class SensorDescription {
   template <class Callbacks>
   static HI_S32 Drop(std::optional<Registration<Callbacks>>& place, SENSOR_ID sensor);
   bool Complete() const;
+  bool ExposureFits(HI_U32 height) const;
 
   std::optional<Registration<ISP_SENSOR_REGISTER_S>> isp_;
   std::optional<Registration<AE_SENSOR_REGISTER_S>> ae_;
@@ -61,6 +67,7 @@ class SensorDescription {
   AWB_SENSOR_DEFAULT_S whiteBalance_{};
   ISP_CMOS_BLACK_LEVEL_S blackLevel_{};
   std::vector<ISP_SNS_REG_S> sent_;
+  std::function<void(const std::string&)> complain_ = [](const std::string&) {};
 };
 
 }  // namespace twin

@@ -79,6 +79,7 @@ void SystemUnit::Exit() {
   ready_ = false;
   conf_.reset();
   bindings_.clear();
+  for (Block& block : blocks_) block.unit = nullptr;
 }
 
 HI_S32 SystemUnit::Bind(const MPP_CHN_S& source, const MPP_CHN_S& destination) {
@@ -105,9 +106,33 @@ bool SystemUnit::Bound(const MPP_CHN_S& source, const MPP_CHN_S& destination) co
   });
 }
 
+bool SystemUnit::BoundFrom(const MPP_CHN_S& source) const {
+  return std::any_of(bindings_.begin(), bindings_.end(), [&](const Binding& b) { return Same(b.source, source); });
+}
+bool SystemUnit::BoundTo(const MPP_CHN_S& destination) const {
+  return std::any_of(bindings_.begin(), bindings_.end(),
+                     [&](const Binding& b) { return Same(b.destination, destination); });
+}
+
+bool SystemUnit::Reserve(const void* unit, size_t count, uint64_t bytes) {
+  EndReservation(unit);
+  for (auto block = blocks_.rbegin(); block != blocks_.rend() && count > 0; block++) {
+    if (block->taken || block->unit != nullptr || block->size < bytes) continue;
+    block->unit = unit;
+    count--;
+  }
+  if (count > 0) EndReservation(unit);
+  return count == 0;
+}
+
+void SystemUnit::EndReservation(const void* unit) {
+  for (Block& block : blocks_) block.unit = block.unit == unit ? nullptr : block.unit;
+}
+
 std::optional<SystemUnit::Block> SystemUnit::TakeBlock(uint64_t bytes) {
-  const auto free = std::find_if(blocks_.begin(), blocks_.end(),
-                                 [&](const Block& block) { return !block.taken && block.size >= bytes; });
+  const auto free = std::find_if(blocks_.begin(), blocks_.end(), [&](const Block& block) {
+    return !block.taken && block.unit == nullptr && block.size >= bytes;
+  });
   if (free == blocks_.end()) return std::nullopt;
   free->taken = true;
   return *free;

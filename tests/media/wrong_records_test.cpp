@@ -1,0 +1,239 @@
+// What a field of a record does that is not what this camera needs: no frame comes in, a call is refused, or the
+// pictures come out otherwise and the board objects. What a missing call does, and an end in the wrong order.
+#include <gmock/gmock.h>
+
+#include <iterator>
+#include <numeric>
+#include <set>
+
+#include "tests/support/media_units.h"
+#include "twin/devices/media/media_calls.h"
+#include "twin/light/read_mark.h"
+
+using namespace std::chrono_literals;
+
+namespace twin {
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+
+// A change of one field of the records of a kind.
+template <class R>
+std::function<void(Record)> In(void (*change)(R&)) {
+  return [change](Record record) {
+    if (R** mine = std::get_if<R*>(&record)) change(**mine);
+  };
+}
+
+struct Wrong {
+  const char* objection;  // part of it; "unseen": no frame comes in
+  std::function<void(Record)> spoil;
+};
+
+const Wrong kWrongs[] = {
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.img_size.u32Width = 3840; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.raw_data_type = RAW_DATA_12BIT; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.sync_mode = LVDS_SYNC_MODE_SAV; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.vsync_type.sync_type = 1; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.fid_type.output_fil = 0; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.fid_type.fid = 1; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.lane_id[4] = 4; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { std::swap(r.lane_id[0], r.lane_id[1]); })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.data_endian = LVDS_ENDIAN_LITTLE; })},
+    {"unseen", In<MIPI_DEV_ATTR_S>([](auto& r) { r.sync_code[2][3][3] = 0x386; })},
+    {"unseen", In<VI_DEV_ATTR_S>([](auto& r) { r.enScanMode = VI_SCAN_INTERLACED; })},
+    {"unseen", In<ISP_PUB_ATTR_S>([](auto& r) { r.stWndRect.u32Width = 3200; })},
+    {"unseen", In<Timing>([](auto& r) { r.control = 0x40030000; })},
+    {"unseen", In<Timing>([](auto& r) { r.framePeriod = 2448 * 960 - 1; })},
+    {"unseen", In<Timing>([](auto& r) { r.linePeriod = 0; })},
+    {"unseen", In<Timing>([](auto& r) { r.frameWidth = 0; })},
+    {"unseen", In<Timing>([](auto& r) { r.lineWidth = 0; })},
+    {"other lines", In<Timing>([](auto& r) { r.linePeriod = 900; })},
+    {"ISP_Init", In<ISP_PUB_ATTR_S>([](auto& r) { r.stWndRect.u32Width = 4001; })},
+    {"ISP_Init", In<AE_SENSOR_DEFAULT_S>([](auto& r) { r.u32FullLinesStd = 2400, r.u32MaxIntTime = 2392; })},
+    {"ISP_Init", In<AE_SENSOR_DEFAULT_S>([](auto& r) { r.u32MaxIntTime = r.u32FullLinesStd; })},
+    {"ISP_Init", In<AE_SENSOR_DEFAULT_S>([](auto& r) { r.u32MinIntTime = 0; })},
+    {"ISP_Init", In<AE_SENSOR_DEFAULT_S>([](auto& r) { r.u32MaxAgain = 0; })},
+    {"half a second", In<AE_SENSOR_DEFAULT_S>([](auto& r) { r.u32LinesPer500ms /= 2; })},
+    {"ISP_Init", In<AWB_SENSOR_DEFAULT_S>([](auto& r) { r.u16WbRefTemp = 0; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stAgcTbl = {}; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stNoiseTbl = {}; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stDemosaic = {}; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stGamma.au16Gamma[9] = 0; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stRadial.au16Gain[128] = 0; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stBayerSharpen = {}; })},
+    {"ISP_Init", In<ISP_CMOS_DEFAULT_S>([](auto& r) { r.stYuvSharpen = {}; })},
+    {"too dark", In<ISP_CMOS_BLACK_LEVEL_S>([](auto& r) { r.au16BlackLevel[1] = 64; })},
+    {"false colours", In<ISP_PUB_ATTR_S>([](auto& r) { r.enBayer = BAYER_RGGB; })},
+    {"false colours", In<ISP_PUB_ATTR_S>([](auto& r) { r.enBayer = BAYER_GBRG; })},
+    {"ISP's rate", In<ISP_PUB_ATTR_S>([](auto& r) { r.f32FrameRate = 25; })},
+    {"some bits", In<VI_DEV_ATTR_S>([](auto& r) { r.au32CompMask[0] = 0xFF000000; })},
+    {"VI_SetDevAttr", In<VI_DEV_ATTR_S>([](auto& r) { r.au32CompMask[1] = 1; })},
+    {"VI_SetDevAttr", In<VI_DEV_ATTR_S>([](auto& r) { r.s32AdChnId[3] = 0; })},
+    {"VI_SetDevAttr", In<VI_DEV_ATTR_S>([](auto& r) { r.enDataSeq = VI_DATA_YUV_SEQ_E{}; })},
+    {"reversed", In<VI_DEV_ATTR_S>([](auto& r) { r.bDataRev = HI_TRUE; })},
+    {"mirrored", In<VI_CHN_ATTR_S>([](auto& r) { r.bMirror = HI_FALSE; })},
+    {"upside down", In<VI_CHN_ATTR_S>([](auto& r) { r.bFlip = HI_TRUE; })},
+    {"cut", In<VI_CHN_ATTR_S>([](auto& r) { r.stCapRect.u32Width = r.stDestSize.u32Width = 3200; })},
+    {"VI_SetChnAttr", In<VI_CHN_ATTR_S>([](auto& r) { r.stDestSize.u32Width = 1632; })},
+    {"VI_SetChnAttr", In<VI_CHN_ATTR_S>([](auto& r) { r.enCapSel = VI_CAPSEL_TOP; })},
+    {"VI_SetChnAttr", In<VI_CHN_ATTR_S>([](auto& r) { r.s32DstFrameRate = 30; })},
+    {"contrast", In<VI_DCI_PARAM_S>([](auto& r) { r.bEnable = HI_TRUE; })},
+    {"another matrix", In<VI_CSC_ATTR_S>([](auto& r) { r.enViCscType = VI_CSC_TYPE_709; })},
+    {"noisy", In<VPSS_GRP_ATTR_S>([](auto& r) { r.bNrEn = HI_FALSE; })},
+    {"contrast", In<VPSS_GRP_ATTR_S>([](auto& r) { r.bDciEn = HI_TRUE; })},
+    {"VPSS_CreateGrp", In<VPSS_GRP_ATTR_S>([](auto& r) { r.bIeEn = HI_TRUE; })},
+    {"mirrored", In<VPSS_CHN_ATTR_S>([](auto& r) { r.bMirror = HI_TRUE; })},
+    {"VPSS_SetChnMode", In<VPSS_CHN_MODE_S>([](auto& r) { r.bDouble = HI_TRUE; })},
+    {"VENC_CreateChn", In<VENC_ATTR_JPEG_S>([](auto& r) { r.bSupportDCF = HI_TRUE; })},
+    {"VENC_CreateChn", In<VENC_ATTR_JPEG_S>([](auto& r) { r.u32BufSize = 3264 * 2448; })},
+    {"VENC_CreateChn", In<VENC_ATTR_JPEG_S>([](auto& r) { r.u32BufSize -= 1; })},
+    {"VENC_CreateChn", In<VENC_ATTR_JPEG_S>([](auto& r) { r.u32BufSize = 64 << 20; })},
+    {"VB_Init", In<VB_CONF_S>([](auto& r) { r.astCommPool[0].u32BlkCnt = 17; })},
+    {"SYS_SetConf", In<MPP_SYS_CONF_S>([](auto& r) { r.u32AlignWidth = 8; })},
+    {"VI_EnableChn", In<VB_CONF_S>([](auto& r) { r.astCommPool[0].u32BlkSize /= 2; })},
+    {"VPSS_EnableChn", In<VB_CONF_S>([](auto& r) { r.astCommPool[0].u32BlkCnt = 8; })},
+    {"VB_SetConf", In<VB_CONF_S>([](auto& r) { r.u32MaxPoolCnt = 129; })},
+};
+
+struct ShootingUnits : MediaUnits {
+  // The pictures of a camera, one behind the other, as the encoders from `first` on make them; nothing if none comes.
+  std::vector<uint8_t> Shoot(VENC_CHN first) {
+    Do([&] {
+      StartAll();
+      const VENC_RECV_PIC_PARAM_S any = {-1};
+      for (VENC_CHN channel = first; channel <= 1; channel++) Ok(HI_MPI_VENC_StartRecvPicEx(channel, &any));
+    });
+    for (const int camera : {7, 8}) ArriveAndEncode(camera);
+    std::vector<uint8_t> taken;
+    Do([&] {
+      for (VENC_CHN channel = first; channel <= 1; channel++)
+        std::ranges::copy(Take(channel), std::back_inserter(taken));
+    });
+    return taken;
+  }
+};
+
+TEST(WrongRecord, IsRefusedOrNotSeenOrShowsInThePictures) {
+  const std::vector<uint8_t> good = ShootingUnits{}.Shoot(1);
+  ASSERT_TRUE(ReadMark(good));
+  for (const Wrong& wrong : kWrongs) {
+    ShootingUnits units;
+    units.spoil = wrong.spoil;
+    units.refused = 0;
+    const std::vector<uint8_t> picture = units.Shoot(1);
+    if (wrong.objection == std::string("unseen")) {
+      EXPECT_EQ(units.media.counts().unseen, 2u) << &wrong - kWrongs;
+      EXPECT_TRUE(picture.empty());
+    } else {
+      EXPECT_THAT(units.complaints, Contains(HasSubstr(wrong.objection))) << &wrong - kWrongs;
+      const bool shows =
+          std::ranges::any_of(units.complaints, [](auto& what) { return what.find("come out") != what.npos; });
+      EXPECT_EQ(shows, !picture.empty() && picture != good) << &wrong - kWrongs;
+    }
+    const std::string how = wrong.objection;
+    EXPECT_FALSE((how == "mirrored" || how == "reversed") && ReadMark(picture)) << how;
+  }
+}
+
+TEST(WrongEnd, OfWhatOthersStillUseIsRefusedOrObjectedTo) {
+  const std::pair<const char*, std::function<void(MediaUnits&)>> ends[] = {
+      {"VENC_DestroyChn 0", [](MediaUnits&) { HI_MPI_VENC_DestroyChn(0); }},
+      {"VPSS_DisableChn 1", [](MediaUnits&) { HI_MPI_VPSS_DisableChn(0, 1); }},
+      {"VPSS_StopGrp", [](MediaUnits&) { HI_MPI_VPSS_StopGrp(0); }},
+      {"VPSS_DestroyGrp", [](MediaUnits&) { HI_MPI_VPSS_DestroyGrp(0); }},
+      {"VI_DisableChn", [](MediaUnits&) { HI_MPI_VI_DisableChn(0); }},
+      {"VI_DisableDev", [](MediaUnits&) { HI_MPI_VI_DisableDev(0); }},
+      {"the ISP ends while the video input", [](MediaUnits&) { HI_MPI_ISP_Exit(0); }},
+      {"ends while an encoder", [](MediaUnits&) { HI_MPI_SYS_Exit(); }},
+      {"VB_Exit", [](MediaUnits&) { HI_MPI_VB_Exit(); }},
+      {"leaves the media system up", [](MediaUnits& units) { units.media.ProcessEnds(); }},
+      {"VENC_CreateChn 0", [](MediaUnits& units) { units.StartEncoder(0); }},
+  };
+  for (const auto& [objection, end] : ends) {
+    MediaUnits units;
+    units.refused = 0;
+    units.Do([&, &end = end] {
+      units.StartAll();
+      EXPECT_TRUE(units.complaints.empty());
+      end(units);
+    });
+    EXPECT_THAT(units.complaints, Contains(HasSubstr(objection)));
+  }
+  // The thread that runs the ISP must have come back.
+  MediaUnits units;
+  units.Do([&] {
+    units.StartSystem();
+    units.StartIsp();
+    EXPECT_EQ(HI_MPI_ISP_Exit(0), HI_SUCCESS);
+    EXPECT_EQ(HI_MPI_SYS_Exit(), HI_SUCCESS);
+  });
+  EXPECT_THAT(units.complaints, Contains(HasSubstr("HI_MPI_ISP_Run is still up")));
+}
+
+// Each call of the way up reports success and does nothing: another one is refused for it, or no picture comes.
+TEST(MissingCall, IsNoticed) {
+  const auto good = ShootingUnits{}.Shoot(0);
+  std::set<std::string> points;
+  for (size_t call = 0; call < static_cast<size_t>(MediaCall::Count); call++) {
+    points.insert(RowOf(static_cast<MediaCall>(call)).fault);
+  }
+  // One answers with an address; of what is never given back nothing else suffers here.
+  for (const char* point : {"sys.map", "sys.unmap", "venc.release"}) points.erase(point);
+  int missing = 0;
+  for (const std::string& point : points) {
+    for (int nth = 1;; nth++) {
+      ShootingUnits units;
+      units.refused = 0;
+      units.faults.Add(point + " silence nth=" + std::to_string(nth));
+      const auto pictures = units.Shoot(0);
+      if (units.faults.Fired() == 0) break;
+      EXPECT_TRUE(*units.refused > 0 || pictures != good) << point << " " << nth;
+      EXPECT_THAT(units.complaints, ::testing::IsEmpty()) << "a fault is nobody's mistake";
+      missing++;
+    }
+  }
+  EXPECT_EQ(missing, 37);
+}
+
+// A frame comes out when the next comes in, or never: not once the ISP has ended in between.
+TEST(MissingCall, NoFrameOfBeforeTheIspsEndComesOutAfterIt) {
+  MediaUnits units;
+  units.refused = 0;
+  units.Do([&] { units.StartAll(); });
+  units.ArriveAndEncode(0);
+  units.Do([] { EXPECT_EQ(HI_MPI_ISP_Exit(0), HI_SUCCESS); });
+  units.Do([&] { units.StartIsp(); });
+  units.ArriveAndEncode(1);
+  EXPECT_EQ(units.media.counts().unseen, 0u);
+  EXPECT_TRUE(units.media.Delivered().empty());
+}
+
+// A frame of 36 ms that is half through when the input leads it to memory: its upper half went by.
+TEST(Dump, HoldsWhatItSawOfAFrameThatHadBegun) {
+  constexpr size_t kBytes = size_t{3264} * 2448 * 2;
+  MediaUnits units;
+  units.Do([&] {
+    units.StartAll();
+    EXPECT_EQ(HI_MPI_VI_EnableBayerDump(0), HI_SUCCESS);
+    EXPECT_EQ(HI_MPI_SYS_SetReg(0x11380210, 1), HI_SUCCESS);
+    EXPECT_EQ(HI_MPI_VI_SetFrameDepth(17, 1), HI_SUCCESS);
+  });
+  units.kernel.Run(18ms);
+  units.Arrive(3);
+  units.Do([&] {
+    VIDEO_FRAME_INFO_S frame = {};
+    ASSERT_EQ(HI_MPI_VI_GetFrame(17, &frame, 0), HI_SUCCESS);
+    const uint64_t address = frame.stVFrame.u32PhyAddr[0], inPage = address % 4096;
+    void* where = nullptr;
+    const int memory = units.descriptors.Open("/dev/mem", 0);
+    ASSERT_EQ(units.descriptors.Map(memory, kBytes + inPage, address - inPage, &where), 0);
+    const auto row = [&](size_t number) { return static_cast<uint16_t*>(where) + inPage / 2 + number * 3264; };
+    EXPECT_EQ(std::accumulate(row(1000), row(1001), 0u), 0u);
+    EXPECT_NE(std::accumulate(row(1500), row(1501), 0u), 0u);
+  });
+}
+
+}  // namespace
+}  // namespace twin
