@@ -104,7 +104,7 @@ void Declare(CLI::App& program, Arguments& arguments) {
       ->check(CLI::ExistingFile.description(""))
       ->type_name("FILE");
   program.add_flag("--press-once", arguments.pressOnce,
-                   "Start, press the button once, print the path of the shot, end");
+                   "Start, press the button once, print the path of the shot, switch off");
   program.add_flag("--off", arguments.off, "Leave the board switched off until `power on`");
   program.add_option("--log", arguments.log, "Write the application's log there")->type_name("FILE");
   CLI::Option* transcript =
@@ -121,7 +121,7 @@ void Declare(CLI::App& program, Arguments& arguments) {
       "understood or not found.");
 }
 
-// From power-on to the finished file, as a person does it, who then looks at what came out.
+// From power-on to the finished file, as a person does it, who then looks at what came out, and switches off.
 int PressOnce(Console& console) {
   Board& board = console.board;
   const ShotJudge judge{board};
@@ -145,6 +145,12 @@ int PressOnce(Console& console) {
   std::cout << shot.string() << std::endl;
   const auto wrong = judge.WhatIsWrong();
   for (const std::string& sentence : wrong) std::cerr << "the shot is not good: " << sentence << '\n';
+  try {
+    console.Execute("power off");
+  } catch (const ExpectationFailed& failed) {
+    std::cerr << failed.what() << '\n';
+    return 1;
+  }
   return wrong.empty() ? 0 : 1;
 }
 
