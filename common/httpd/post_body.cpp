@@ -8,7 +8,7 @@
 #include "common/bounds.h"
 #include "common/types.h"
 
-static constexpr int kBlockSize = 4096;
+static constexpr int kStreamBuffer = 4096;  // of the file
 static constexpr int kCrcStep = 8;
 
 // Entry [n][b] is what byte b does to the CRC with n more bytes behind it, so that eight bytes cost eight lookups that
@@ -56,19 +56,19 @@ static bool TakeBytes(int sock, BYTE* bytes, int size) {
 // first byte of each block goes alone and the rest of the block follows into a buffer that has room for it: a full disk
 // shows at the same byte as if each had gone alone.
 unsigned int get_post_body(int sock, FILE* file, int size) {
-  std::array<BYTE, kBlockSize> block;
+  std::array<BYTE, kStreamBuffer> block;
   uint32_t crcValue = 0xFFFFFFFF;
   int place = 0;  // in the block of the stream's buffer
   bool isWritten = true;
   while (size > 0 && isWritten) {
-    const ssize_t seen = recv(sock, block.data(), static_cast<size_t>(LMin(size, kBlockSize)), MSG_PEEK);
+    const ssize_t seen = recv(sock, block.data(), static_cast<size_t>(LMin(size, kStreamBuffer)), MSG_PEEK);
     if (seen < 1) break;
     int taken = 0;
     while (taken < seen && isWritten) {
-      const int part = place == 0 ? 1 : LMin(kBlockSize - place, static_cast<int>(seen) - taken);
+      const int part = place == 0 ? 1 : LMin(kStreamBuffer - place, static_cast<int>(seen) - taken);
       const int written = static_cast<int>(fwrite(block.data() + taken, 1, static_cast<size_t>(part), file));
       crcValue = AddToCrc(crcValue, block.data() + taken, static_cast<size_t>(written));
-      place = (place + written) % kBlockSize;
+      place = (place + written) % kStreamBuffer;
       isWritten = written == part;
       taken += isWritten ? part : written + 1;
     }

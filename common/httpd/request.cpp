@@ -82,7 +82,8 @@ static constexpr QueryKey kQueryKeys[] = {
      }},
 };
 
-void parse_query(char* query, HttpRequest* request) {
+// Takes a query string apart, in place.
+static void ParseQuery(char* query, HttpRequest* request) {
   char* position = query;
   while (position != nullptr) {
     // An "&" in front of the "=" is part of the key; a last key without "=" is dropped.
@@ -146,7 +147,7 @@ RequestResult read_request(int client, HttpRequest* request) {
   char* query = strchr(request->url, '?');
   if (query != nullptr) {
     *query++ = '\0';
-    parse_query(query, request);
+    ParseQuery(query, request);
   }
   return ReadHeaders(client, buf, request) ? kRequestRead : kRequestGone;
 }

@@ -28,7 +28,7 @@ static void SendNumber(int client, int number) {
 // "YYYY-MM-DD_HH:MM:SS" by position alone: what stands between the numbers is not looked at.
 void set_time(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* request) {
   char* text = request->timeStr;
-  if (text == nullptr || strlen(text) != 19) {
+  if (strlen(text) != 19) {
     send_txt(client, 400, "BAD REQUEST", "Invalid time string");
     return;
   }

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 
 #include "tests/support/file_bytes.h"
@@ -14,22 +13,26 @@
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AllOf;
+using testing::Each;
 using testing::ElementsAre;
+using testing::Ge;
 using testing::IsEmpty;
+using testing::Le;
 using testing::SizeIs;
 using testing::StartsWith;
 
 struct HttpShot : HttpBoard {
-  // Times at which shots were let go, and the log line that says so.
-  std::vector<twin::Time> starts;
+  std::vector<twin::Time> starts;  // times at which shots were let go, by the log line that says so
   void WatchStarts() {
     board.OnLogLine([this](twin::Time when, const std::string& line) {
       if (line.find(": StartCapture") != std::string::npos) starts.push_back(when);
     });
   }
-  std::vector<long> StartsInMs() const {
+  // From one start to the next, in ms.
+  std::vector<long> Intervals() const {
     std::vector<long> all;
-    for (const twin::Time start : starts) all.push_back((start - starts[0]) / 1ms);
+    for (size_t i = 1; i < starts.size(); i++) all.push_back((starts[i] - starts[i - 1]) / 1ms);
     return all;
   }
 };
@@ -39,54 +42,35 @@ TEST_F(HttpShot, FromTheRequestToTheFetchedFile) {
   Ok("/do_capture?capmode=2&evmode=11&delay=2&strobemode=1&isomode=1&longitude=1214000000&latitude=-312000000");
   EXPECT_EQ(Follow(), "254,254 255,255 0,255 0,0");
   const List list = Poll();
-  ASSERT_THAT(list.names, SizeIs(1));
-  const std::string name = list.names[0];
-  EXPECT_THAT(name, StartsWith("attic_2026-06-15_10.3"));
-  const auto stored = FileBytes(board.disk.OnlyShot());
-
-  const HttpAnswer thumb = Get("/get_thumb?filename=" + name);
-  EXPECT_EQ(thumb.Type(), "image/jpeg");
-  EXPECT_EQ(thumb.ContentLength(), static_cast<int64_t>(thumb.body.size()));
-  const auto mark = twin::ReadMark({reinterpret_cast<const uint8_t*>(thumb.body.data()), thumb.body.size()});
+  ASSERT_THAT(list.names, ElementsAre(StartsWith("attic_2026-06-15_10.3")));
+  const std::string thumb = Get("/get_thumb?filename=" + list.names[0]).body;
+  const auto mark = twin::ReadMark({reinterpret_cast<const uint8_t*>(thumb.data()), thumb.size()});
   ASSERT_TRUE(mark);
   EXPECT_EQ(mark->mark.camera, 12);
   EXPECT_TRUE(mark->turned);
 
-  const HttpAnswer parameters = Get("/get_parameters?filename=" + name);
-  ASSERT_EQ(parameters.body.size(), sizeof(shot::Record));
-  shot::Record record{};
-  std::memcpy(&record, parameters.body.data(), sizeof record);
-  EXPECT_EQ(record.hdrMode, 4);
-  EXPECT_EQ(record.evBiasMode, 3);
-  EXPECT_EQ(record.timerMode, 2);
-  EXPECT_EQ(record.antiFlickerMode, 1);
-  EXPECT_EQ(record.isoMode, 1);
-  EXPECT_EQ(record.longitude, 1214000000);
-  EXPECT_EQ(record.latitude, -312000000);
-
-  const std::string fetched = Fetch(name);
-  EXPECT_EQ(std::filesystem::file_size(fetched), stored.size());
+  const std::string fetched = Fetch(list.names[0]);
   ExpectMarkedShot(fetched, 6, 1);
-  EXPECT_EQ(shot::ReadShot(fetched).record, record);
-
-  const shot::File preview(Fetch(name, "&onlypreview=1")), whole(board.disk.OnlyShot().string());
-  EXPECT_EQ(preview.Get().fileSize, static_cast<int64_t>(stored.size()));
-  for (const shot::Entry& entry : preview.Get().entries) {
-    shot::Bytes expected = whole.Jpeg(whole.Get().PlaceOf(entry.number));
-    if (entry.number >= 150) expected.resize(1024);
-    EXPECT_EQ(preview.Jpeg(entry), expected) << entry.number;
-  }
-
-  Ok("/del_file?filename=" + name);
+  const shot::Record record = shot::ReadShot(fetched).record;
+  EXPECT_EQ((std::vector{record.hdrMode, record.evBiasMode, record.timerMode, record.antiFlickerMode, record.isoMode,
+                         record.longitude, record.latitude}),
+            (std::vector{4, 3, 2, 1, 1, 1214000000, -312000000}));
+  EXPECT_EQ(Get("/get_parameters?filename=" + list.names[0]).body, FileText(fetched).substr(8, 256));
+  Ok("/del_file?filename=" + list.names[0]);
   board.Run(50ms);
   EXPECT_THAT(Poll().names, IsEmpty());
   EXPECT_THAT(board.disk.Shots(), IsEmpty());
 }
 
 TEST_F(HttpShot, TheNextStartKeepsWhatTheShotSet) {
+  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=0.000000s\r\niso=0\r\n");
   Ok("/do_capture?capmode=5&exposure=4000&iso=400&evmode=5&strobemode=2&isomode=1");
   Follow();
-  EXPECT_EQ(Get("/get_last_exposure").body.substr(0, 9), "exposure=");
+  double seconds = 0;
+  int iso = 0;
+  ASSERT_EQ(sscanf(Get("/get_last_exposure").body.c_str(), "exposure=%lfs\r\niso=%d\r\n", &seconds, &iso), 2);
+  EXPECT_NEAR(seconds, 0.004, 0.0001);
+  EXPECT_NEAR(iso, 400, 8);
   Ok("/config?btnsetting=1");
   Ok("/shutdown");
   ASSERT_TRUE(SwitchedOff());
@@ -94,23 +78,8 @@ TEST_F(HttpShot, TheNextStartKeepsWhatTheShotSet) {
   board.button.Press(100ms);
   ASSERT_TRUE(board.RunUntilShotEnds());
   const shot::Record record = shot::ReadShot(board.disk.Shots().back().string()).record;
-  EXPECT_EQ(record.hdrMode, 7);
-  EXPECT_EQ(record.evBiasMode, -3);
-  EXPECT_EQ(record.antiFlickerMode, 2);
-  EXPECT_EQ(record.isoMode, 1);
-}
-
-TEST_F(HttpShot, LastExposureIsTheShotsMiddleOne) {
-  EXPECT_EQ(Get("/get_last_exposure").body, "exposure=0.000000s\r\niso=0\r\n");
-  Ok("/do_capture?capmode=1&exposure=8000&iso=200");
-  Follow();
-  const shot::Record record = shot::ReadShot(board.disk.OnlyShot().string()).record;
-  double seconds = 0;
-  int iso = 0;
-  ASSERT_EQ(sscanf(Get("/get_last_exposure").body.c_str(), "exposure=%lfs\r\niso=%d\r\n", &seconds, &iso), 2);
-  EXPECT_NEAR(seconds, record.Exposure(1).Seconds(), 2e-6);
-  EXPECT_NEAR(iso, record.Exposure(1).Iso(), 1);
-  EXPECT_NEAR(seconds * iso, 0.008 * 200, 0.02);
+  EXPECT_EQ((std::vector{record.hdrMode, record.evBiasMode, record.antiFlickerMode, record.isoMode}),
+            (std::vector{7, -3, 2, 1}));
 }
 
 TEST_F(HttpShot, TwoHalves) {
@@ -133,10 +102,8 @@ TEST_F(HttpShot, OneCamera) {
     Ok("/cap_single?exposure=2000&camidx=" + number);
     EXPECT_EQ(Get("/get_single?camidx=" + number).raw, NotFoundAnswer("File not found"));
     Follow();
-    const HttpAnswer picture = Get("/get_single?camidx=" + number);
-    EXPECT_EQ(picture.Type(), "image/jpeg");
-    EXPECT_EQ(picture.ContentLength(), static_cast<int64_t>(picture.body.size()));
-    const auto mark = twin::ReadMark({reinterpret_cast<const uint8_t*>(picture.body.data()), picture.body.size()});
+    const std::string picture = Get("/get_single?camidx=" + number).body;
+    const auto mark = twin::ReadMark({reinterpret_cast<const uint8_t*>(picture.data()), picture.size()});
     ASSERT_TRUE(mark) << camera;
     EXPECT_EQ(mark->mark.camera, camera);
   }
@@ -145,27 +112,19 @@ TEST_F(HttpShot, OneCamera) {
 
 // --- series ---
 
-TEST_F(HttpShot, ASeriesOfTenDoesNotDrift) {
+TEST_F(HttpShot, ASeriesDoesNotDrift) {
   WatchStarts();
   Ok("/do_capture?timelapse=1");
   ASSERT_TRUE(board.RunUntil([this] { return starts.size() == 10; }, 10min));
   board.Run(20s);
   Ok("/do_capture");  // refused in silence
   Ok("/exit_timelapse");
-  EXPECT_THAT(Follow(5s), testing::EndsWith("0,0"));
   board.Run(2min);
-  EXPECT_EQ(starts.size(), 10u);
-  const auto times = StartsInMs();
-  for (size_t i = 0; i < times.size(); i++) EXPECT_NEAR(times[i], static_cast<long>(i) * 30000, 200) << i;
-  const List list = Poll();
-  ASSERT_THAT(list.names, SizeIs(10));
-  for (const std::string& name : list.names) {
-    const auto findings = shot::Verify(Fetch(name), shot::Depth::Structure);
-    EXPECT_FALSE(shot::HasFault(findings)) << name << shot::Text(findings);
-  }
-  Ok("/do_capture");
-  Follow();
-  EXPECT_THAT(Poll().names, SizeIs(11));
+  ASSERT_EQ(starts.size(), 10u);
+  EXPECT_NEAR((starts[9] - starts[0]) / 1ms, 9 * 30000, 200);
+  EXPECT_THAT(Intervals(), Each(AllOf(Ge(29800), Le(30200))));
+  EXPECT_THAT(Poll().names, SizeIs(10));
+  for (const auto& shot : board.disk.Shots()) EXPECT_FALSE(shot::HasFault(shot::Verify(shot, shot::Depth::Structure)));
 }
 
 TEST_F(HttpShot, ASeriesEndsByTheButton) {
@@ -178,9 +137,6 @@ TEST_F(HttpShot, ASeriesEndsByTheButton) {
   EXPECT_EQ(Follow(3min), "0,0");
   EXPECT_EQ(starts.size(), 2u) << "and the press is no shot";
   EXPECT_TRUE(board.Powered());
-  Ok("/do_capture");
-  Follow();
-  EXPECT_THAT(Poll().names, SizeIs(3));
 }
 
 TEST_F(HttpShot, AShotLongerThanTheIntervalDelaysTheNext) {
@@ -191,11 +147,8 @@ TEST_F(HttpShot, AShotLongerThanTheIntervalDelaysTheNext) {
   board.disk.SetWriteSpeed(25'000'000);
   Ok("/exit_timelapse");
   Follow(5s);
-  const auto times = StartsInMs();
-  for (size_t i = 1; i < 4; i++) EXPECT_GT(times[i] - times[i - 1], 31000) << i;
-  const List list = Poll();
-  EXPECT_THAT(list.names, SizeIs(4));
-  for (const auto& shot : board.disk.Shots()) EXPECT_FALSE(shot::HasFault(shot::Verify(shot, shot::Depth::Structure)));
+  EXPECT_THAT(Intervals(), Each(Ge(31000)));
+  EXPECT_THAT(Poll().names, SizeIs(4));
 }
 
 TEST_F(HttpShot, AFullDiskRefusesAndEndsASeries) {

@@ -2,48 +2,14 @@
 
 #include <cstdlib>
 
-namespace {
-
-std::string Header(const HttpAnswer& answer, const std::string& name) {
-  for (const std::string& line : answer.headers) {
-    if (line.compare(0, name.size() + 2, name + ": ") == 0) return line.substr(name.size() + 2);
-  }
-  return "";
-}
-
-}  // namespace
-
 int HttpAnswer::Status() const {
-  return statusLine.size() > 9 ? static_cast<int>(std::strtol(statusLine.c_str() + 9, nullptr, 10)) : 0;
-}
-
-std::string HttpAnswer::Type() const { return Header(*this, "Content-Type"); }
-
-int64_t HttpAnswer::ContentLength() const {
-  const std::string length = Header(*this, "Content-Length");
-  return length.empty() ? -1 : std::strtoll(length.c_str(), nullptr, 10);
+  return raw.size() > 9 ? static_cast<int>(std::strtol(raw.c_str() + 9, nullptr, 10)) : 0;
 }
 
 HttpAnswer AnswerOf(const twin::Client& client) {
-  HttpAnswer answer;
-  answer.raw = client.Received();
-  answer.ended = client.Ended();
-  answer.reset = client.WasReset();
-  size_t at = 0;
-  for (bool first = true;; first = false) {
-    const size_t end = answer.raw.find("\r\n", at);
-    if (end == std::string::npos) return answer;
-    const std::string line = answer.raw.substr(at, end - at);
-    at = end + 2;
-    if (line.empty()) break;
-    if (first) {
-      answer.statusLine = line;
-    } else {
-      answer.headers.push_back(line);
-    }
-  }
-  answer.body = answer.raw.substr(at);
-  return answer;
+  const std::string& raw = client.Received();
+  const size_t head = raw.find("\r\n\r\n");
+  return {raw, head == std::string::npos ? "" : raw.substr(head + 4), client.Ended(), client.WasReset()};
 }
 
 std::string GetText(const std::string& target) {
@@ -71,8 +37,23 @@ HttpAnswer Get(twin::Board& board, const std::string& target, uint16_t port) {
   return Exchange(board, port, GetText(target));
 }
 
-std::string TextAnswer(const std::string& status, const std::string& body) {
-  return "HTTP/1.0 " + status +
-         "\r\nServer: lumhttpd/0.1.0\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(body.size()) +
-         "\r\n\r\n" + body;
+namespace {
+
+std::string Answer(const std::string& status, const std::string& type, const std::string& body) {
+  return "HTTP/1.0 " + status + "\r\nServer: lumhttpd/0.1.0\r\nContent-Type: " + type +
+         "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+}  // namespace
+
+std::string TextAnswer(const std::string& status, const std::string& body) { return Answer(status, "text/html", body); }
+std::string FileAnswer(const std::string& type, const std::string& body) { return Answer("200 OK", type, body); }
+
+uint32_t Crc32(const std::string& bytes) {
+  uint32_t crc = 0xFFFFFFFF;
+  for (const char c : bytes) {
+    crc ^= static_cast<uint8_t>(c);
+    for (int bit = 0; bit < 8; bit++) crc = crc % 2 == 1 ? crc / 2 ^ 0xEDB88320u : crc / 2;
+  }
+  return ~crc;
 }

@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "twin/board.h"
 
@@ -11,16 +10,12 @@ constexpr uint16_t kControl = 8080;
 constexpr uint16_t kBulk = 8081;
 
 struct HttpAnswer {
-  std::string raw;                   // every byte that came
-  std::string statusLine;            // "HTTP/1.0 200 OK"; empty if no line came
-  std::vector<std::string> headers;  // in their order, without line ends
+  std::string raw;  // every byte that came
   std::string body;
   bool ended = false;  // the board closed the connection within the limit
   bool reset = false;  // ... and left something unread, which the client sees as a reset
 
-  int Status() const;             // 200; 0 if there is none
-  std::string Type() const;       // of the content
-  int64_t ContentLength() const;  // as promised; -1 if nothing was
+  int Status() const;  // 200; 0 if there is none
 };
 
 // Takes apart what a client has received so far.
@@ -39,5 +34,8 @@ bool RunUntilEnded(twin::Board& board, const twin::Client& client, twin::Duratio
 
 // What a good text answer looks like, to the byte.
 std::string TextAnswer(const std::string& status, const std::string& body);
+std::string FileAnswer(const std::string& type, const std::string& body);
 inline std::string OkAnswer(const std::string& body = "OK") { return TextAnswer("200 OK", body); }
 inline std::string NotFoundAnswer(const std::string& body) { return TextAnswer("404 NOT FOUND", body); }
+// As zlib has it; an upload's own sum.
+uint32_t Crc32(const std::string& bytes);

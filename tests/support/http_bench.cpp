@@ -1,5 +1,6 @@
 #include "tests/support/http_bench.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <sstream>
@@ -42,6 +43,7 @@ const Field fields[] = {
 HttpBench::HttpBench() : open(board.descriptors.OpenCount()) {
   std::filesystem::create_directories(Disk("DCIM"));
   for (Shared<int8_t>& value : ctrl->camTemp) value = 0x7F;
+  for (Shared<BYTE>& sample : ctrl->batVoltageVal) sample = 63;
   Prepare();
 }
 
@@ -49,58 +51,45 @@ void HttpBench::Prepare() {
   for (const Field& field : fields) field.set(*ctrl, field.before);
   std::strcpy(ctrl->prefix, "before");
   found.clear();
-  for (const Field& field : fields) field.set(*before_, field.get(*ctrl));
+  Set("");
 }
 
 void HttpBench::Set(const std::string& words) {
   std::istringstream all(words);
-  for (std::string word; all >> word;) {
-    const std::string name = word.substr(0, word.find('='));
-    const int64_t value = std::stoll(word.substr(word.find('=') + 1));
-    if (name == "calibration") calibration = static_cast<int>(value);
-    if (name == "battery") {
-      for (Shared<BYTE>& sample : ctrl->batVoltageVal) sample = static_cast<BYTE>(value);
-      ctrl->batVoltageValIdx = before_->batVoltageValIdx = 64;
-    }
-    bool isKnown = name == "calibration" || name == "battery";
-    for (const Field& field : fields) {
-      if (name != field.name) continue;
-      field.set(*ctrl, value);
-      field.set(*before_, value);
-      isKnown = true;
-    }
-    if (!isKnown) throw std::invalid_argument("no field " + name);
+  for (std::string name, value; std::getline(all >> std::ws, name, '=') && all >> value;) {
+    const auto field = std::ranges::find(fields, name, &Field::name);
+    if (field == std::end(fields)) throw std::invalid_argument("no field " + name);
+    field->set(*ctrl, std::stoll(value));
   }
+  for (size_t i = 0; i < std::size(fields); i++) before_[i] = fields[i].get(*ctrl);
 }
 
 std::string HttpBench::Written() const {
   std::string all;
-  const auto add = [&all](const std::string& word) { all += (all.empty() ? "" : " ") + word; };
-  for (const Field& field : fields) {
-    if (field.get(*ctrl) == field.get(*before_)) continue;
-    add(std::string(field.name) == "actionTime" ? "stamp" : field.name + ("=" + std::to_string(field.get(*ctrl))));
+  for (size_t i = 0; i < std::size(fields); i++) {
+    const int64_t value = fields[i].get(*ctrl);
+    const bool isStamp = fields[i].name == std::string("actionTime");
+    if (value != before_[i]) all += isStamp ? "stamp " : fields[i].name + ("=" + std::to_string(value)) + " ";
   }
   const std::string prefix(ctrl->prefix, strnlen(ctrl->prefix, sizeof(ctrl->prefix)));
-  if (prefix != "before") add("prefix=" + prefix);
-  return all;
+  if (prefix != "before") all += "prefix=" + prefix + " ";
+  return all.substr(0, all.find_last_not_of(' ') + 1);
 }
 
 void HttpBench::Start() {
   board.PowerOn([this] {
     g_lumoDebug = twin_stderr;
     twin_signal(SIGPIPE, SIG_IGN);
-    const char* interface = (ctrl->usbMode & kUsbEthernet) != 0 ? "eth0" : "wlan0";
-    board.interfaces.Add(interface);
-    board.interfaces.SetUp(interface, true);
+    board.interfaces.Add("eth0");
+    board.interfaces.SetUp("eth0", true);
     board.kernel.Spawn("control", [this] { ControlThread(); });
     board.kernel.Spawn("port 8080", [this] { LumoServerMain0(ctrl.get()); });
     board.kernel.Spawn("port 8081", [this] { LumoServerMain1(ctrl.get()); });
     for (;;) board.kernel.Spend(1s);
     return 0;
   });
-  ASSERT_TRUE(
-      board.RunUntil([this] { return board.network.Listening(kControl) && board.network.Listening(kBulk); }, 1min))
-      << board.Log();
+  const auto isOpen = [this] { return board.network.Listening(kControl) && board.network.Listening(kBulk); };
+  ASSERT_TRUE(board.RunUntil(isOpen, 1min)) << board.Log();
   open = board.descriptors.OpenCount();
 }
 
@@ -116,7 +105,7 @@ void HttpBench::ControlThread() {
     found = Written();
     if (ctrl->needReadTemperature != 0) board.kernel.Spend(temperature);
     ctrl->remoteCapCmd = 0;
-    if (ctrl->needCompassCalibrate != 0) ctrl->needCompassCalibrate = static_cast<BYTE>(calibration);
+    if (ctrl->needCompassCalibrate != 0) ctrl->needCompassCalibrate = calibration;
     ctrl->needReadTemperature = 0;
   }
 }

@@ -16,24 +16,21 @@ class HttpBench : public testing::Test {
   HttpBench();
   void TearDown() override;  // no request may have left anything open
 
-  // Powers the board on with an interface that is up, and returns when both ports can be reached.
-  void Start();
+  void Start();  // powers the board on and returns when both ports can be reached
   HttpAnswer Get(const std::string& target, uint16_t port = kControl) { return ::Get(board, target, port); }
   std::filesystem::path Disk(const std::string& name) const { return board.disk.Directory() / name; }
-  size_t Logged(const std::string& text) const { return board.LogCount(text); }
 
-  // Puts fields to values by their names, "timeLapse=2 usbMode=6"; "battery=50" is the last 64 samples.
-  void Set(const std::string& words);
-  // What requests may write, before one: 77, or 0 where that would mean something to them.
+  // Puts what requests may write to 77, or to 0 where that would mean something to them.
   void Prepare();
-  // The fields that are not as they were at the last Prepare, "timeLapse=2 needFormat=255"; of the time of the last
-  // action only "stamp".
+  // Puts fields to values by their names: "timeLapse=2 usbMode=6". The battery is full once it counts as measured.
+  void Set(const std::string& words);
+  // The fields that are not as these two left them, "timeLapse=2 needFormat=255"; of the time of the last action only
+  // "stamp".
   std::string Written() const;
 
-  // What was written when the control thread found something to do.
-  std::string found;
+  std::string found;  // what was written when the control thread found something to do
   bool isAttentive = true;
-  int calibration = 0;              // its answer to a compass request
+  BYTE calibration = 0;             // its answer to a compass request
   twin::Duration temperature = {};  // until a reading is done
 
   twin::Board board{{}};
@@ -42,5 +39,5 @@ class HttpBench : public testing::Test {
 
  private:
   void ControlThread();
-  std::unique_ptr<ControlSignals> before_ = std::make_unique<ControlSignals>();
+  int64_t before_[40];
 };

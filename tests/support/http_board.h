@@ -37,7 +37,7 @@ class HttpBoard : public testing::Test {
   std::string Follow(twin::Duration settled = std::chrono::milliseconds(500));
 
   // Fetches a file by /get_file and keeps the body. Returns where.
-  std::string Fetch(const std::string& name, const std::string& more = "");
+  std::string Fetch(const std::string& name);
   bool SwitchedOff(twin::Duration limit = std::chrono::minutes(1)) {
     return board.RunUntil([this] { return !board.Powered(); }, limit);
   }

@@ -61,8 +61,8 @@ ssize_t twin_recv(int descriptor, void* data, size_t size, int flags) {
 }
 
 ssize_t twin_send(int descriptor, const void* data, size_t size, int flags) {
-  const long sent = Noted("send " + twin::Quoted(std::string(static_cast<const char*>(data), size)),
-                          Board::Current().network.Send(descriptor, data, size, flags));
+  const long sent = Board::Current().network.Send(descriptor, data, size, flags);
+  if (Transcript::Hears("net")) Noted("send " + twin::Quoted(std::string(static_cast<const char*>(data), size)), sent);
   if (sent == -EPIPE && (flags & MSG_NOSIGNAL) == 0) Board::Current().RaiseSignal(SIGPIPE);
   return WithErrno(sent);
 }

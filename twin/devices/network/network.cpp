@@ -81,6 +81,8 @@ int Network::Bind(int descriptor, const sockaddr* address, socklen_t size) {
   std::memcpy(&name, address, sizeof name);
   const uint16_t port = ntohs(name.sin_port);
   if (const int error = bind_.AskFailure(port)) return -error;
+  if (name.sin_addr.s_addr != htonl(INADDR_ANY)) return -EADDRNOTAVAIL;
+  if (socket->port != 0) return -EINVAL;
   if (std::any_of(sockets_.begin(), sockets_.end(), [port](const SocketFile* s) { return s->port == port; })) {
     return -EADDRINUSE;
   }

@@ -6,8 +6,9 @@
 // Judged: the backlog, beyond which nobody is let in and a client asks again after 1, 3, 7, ... 63 s; half-close;
 // resets: by a peer, of a peer whose bytes were left unread, and in answer to bytes that nobody takes. Who sends on
 // after a peer's reset has EPIPE, which the socket door makes a SIGPIPE. One stream a connection, its window bounded.
-// Not judged: addresses, loss, delay, bandwidth, how bytes are put into packets; data in flight when an interface goes
-// down stays where it is until it is up again.
+// A port can be bound to all addresses alone: the board's own is not known.
+// Not judged: a client's address and interface, loss, delay, bandwidth, how bytes are put into packets; data in flight
+// when an interface goes down stays where it is until it is up again.
 // Faults: "net.socket", "net.option", "net.bind", "net.listen", "net.accept": Fail; "net.send", "net.receive": Fail.
 #pragma once
 
