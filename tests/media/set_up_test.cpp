@@ -219,22 +219,31 @@ class SetUp : public ::testing::Test {
     board.PowerOff();
     board.faults.Clear();
     if (!fault.empty()) board.faults.Add(fault);
-    twin::Transcript transcript(board.kernel, "media thread sleep log");
+    twin::Transcript transcript(board.kernel, "media thread sleep log file");
     OnBoard(board, [&] {
       static ControlSignals ctrlSigs;
       ctrlSigs.needQuit = 1;
       transcript.Forget();
+      const size_t blocks = board.heap.Blocks();
       result = SAMPLE_VENC_1080P_MJPEG_JPEG(&ctrlSigs);
+      EXPECT_EQ(board.heap.Blocks(), blocks);
     });
+    int filesOpen = 0;
     made.clear();
     ofIspThread.clear();
     for (const twin::Transcript::Line& line : transcript.Lines()) {
+      if (line.text.starts_with("file")) {
+        filesOpen += line.text.starts_with("file open") && !line.text.ends_with("failed");
+        filesOpen -= line.text == "file close";
+        continue;
+      }
       if (line.text.starts_with("log") && !line.text.starts_with("log SAMPLE_VENC")) continue;
       if (line.text == "sleep 1000" && !made.empty() && made.back() == kRest) continue;  // the array's own
       const bool thread = line.text.starts_with("thread ");                              // its number says nothing
       const std::string text = thread ? line.text.substr(0, line.text.rfind(' ')) : line.text;
       (line.thread == "main" ? made : ofIspThread).push_back(text);
     }
+    EXPECT_EQ(filesOpen, 0);
     return result;
   }
 
