@@ -23,6 +23,10 @@ struct TagCameraConfInfo {
 };
 using CameraConfInfo = TagCameraConfInfo;
 
+// Reads all rows from the working directory. What the file lacks stays as it was. Returns the bytes that came, or -1 if
+// there is no such file.
+int LumoReadCameraConf(CameraConfInfo* camConfInfos);
+
 // "CameraVignet_800": how each camera's light falls off. In row 0 the last element of each colour's curve is no
 // curve point: it holds the white balance gain of that colour.
 struct TagCameraVignetInfo {

@@ -39,3 +39,7 @@ static_assert(layIdxTable[8] == 0 && camIdxTable[8] == 8);
 static_assert(layIdxTable[9] == 1 && camIdxTable[9] == 0 && layIdxTable[15] == 1 && camIdxTable[15] == 6);
 static_assert(layIdxTable[16] == 2 && camIdxTable[16] == 0 && layIdxTable[23] == 2 && camIdxTable[23] == 7);
 static_assert(layIdxTable[24] == 1 && camIdxTable[24] == 7);
+
+// Whether a camera stands upright in its raw frames: by image number 0, 1, 23 and 24 do, the others stand on their
+// heads. Cleaning mirrors the rows of those, and their files begin with the last row.
+constexpr bool LumoIsUpright(int camIdx) { return camIdx == 0 || camIdx == 1 || camIdx == 23 || camIdx == 24; }

@@ -29,7 +29,7 @@ bool LumoWalkShot(FILE* file, ShotLayout* layout) {
     offset += kSkippedSize;
     if (!LumoReadAt(file, offset, &curSecToken, sizeof(curSecToken))) return false;
   }
-  if (curSecToken == kLogoDataSecToken) {
+  if (curSecToken == logoDataSecToken) {
     uint32_t logoDataSecSize = 0;
     if (!LumoReadAt(file, offset + 2, &logoDataSecSize, sizeof(logoDataSecSize))) return false;
     layout->indexOffset = offset + logoDataSecSize + 12;

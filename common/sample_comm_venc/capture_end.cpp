@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr char kWhole[] = "LumoVencCaptureEnd";  // in whose name its steps speak
+
 constexpr int kHalfWidth = 1632;
 constexpr int kHalfHeight = 1224;
 constexpr int kThumbWidth = kHalfWidth / 4;
@@ -18,14 +20,16 @@ constexpr int kThumbQuality = 80;
 constexpr size_t kSrcYUVSize = size_t{kHalfWidth} * kHalfHeight * 3 / 2;
 constexpr size_t kDstYUVSize = size_t{kThumbWidth} * kThumbHeight * 3 / 2;
 static_assert(kSrcYUVSize + kDstYUVSize == 3183624);
+static_assert(kThumbWidth >= kMinZoomWidth);
 
-void StopChannels(ControlSignals* ctrlSigs) {
+// Always tries both.
+void StopAndReport(ControlSignals* ctrlSigs) {
   if (HI_MPI_VENC_StopRecvPic(VencChn0) != HI_SUCCESS) {
-    LumoLog("HI_MPI_VENC_StopRecvPic(VencChn0) error\n");
+    LumoLogAs(kWhole, "HI_MPI_VENC_StopRecvPic(VencChn0) error\n");
     ctrlSigs->needSave = 1;
   }
   if (HI_MPI_VENC_StopRecvPic(VencChn1) != HI_SUCCESS) {
-    LumoLog("HI_MPI_VENC_StopRecvPic(VencChn1) error\n");
+    LumoLogAs(kWhole, "HI_MPI_VENC_StopRecvPic(VencChn1) error\n");
     ctrlSigs->needSave = 2;
   }
 }
@@ -40,22 +44,22 @@ BYTE PatchIndex(LumoVencStatus* en) {
   const size_t jpgDataIndexSize = ReplaySequenceOf(en->mode).jpgDataIndexSize;
   en->sumJpgSize = en->fileOffset;
   if (fseek(en->oriFile, en->jpgDataIndexOffset, SEEK_SET) != 0) {
-    LumoLog("fseek error\n");
+    LumoLogAs(kWhole, "fseek error\n");
     return 4;
   }
   if (fwrite(en->jpgDataIndex, 1, jpgDataIndexSize, en->oriFile) != jpgDataIndexSize) {
-    LumoLog("fwrite error\n");
+    LumoLogAs(kWhole, "fwrite error\n");
     return 5;
   }
   fflush(en->oriFile);
   if (fseek(en->oriFile, en->sumJpgSizeOffset, SEEK_SET) != 0) {
-    LumoLog("fseek error\n");
+    LumoLogAs(kWhole, "fseek error\n");
     return 6;
   }
   fwrite(&en->sumJpgSize, 1, sizeof(en->sumJpgSize), en->oriFile);
   fflush(en->oriFile);
   if (fseek(en->oriFile, 0, SEEK_END) != 0) {
-    LumoLog("fseek error\n");
+    LumoLogAs(kWhole, "fseek error\n");
     return 8;
   }
   return 0;
@@ -75,7 +79,7 @@ BYTE WriteThumbnail(LumoVencStatus* en, int thumbIdx, BYTE* block) {
   BYTE* const dstYUVBytes = block + kSrcYUVSize;
   if (!HasHalfJpeg(en, thumbIdx) ||
       LoadJPGBuf(srcYUVBytes, en->jpgFileBuf, en->jpgDataIndex[thumbIdx].jpgFileSize, kHalfWidth, kHalfHeight) < 0) {
-    LumoLog("LoadJPGBuf error\n");
+    LumoLogAs(kWhole, "LoadJPGBuf error\n");
     return 10;
   }
   ZoomQtrYuv(dstYUVBytes, srcYUVBytes, kThumbWidth, kThumbHeight);
@@ -85,10 +89,10 @@ BYTE WriteThumbnail(LumoVencStatus* en, int thumbIdx, BYTE* block) {
   BYTE* const thumbnail = fits ? en->jpgFileBuf : srcYUVBytes;
   int jpgFileSize = 0;
   if (SaveJPGBuf(thumbnail, &jpgFileSize, dstYUVBytes, kThumbWidth, kThumbHeight, kThumbQuality) < 0) {
-    LumoLog("SaveJPGBuf error\n");
+    LumoLogAs(kWhole, "SaveJPGBuf error\n");
     return 11;
   }
-  LumoWriteSectionHead(en->oriFile, kThumbDataSecToken, jpgFileSize);
+  LumoWriteSectionHead(en->oriFile, thumbDataSecToken, jpgFileSize);
   fwrite(thumbnail, 1, jpgFileSize, en->oriFile);
   fflush(en->oriFile);
   return 0;
@@ -98,7 +102,7 @@ BYTE FinishContainer(LumoVencStatus* en, const ControlSignals* ctrlSigs) {
   if (const BYTE code = PatchIndex(en); code != 0) return code;
   BYTE* const block = static_cast<BYTE*>(malloc(kSrcYUVSize + kDstYUVSize));
   if (block == nullptr) {
-    LumoLog("malloc error\n");
+    LumoLogAs(kWhole, "malloc error\n");
     return 9;
   }
   const BYTE code = WriteThumbnail(en, ThumbIdxOf(ReplaySequenceOf(en->mode), ctrlSigs->thumbCamIdx), block);
@@ -119,7 +123,7 @@ void TakeFinalName(LumoVencStatus* en, const char* extension) {
 
 int LumoVencCaptureEnd(LumoVencStatus* en, ControlSignals* ctrlSigs) {
   LumoLog("End Cap\n");
-  StopChannels(ctrlSigs);
+  StopAndReport(ctrlSigs);
   if (ctrlSigs->needSave == 1 || ctrlSigs->needSave == 2) return -ctrlSigs->needSave;
   if (en->oriFile == nullptr) {
     ctrlSigs->needSave = 3;

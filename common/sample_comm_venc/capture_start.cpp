@@ -16,6 +16,8 @@
 
 namespace {
 
+constexpr char kWhole[] = "LumoVencCapture";  // in whose name its steps speak
+
 constexpr int kLoadWaitUs = 40000;    // after each priming load: a frame's way to the encoders
 constexpr int kSettleWaitUs = 30000;  // once behind the priming
 constexpr int kSingleGain = 32;       // a single picture's settings do not follow its exposure
@@ -32,7 +34,7 @@ StoredAt StoredAtOf(int camIdx) { return {layIdxTable[camIdx], static_cast<BYTE>
 // A setting beyond the last camera means the last camera, as it does for a client's request.
 int SingleCamIdx(BYTE saveSingle) { return saveSingle <= kCameraCount ? saveSingle - 1 : kCameraCount - 1; }
 
-int Fail(ControlSignals* ctrlSigs, BYTE code) {
+int LeaveCode(ControlSignals* ctrlSigs, BYTE code) {
   ctrlSigs->needCapture = code;
   return -code;
 }
@@ -65,7 +67,7 @@ void SaveVertex(const ControlSignals* ctrlSigs) {
   fwrite(text, 1, length, file);
   fflush(file);
   fclose(file);
-  LumoLog("SaveVertexStr:\n%s", text);
+  LumoLogAs(kWhole, "SaveVertexStr:\n%s", text);
 }
 
 // The shot records the corrected tilt; a request for a new zero takes the tilt that was just read.
@@ -119,21 +121,21 @@ BYTE StartChannels(LumoVencStatus* en, int pictures) {
   VENC_RECV_PIC_PARAM_S stRecvParam = {};
   stRecvParam.s32RecvPicNum = pictures;
   if (HI_MPI_VENC_StartRecvPicEx(VencChn0, &stRecvParam) != HI_SUCCESS) {
-    LumoLog("HI_MPI_VENC_StartRecvPicEx(VencChn0) error\n");
+    LumoLogAs(kWhole, "HI_MPI_VENC_StartRecvPicEx(VencChn0) error\n");
     return 2;
   }
   if (HI_MPI_VENC_StartRecvPicEx(VencChn1, &stRecvParam) != HI_SUCCESS) {
-    LumoLog("HI_MPI_VENC_StartRecvPicEx(VencChn1) error\n");
+    LumoLogAs(kWhole, "HI_MPI_VENC_StartRecvPicEx(VencChn1) error\n");
     return 3;
   }
   en->vencFd0 = HI_MPI_VENC_GetFd(VencChn0);
   if (!Selectable(en->vencFd0)) {
-    LumoLog("HI_MPI_VENC_GetFd(VencChn0) error\n");
+    LumoLogAs(kWhole, "HI_MPI_VENC_GetFd(VencChn0) error\n");
     return 4;
   }
   en->vencFd1 = HI_MPI_VENC_GetFd(VencChn1);
   if (!Selectable(en->vencFd1)) {
-    LumoLog("HI_MPI_VENC_GetFd(VencChn1) error\n");
+    LumoLogAs(kWhole, "HI_MPI_VENC_GetFd(VencChn1) error\n");
     return 5;
   }
   return 0;
@@ -143,7 +145,7 @@ BYTE StartChannels(LumoVencStatus* en, int pictures) {
 // short one leaves the last record, or zeros.
 void WriteVignetting(FILE* file, FILE* vignetFile) {
   BYTE record[kCameraVignetSize] = {};
-  LumoWriteSectionHead(file, kCamVignetInfosToken, kCameraCount * kCameraVignetSize);
+  LumoWriteSectionHead(file, camVignetInfosToken, kCameraCount * kCameraVignetSize);
   for (int i = 0; i < kCameraCount; i++) {
     fread(record, 1, sizeof(record), vignetFile);
     fwrite(record, 1, sizeof(record), file);
@@ -157,7 +159,7 @@ void WriteLogo(FILE* file) {
   long left = ftell(logoFile);
   if (left < 0) left = 0;
   fseek(logoFile, 0, SEEK_SET);
-  LumoWriteSectionHead(file, kLogoDataSecToken, static_cast<int32_t>(left));
+  LumoWriteSectionHead(file, logoDataSecToken, static_cast<int32_t>(left));
   BYTE block[1024];
   while (left > 0) {
     const size_t wanted = left < long{sizeof(block)} ? left : sizeof(block);
@@ -171,23 +173,23 @@ void WriteLogo(FILE* file) {
 }
 
 void WriteHead(LumoVencStatus* en, const ControlSignals* ctrlSigs, const RawImageInfo* rawImgInfo,
-               uint16_t fileTypeToken, const BYTE* camConfInfos, FILE* vignetFile) {
+               uint16_t fileTypeToken, const CameraConfInfo* camConfInfos, FILE* vignetFile) {
   FILE* const file = en->oriFile;
   LumoWriteToken(file, fileTypeToken);
-  LumoWriteSectionHead(file, kRawImgInfoToken, sizeof(*rawImgInfo));
+  LumoWriteSectionHead(file, rawImgInfoToken, sizeof(*rawImgInfo));
   fwrite(rawImgInfo, 1, sizeof(*rawImgInfo), file);
-  LumoWriteSectionHead(file, kCamConfInfosToken, kCamConfInfoSize);
+  LumoWriteSectionHead(file, camConfInfosToken, kCamConfInfoSize);
   fwrite(camConfInfos, 1, kCamConfInfoSize, file);
   WriteVignetting(file, vignetFile);
   WriteLogo(file);
 
   const int jpgDataIndexSize = ReplaySequenceOf(ctrlSigs->captureMode).jpgDataIndexSize;
-  LumoWriteSectionHead(file, kJpgDataIndexToken, jpgDataIndexSize);
+  LumoWriteSectionHead(file, jpgDataIndexToken, jpgDataIndexSize);
   en->jpgDataIndexOffset = static_cast<int>(ftell(file));
   fwrite(en->jpgDataIndex, 1, jpgDataIndexSize, file);
 
   en->sumJpgSize = 0;
-  LumoWriteToken(file, kJpgDataSecToken);
+  LumoWriteToken(file, jpgDataSecToken);
   en->sumJpgSizeOffset = static_cast<int>(ftell(file));
   fwrite(&en->sumJpgSize, 1, sizeof(en->sumJpgSize), file);
   fflush(file);
@@ -200,17 +202,14 @@ BYTE OpenContainer(LumoVencStatus* en, ControlSignals* ctrlSigs, const ExposureS
   LumoFillRawImageInfo(&rawImgInfo, ctrlSigs, exposures, localTime, microseconds, en->shootIdx);
   const uint16_t fileTypeToken = LumoIsOriShot(ctrlSigs) ? kFileTypeTokenOri : kFileTypeTokenDwo;
 
-  BYTE camConfInfos[kCamConfInfoSize] = {};
-  FILE* const confFile = fopen("CameraConf_800", "rb");
-  if (confFile == nullptr) {
-    LumoLog("Read CameraConf_800 error\n");
+  CameraConfInfo camConfInfos[kCameraCount] = {};
+  if (LumoReadCameraConf(camConfInfos) < 0) {
+    LumoLogAs(kWhole, "Read CameraConf_800 error\n");
     return 6;
   }
-  fread(camConfInfos, 1, sizeof(camConfInfos), confFile);
-  fclose(confFile);
   FILE* const vignetFile = fopen("CameraVignet_800", "rb");
   if (vignetFile == nullptr) {
-    LumoLog("Read CameraVignet_800 error\n");
+    LumoLogAs(kWhole, "Read CameraVignet_800 error\n");
     return 7;
   }
 
@@ -222,7 +221,7 @@ BYTE OpenContainer(LumoVencStatus* en, ControlSignals* ctrlSigs, const ExposureS
            positionKnown ? 'Y' : 'N');
   en->oriFile = fopen(en->oriPath, "wb");
   if (en->oriFile == nullptr) {
-    LumoLog("fopen oriPath error\n");
+    LumoLogAs(kWhole, "fopen oriPath error\n");
     fclose(vignetFile);
     return 8;
   }
@@ -236,7 +235,7 @@ BYTE OpenSingle(LumoVencStatus* en, int camIdx) {
   LumoSingleTmpPath(en->oriPath, camIdx);
   en->oriFile = fopen(en->oriPath, "wb");
   if (en->oriFile == nullptr) {
-    LumoLog("fopen oriPath error\n");
+    LumoLogAs(kWhole, "fopen oriPath error\n");
     return 8;
   }
   en->jpgDataIndexOffset = 0;
@@ -268,7 +267,7 @@ int LumoVencCapture(LumoVencStatus* en, ControlSignals* ctrlSigs) {
   if (!Expose(en, ctrlSigs, &exposures)) {
     LumoLog("LumoCapture error\n");
     LumoFpgaReInit();
-    return Fail(ctrlSigs, 1);
+    return LeaveCode(ctrlSigs, 1);
   }
   PublishMiddleExposure(ctrlSigs, &exposures);
   CorrectLevel(ctrlSigs);
@@ -286,7 +285,7 @@ int LumoVencCapture(LumoVencStatus* en, ControlSignals* ctrlSigs) {
     first = StoredAtOf(camIdx);
     PrimeSingle(first);
   }
-  if (const BYTE code = StartChannels(en, pictures); code != 0) return Fail(ctrlSigs, code);
+  if (const BYTE code = StartChannels(en, pictures); code != 0) return LeaveCode(ctrlSigs, code);
 
   timeval now = {};
   tm localTime = {};
@@ -296,7 +295,7 @@ int LumoVencCapture(LumoVencStatus* en, ControlSignals* ctrlSigs) {
     const BYTE code = saveSingle != 0
                           ? OpenSingle(en, camIdx)
                           : OpenContainer(en, ctrlSigs, &exposures, &localTime, static_cast<int>(now.tv_usec));
-    if (code != 0) return Fail(ctrlSigs, code);
+    if (code != 0) return LeaveCode(ctrlSigs, code);
     BeginFile(en, ctrlSigs, &exposures);
   }
   en->halfCnt = 0;

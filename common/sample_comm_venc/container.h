@@ -16,20 +16,22 @@
 
 static_assert(std::endian::native == std::endian::little, "records are written as they stand in memory");
 
+// In the order of their numbers.
 enum ShotFileToken : uint16_t {
   kFileTypeTokenOri = 0x73C1,
   kFileTypeTokenDwo = 0x73C2,
-  kRawImgInfoToken = 0xFFD0,
-  kThumbDataSecToken = 0xFFD2,
-  kJpgDataSecToken = 0xFFD3,
-  kLogoDataSecToken = 0xFFD5,
-  kCamVignetInfosToken = 0xFFD7,
-  kCamConfInfosToken = 0xFFD8,
-  kJpgDataIndexToken = 0xFFD9,
+  rawImgInfoToken = 0xFFD0,
+  thumbDataSecToken = 0xFFD2,
+  jpgDataSecToken = 0xFFD3,
+  logoDataSecToken = 0xFFD5,
+  camVignetInfosToken = 0xFFD7,
+  camConfInfosToken = 0xFFD8,
+  jpgDataIndexToken = 0xFFD9,
 };
 
 constexpr int kCamConfInfoSize = kCameraCount * sizeof(CameraConfInfo);
 constexpr int kCameraVignetSize = sizeof(CameraVignetInfo);  // one camera's
+constexpr int kOriPathSize = 256;                            // of a shot file's path, with its terminator
 constexpr int kMaxJpgDataIndex = 300;                        // 25 cameras x 6 exposures x 2 sizes
 
 // The shot record. Every field that the writer does not name is 0. The fields totalRows0 to 5 hold the row length in
@@ -118,10 +120,9 @@ void LumoWriteSectionHead(FILE* file, uint16_t token, int32_t size);
 // Asked once for the token and once more for the final name: a change in between is accepted.
 bool LumoIsOriShot(const ControlSignals* ctrlSigs);
 
-// Builds the temporary path of a shot, or of a single-camera shot of camera `camIdx`. `path` takes 256 bytes.
+// Builds the temporary path of a shot, or of a single-camera shot of camera `camIdx`. `path` takes kOriPathSize bytes.
 void LumoShotTmpPath(char* path, const ControlSignals* ctrlSigs, const tm* localTime);
 void LumoSingleTmpPath(char* path, int camIdx);
-constexpr int kOriPathSize = 256;
 
 // The path of a finished single-camera shot.
 void LumoSinglePath(char* path, int camIdx);

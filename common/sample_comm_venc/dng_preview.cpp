@@ -82,39 +82,46 @@ constexpr int kCurveLast = 16383;
 
 // Sixteen pixels at once, 14 bits a colour: loops of a length that the compiler knows become vectors.
 constexpr int kLanes = 16;
-struct Pixels {
-  int16_t b[kLanes], g[kLanes], r[kLanes];
+struct RawColours {
+  int16_t finalRawColorB[kLanes], finalRawColorG[kLanes], finalRawColorR[kLanes];
+};
+struct VividColours {
+  int16_t vividColorB[kLanes], vividColorG[kLanes], vividColorR[kLanes];
 };
 
-// One pixel out of each four samples of two rows; four samples are one load. In a turned camera's row the 2 x 2 block
-// lies at the right of the four, its blue sample at the end.
+// One pixel out of each four samples of two rows; four samples are one load:
+//
+//             order 1              order -1, a turned camera
+//   upper   | b  g  .  . |         | .  .  g  b |
+//   lower   | g  r  .  . |         | .  .  r  g |
 template <int order>
-void Gather(const uint16_t* upper, const uint16_t* lower, Pixels* pixels) {
+void Gather(const uint16_t* upper, const uint16_t* lower, RawColours* raw) {
   static_assert(std::endian::native == std::endian::little, "the first sample is the lowest of a load");
   constexpr int here = order == 1 ? 0 : 48, beside = order == 1 ? 16 : 32;
   for (int i = 0; i < kLanes; i++) {
     uint64_t up, low;
     memcpy(&up, upper + kPreviewScale * i, sizeof(up));
     memcpy(&low, lower + kPreviewScale * i, sizeof(low));
-    pixels->b[i] = static_cast<int16_t>((up >> here & 0xFFFF) >> 2);
-    pixels->g[i] = static_cast<int16_t>(((up >> beside & 0xFFFF) + (low >> here & 0xFFFF)) >> 3);
-    pixels->r[i] = static_cast<int16_t>((low >> beside & 0xFFFF) >> 2);
+    raw->finalRawColorB[i] = static_cast<int16_t>((up >> here & 0xFFFF) >> 2);
+    raw->finalRawColorG[i] = static_cast<int16_t>(((up >> beside & 0xFFFF) + (low >> here & 0xFFFF)) >> 3);
+    raw->finalRawColorR[i] = static_cast<int16_t>((low >> beside & 0xFFFF) >> 2);
   }
 }
 
 // Takes away the eight fractional bits of a sum, which then fits 16 bits, and bounds it.
+static_assert((440 * kCurveLast + 128) >> 8 <= INT16_MAX && (-(41 + 143) * kCurveLast + 128) >> 8 >= INT16_MIN);
 int16_t Vivid(int sum) {
   const auto value = static_cast<int16_t>(sum >> 8);
   const int16_t positive = value < 0 ? int16_t{0} : value;
   return positive > kCurveLast ? int16_t{kCurveLast} : positive;
 }
 
-void Mix(Pixels* pixels) {
+void Mix(const RawColours& raw, VividColours* vivid) {
   for (int i = 0; i < kLanes; i++) {
-    const int b = pixels->b[i], g = pixels->g[i], r = pixels->r[i];
-    pixels->b[i] = Vivid(379 * b - 120 * g - 3 * r + 128);
-    pixels->g[i] = Vivid(-129 * b + 438 * g - 53 * r + 128);
-    pixels->r[i] = Vivid(-41 * b - 143 * g + 440 * r + 128);
+    const int b = raw.finalRawColorB[i], g = raw.finalRawColorG[i], r = raw.finalRawColorR[i];
+    vivid->vividColorB[i] = Vivid(379 * b - 120 * g - 3 * r + 128);
+    vivid->vividColorG[i] = Vivid(-129 * b + 438 * g - 53 * r + 128);
+    vivid->vividColorR[i] = Vivid(-41 * b - 143 * g + 440 * r + 128);
   }
 }
 
@@ -142,18 +149,19 @@ void LumoMakePreviewRow(const uint16_t* imgData, int imgWidth, int imgHeight, in
   const uint16_t* const lower = upper + imgWidth;
   for (int x = 0; x < width; x += kLanes) {
     const int from = x + kLanes <= width ? x : width - kLanes;  // the last pixels may be made twice
-    Pixels pixels;
+    RawColours raw;
     if (order == 1) {
-      Gather<1>(upper + kPreviewScale * from, lower + kPreviewScale * from, &pixels);
+      Gather<1>(upper + kPreviewScale * from, lower + kPreviewScale * from, &raw);
     } else {
-      Gather<-1>(upper + kPreviewScale * from, lower + kPreviewScale * from, &pixels);
+      Gather<-1>(upper + kPreviewScale * from, lower + kPreviewScale * from, &raw);
     }
-    Mix(&pixels);
+    VividColours vivid;
+    Mix(raw, &vivid);
     uint8_t* pixel = thumbLine + 3 * from;
     for (int i = 0; i < kLanes; i++, pixel += 3) {
-      pixel[0] = (*printCurve)[static_cast<size_t>(pixels.r[i])];
-      pixel[1] = (*printCurve)[static_cast<size_t>(pixels.g[i])];
-      pixel[2] = (*printCurve)[static_cast<size_t>(pixels.b[i])];
+      pixel[0] = (*printCurve)[static_cast<size_t>(vivid.vividColorR[i])];
+      pixel[1] = (*printCurve)[static_cast<size_t>(vivid.vividColorG[i])];
+      pixel[2] = (*printCurve)[static_cast<size_t>(vivid.vividColorB[i])];
     }
   }
 }

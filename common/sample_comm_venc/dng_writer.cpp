@@ -9,9 +9,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/cameras.h"
 #include "common/log.h"
 #include "common/sample_comm_venc/dng_preview.h"
-#include "common/sample_comm_venc/raw_preprocess.h"
 
 // The first libtiff that knows every tag below, with the argument forms used here.
 static_assert(TIFFLIB_VERSION >= 20221213);
@@ -92,6 +92,7 @@ void SetRawTags(TIFF* tif, int imgWidth, int imgHeight, int order) {
   const uint8_t straight[4] = {2, 1, 1, 0};  // blue, green; green, red
   const uint8_t turned[4] = {0, 1, 1, 2};    // red, green; green, blue
   const uint32_t white = 65535;
+  const float exposure = 0, noise = 0;
   TIFFSetField(tif, TIFFTAG_SUBFILETYPE, 0);
   TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, imgWidth);
   TIFFSetField(tif, TIFFTAG_IMAGELENGTH, imgHeight);
@@ -103,8 +104,8 @@ void SetRawTags(TIFF* tif, int imgWidth, int imgHeight, int order) {
   TIFFSetField(tif, TIFFTAG_CFAREPEATPATTERNDIM, CFARepeatPatternDim);
   TIFFSetField(tif, TIFFTAG_CFAPATTERN, 4, order == 1 ? straight : turned);
   TIFFSetField(tif, TIFFTAG_WHITELEVEL, 1, &white);
-  TIFFSetField(tif, TIFFTAG_BASELINEEXPOSURE, 0.0);
-  TIFFSetField(tif, TIFFTAG_BASELINENOISE, 0.0);
+  TIFFSetField(tif, TIFFTAG_BASELINEEXPOSURE, double{exposure});
+  TIFFSetField(tif, TIFFTAG_BASELINENOISE, double{noise});
 }
 
 void SetExifTags(TIFF* tif, const LumoVencStatus* en, int hdrIdx, const char* datetime) {

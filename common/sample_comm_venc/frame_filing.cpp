@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr char kWhole[] = "SAMPLE_COMM_VENC_SaveSnap";  // in whose name its steps speak
+
 const BYTE* Payload(const VENC_PACK_S& pack) { return pack.pu8Addr + pack.u32Offset; }
 
 // A pack whose payload would begin behind its end has none.
@@ -35,7 +37,7 @@ void KeepForThumbnail(const VENC_STREAM_S* pstStream, LumoVencStatus* en, int en
     // A size of 0 does not come here. NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI)
     en->jpgFileBuf = encodedSize <= INT_MAX / 2 ? static_cast<BYTE*>(malloc(size_t{2} * encodedSize)) : nullptr;
     if (en->jpgFileBuf == nullptr) {
-      LumoLog("malloc en->jpgFileBuf error\n");
+      LumoLogAs(kWhole, "malloc en->jpgFileBuf error\n");
       return;
     }
     en->jpgFileBufSize = 2 * encodedSize;

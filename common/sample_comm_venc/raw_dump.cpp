@@ -19,9 +19,11 @@
 
 namespace {
 
-constexpr int kRawSamples = kRawWidth * kRawHeight;
-constexpr size_t kRawBytes = kRawSamples * sizeof(uint16_t);
-static_assert(kRawSamples == 7990272 && kRawBytes == 15980544);
+constexpr char kWhole[] = "LumoDumpRawList";  // in whose name its steps speak
+
+constexpr int kRawBufSize = kRawWidth * kRawHeight;
+constexpr size_t kRawBytes = kRawBufSize * sizeof(uint16_t);
+static_assert(kRawBufSize == 7990272 && kRawBytes == 15980544);
 
 constexpr BYTE kNoFolder = 12;
 constexpr BYTE kNoFrame = 13;
@@ -38,7 +40,8 @@ constexpr HI_S32 kFrameTimeout = 2000;  // ms
 
 int memDev = -1;
 
-int GiveUp(ControlSignals* ctrlSigs, uint16_t* rawBuf, BYTE code) {
+// Ends a pass, good or bad. Returns the negative of the code.
+int EndPass(ControlSignals* ctrlSigs, uint16_t* rawBuf, BYTE code) {
   free(rawBuf);
   ctrlSigs->rawLoadInfo = kRawLoadEmpty;
   ctrlSigs->needSave = code;
@@ -61,7 +64,7 @@ int SaveRaw(const LumoVencStatus* en, uint16_t* rawBuf, int idx, int* orderTable
   const int hdrIdx = idx % hdrCnt;
   char rawPath[sizeof(en->oriPath) + 32];  // also for what no number here is
   snprintf(rawPath, sizeof(rawPath), "%sRAW_%02d_%d.dng", rawDir, camIdx, hdrIdx);
-  LumoLog("SaveRaw:%s\n", rawPath);
+  LumoLogAs(kWhole, "SaveRaw:%s\n", rawPath);
   PreProcRawData(rawBuf, kRawWidth, kRawHeight, camIdx, orderTable);
   return LumoSaveDNG(rawBuf, kRawWidth, kRawHeight, camIdx, hdrIdx, en, rawPath);
 }
@@ -72,7 +75,7 @@ int LumoDumpRawList(const LumoVencStatus* en, ControlSignals* ctrlSigs) {
   char rawDir[sizeof(en->oriPath)];
   if (!MakeFolder(en, rawDir)) {
     LumoLog("mkdir error\n");
-    return GiveUp(ctrlSigs, nullptr, kNoFolder);
+    return EndPass(ctrlSigs, nullptr, kNoFolder);
   }
   const RawSequence& sequence = RawSequenceOf(en->mode);
   int orderTable[kCameraCount] = {};
@@ -90,20 +93,17 @@ int LumoDumpRawList(const LumoVencStatus* en, ControlSignals* ctrlSigs) {
     if (loads) ctrlSigs->rawLoadInfo = static_cast<BYTE>(layIdx * 64 + subIdx);
     const unsigned int stTime = LumoGetTime();
     if (i > 0 && SaveRaw(en, rawBuf, sequence.idxMap[i - 1], orderTable, rawDir) != 0) {
-      return GiveUp(ctrlSigs, rawBuf, kNoFile);
+      return EndPass(ctrlSigs, rawBuf, kNoFile);
     }
     while (LumoGetTime() - stTime < kLoadTime) usleep(kLoadPoll);
     if (loads) {
       LumoLog("DumpRaw layIdx:%d, subIdx:%d\n", layIdx, subIdx);
-      if (LumoDumpRaw(rawBuf, kRawSamples) != 0) return GiveUp(ctrlSigs, rawBuf, kNoFrame);
+      if (LumoDumpRaw(rawBuf, kRawBufSize) != 0) return EndPass(ctrlSigs, rawBuf, kNoFrame);
     }
   }
 
   for (int camIdx = 0; camIdx < kCameraCount; camIdx++) LumoLog("order%02d: %d\n", camIdx, orderTable[camIdx]);
-  free(rawBuf);
-  ctrlSigs->rawLoadInfo = kRawLoadEmpty;
-  ctrlSigs->needSave = 0;
-  return 0;
+  return EndPass(ctrlSigs, rawBuf, 0);
 }
 
 int LumoDumpRaw(uint16_t* rawBuf, int rawBufSize) {

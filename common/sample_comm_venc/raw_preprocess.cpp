@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -20,8 +21,8 @@ constexpr int kNoiseValues = 8;
 // From these levels on noise counts double what it did below them; under the first it is an eighth, and so nothing.
 constexpr int kRangeSteps[] = {64, 192, 384};
 
-// Eight samples at a time, in the vectors that every compiler of ours knows and every processor of ours has. Levels and
-// their differences fit 16 signed bits.
+// Eight samples at a time, two groups of four that are four pairs, in the vectors that every compiler of ours knows and
+// every processor of ours has. Levels and their differences fit 16 signed bits.
 using Samples = uint16_t __attribute__((vector_size(16)));
 using Levels = int16_t __attribute__((vector_size(16)));
 using Pairs = uint32_t __attribute__((vector_size(16)));
@@ -45,10 +46,6 @@ struct Scores {
   double sumScoreB;
 };
 
-int Difference(const uint16_t* minuend, const uint16_t* subtrahend) {
-  return abs((*minuend - *subtrahend) >> kLevelShift);
-}
-
 // (minuend - subtrahend) >> 6, which rounds down: the levels' difference, and one less where the low bits borrow.
 [[gnu::always_inline]] inline Levels Differences(Samples minuend, Samples subtrahend) {
   const Levels levels = reinterpret_cast<Levels>((minuend >> kLevelShift) - (subtrahend >> kLevelShift));
@@ -64,53 +61,53 @@ int Difference(const uint16_t* minuend, const uint16_t* subtrahend) {
   return reinterpret_cast<Samples>(__builtin_shufflevector(pairs, pairs, 1, 0, 3, 2));
 }
 
-// Adds one row's scores. `left` counts the samples from its start to the frame's end: a group that would read on behind
-// them is left out, so that the decision hangs on the frame alone. Others may read into the next row.
-void AddRow(const uint16_t* row, int width, size_t left, Scores* scores) {
-  constexpr int kSumLimit = 32;  // differences of 1024 that a sum of 16 bits holds, and some more
-  const int readable = left < static_cast<size_t>(width) + 4 ? static_cast<int>(left) - 4 : width;
+// Two groups of four, a and b, against those four samples on, b and c:
+//
+//   at + 4            | b0 b1 | b2 b3 | c0 c1 | c2 c3 |
+//   at, exchanged     | a2 a3 | a0 a1 | b2 b3 | b0 b1 |
+//   differences       |  A  A |  B  B |  A  A |  B  B |    A: of samples two apart, B: six apart
+[[gnu::always_inline]] inline Samples GroupDifferences(const uint16_t* at) {
+  return reinterpret_cast<Samples>(Differences(Load(at + 4), Exchanged(Load(at))));
+}
+
+// Sums of both lanes of each pair.
+[[gnu::always_inline]] inline Pairs PairTotals(Samples samples) {
+  const Pairs pairs = reinterpret_cast<Pairs>(samples);
+  return (pairs & 0xFFFF) + (pairs >> 16);
+}
+
+// Adds one row's scores. Each group is compared with the four samples behind it, which in the row's last group are the
+// next row's. In the frame's last row that group would look behind the frame: it is left out, so that the decision
+// hangs on the frame alone.
+void AddRow(const uint16_t* row, int width, bool isLast, Scores* scores) {
+  constexpr int kSumLimit = 32;  // differences that a lane gathers before they are taken out
+  static_assert(kSumLimit * kRawLevels <= 0xFFFF, "a lane has 16 bits, a difference is at most 1024");
+  const int whole = isLast ? width - kLanes : width;
   Pairs sums = {};
-  int column = 0;
-  for (int blocks = readable / kLanes; blocks > 0;) {
-    // The pairs behind a group less its own pairs crosswise: in each group the first pair of differences is between
-    // samples two apart, and the second between samples six apart.
+  for (int column = 0; column < whole;) {
     Samples part = {};
-    const int end = column + kLanes * (blocks < kSumLimit ? blocks : kSumLimit);
-    blocks -= (end - column) / kLanes;
-    for (; column < end; column += kLanes) {
-      part += reinterpret_cast<Samples>(Differences(Load(row + column + 4), Exchanged(Load(row + column))));
-    }
-    const Pairs pairs = reinterpret_cast<Pairs>(part);
-    sums += (pairs & 0xFFFF) + (pairs >> 16);
+    const int end = column + kLanes * kSumLimit < whole ? column + kLanes * kSumLimit : whole;
+    for (; column < end; column += kLanes) part += GroupDifferences(row + column);
+    sums += PairTotals(part);
   }
-  uint32_t curScoreA = sums[0] + sums[2];
-  uint32_t curScoreB = sums[1] + sums[3];
-  for (; column < width && left >= static_cast<size_t>(column) + kLanes; column += 4) {
-    const uint16_t* const s = row + column;
-    curScoreA += Difference(s + 4, s + 2) + Difference(s + 5, s + 3);
-    curScoreB += Difference(s + 6, s) + Difference(s + 7, s + 1);
+  if (isLast) {
+    // The last group but one, as the second of two: the first has been counted already.
+    const Pairs two = PairTotals(GroupDifferences(row + width - kLanes - 4));
+    sums += Pairs{0, 0, two[2], two[3]};
   }
-  scores->sumScoreA += curScoreA;
-  scores->sumScoreB += curScoreB;
+  scores->sumScoreA += sums[0] + sums[2];
+  scores->sumScoreB += sums[1] + sums[3];
 }
 
 int MeasuredOrder(const uint16_t* rawBuf, int imgWidth, int imgHeight) {
   Scores scores = {};
   for (int row = 0; row < imgHeight; row++) {
-    const size_t left = static_cast<size_t>(imgHeight - row) * imgWidth;
-    AddRow(rawBuf + static_cast<size_t>(row) * imgWidth, imgWidth, left, &scores);
+    AddRow(rawBuf + static_cast<size_t>(row) * imgWidth, imgWidth, row == imgHeight - 1, &scores);
   }
   return scores.sumScoreB <= scores.sumScoreA ? -1 : 1;
 }
 
 // --- cleaning ---
-
-uint16_t Cleaned(uint16_t sample, BYTE noise) {
-  const int level = sample >> kLevelShift;
-  const int dithered = level - (noise >> g_rangeTable[level]);
-  const int out = dithered < kBlackLevel ? 0 : dithered - kBlackLevel;
-  return static_cast<uint16_t>((out > kMaxLevel ? kMaxLevel : out) << kLevelShift);
-}
 
 // Eight numbers of noise, as words.
 [[gnu::always_inline]] inline Levels LoadNoise(const BYTE* noise) {
@@ -126,6 +123,7 @@ uint16_t Cleaned(uint16_t sample, BYTE noise) {
 [[gnu::always_inline]] inline Levels CleanedLevels(const uint16_t* from, const BYTE* noise) {
   const Levels level = reinterpret_cast<Levels>(Load(from) >> kLevelShift);
   // A comparison that holds gives -1: noise is taken never, once, twice or four times, and shifted down by two.
+  static_assert(4 * (kNoiseValues - 1) <= INT16_MAX && kRawLevels <= INT16_MAX);
   const Levels some = level >= static_cast<int16_t>(kRangeSteps[0]);
   const Levels more = level >= static_cast<int16_t>(kRangeSteps[1]);
   const Levels full = level >= static_cast<int16_t>(kRangeSteps[2]);
@@ -137,9 +135,13 @@ uint16_t Cleaned(uint16_t sample, BYTE noise) {
   return out > most ? most : out;
 }
 
-// Eight levels as samples in the cleaned row, at their own place or at that which mirrors it.
+// Eight levels as samples in the cleaned row, at their own place or at that which mirrors it:
+//
+//   levels        | 0 1 | 2 3 | 4 5 | 6 7 |        mirrored      | 7 6 | 5 4 | 3 2 | 1 0 |
+//   exchanged     | 2 3 | 0 1 | 6 7 | 4 5 |        both          | 5 4 | 7 6 | 1 0 | 3 2 |
 template <bool mirrored, bool exchanged>
 [[gnu::always_inline]] inline Samples InPlace(Levels levels) {
+  static_assert(kMaxLevel << kLevelShift <= 0xFFFF, "a level moved up stays within its lane");
   Pairs pairs = reinterpret_cast<Pairs>(levels);
   if constexpr (mirrored) {
     // Each two change places and move up in one: a level has no bit that the other's place would see.
@@ -153,7 +155,7 @@ template <bool mirrored, bool exchanged>
   return reinterpret_cast<Samples>(pairs);
 }
 
-// Cleans a row whose width is a multiple of eight. A mirrored one is worked on from both ends, which change places: so
+// Cleans a row. A mirrored one is worked on from both ends, which change places: so
 // no row is copied back. The row at `ahead` is fetched meanwhile.
 template <bool mirrored, bool exchanged>
 void CleanRow(uint16_t* row, const uint16_t* ahead, const BYTE* noise, int width) {
@@ -172,27 +174,12 @@ void CleanRow(uint16_t* row, const uint16_t* ahead, const BYTE* noise, int width
   }
 }
 
-// The same for any width. Samples behind the last whole group of four have no pair to change places with.
-void CleanAnyRow(uint16_t* row, const BYTE* noise, int width, bool mirrored, bool exchanged) {
-  uint16_t rowBuf[kRawWidth];
-  for (int x = 0; x < width; x++) {
-    const bool moved = exchanged && x < width / 4 * 4;
-    const int column = !moved ? x : x % 4 < 2 ? x + 2 : x - 2;
-    rowBuf[mirrored ? width - 1 - column : column] = Cleaned(row[x], noise[x]);
-  }
-  memcpy(row, rowBuf, sizeof(rowBuf[0]) * width);
-}
-
 template <bool mirrored, bool exchanged>
 void CleanRows(uint16_t* rawBuf, int imgWidth, int imgHeight) {
   for (int i = 0; i < imgHeight; i++) {
     uint16_t* const row = rawBuf + static_cast<size_t>(i) * imgWidth;
     const BYTE* const noise = g_rndTable + imgWidth * (i % kRndRows);
-    if (imgWidth % kLanes == 0) {
-      CleanRow<mirrored, exchanged>(row, i + 1 < imgHeight ? row + imgWidth : row, noise, imgWidth);
-    } else {
-      CleanAnyRow(row, noise, imgWidth, mirrored, exchanged);
-    }
+    CleanRow<mirrored, exchanged>(row, i + 1 < imgHeight ? row + imgWidth : row, noise, imgWidth);
   }
 }
 
@@ -209,7 +196,9 @@ void InitRandomTable() {
 }
 
 void PreProcRawData(uint16_t* rawBuf, int imgWidth, int imgHeight, int camIdx, int* orderTable) {
-  if (imgWidth < 1 || imgWidth > kRawWidth || camIdx < 0 || camIdx >= kCameraCount) return;
+  static_assert(kRawWidth % kLanes == 0 && kRawWidth >= 2 * kLanes);
+  if (imgWidth % kLanes != 0 || imgWidth < 2 * kLanes || imgWidth > kRawWidth) return;
+  if (camIdx < 0 || camIdx >= kCameraCount) return;
   if (orderTable[camIdx] == 0) orderTable[camIdx] = MeasuredOrder(rawBuf, imgWidth, imgHeight);
   const bool exchanged = orderTable[camIdx] == -1;
   const auto clean = LumoIsUpright(camIdx) ? (exchanged ? CleanRows<false, true> : CleanRows<false, false>)

@@ -20,15 +20,11 @@ extern BYTE g_rndTable[kRndRows * kRawWidth];
 // Fills both tables. The noise is seeded by the time of day: it differs from one power-on to the next.
 void InitRandomTable();
 
-// Whether a camera (0 to 24) stands upright in the array: 0, 1, 23 and 24 do, the others stand on their heads. Cleaning
-// mirrors the rows of those, and their files begin with the last row.
-constexpr bool LumoIsUpright(int camIdx) { return camIdx == 0 || camIdx == 1 || camIdx == 23 || camIdx == 24; }
-
 // Cleans one frame in place: `imgWidth` x `imgHeight` samples, rows without gaps.
 //   camIdx      0 to 24. Upright cameras keep their columns, the others are mirrored left to right
 //   orderTable  an entry a camera: 1 the samples are in order, -1 neighbouring pairs are exchanged, 0 not known yet.
 //               Where it is 0 the frame itself decides, and the entry is set: the lanes are exchanged if samples that
 //               stand six apart differ no more, over the whole frame, than those that stand two apart
 // A level loses its noise and the black level 14, and is held to 0 to 1020.
-// A frame wider than 3264, and a camera that does not exist, are left as they are.
+// A frame whose width is no multiple of eight from 16 to 3264, and a camera that does not exist, are left as they are.
 void PreProcRawData(uint16_t* rawBuf, int imgWidth, int imgHeight, int camIdx, int* orderTable);

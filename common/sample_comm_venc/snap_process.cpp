@@ -20,6 +20,8 @@
 
 namespace {
 
+constexpr char kWhole[] = "LumoVencSnapProcess";  // in whose name its steps speak
+
 constexpr int kPollUs = 1000;
 constexpr int kFrameTimeoutUs = 300000;
 
@@ -67,11 +69,11 @@ void LoadCurrent(const LumoVencStatus* en) {
 
 void HandleTimeout(LumoVencStatus* en, ControlSignals* ctrlSigs) {
   if (ctrlSigs->saveSingle != 0) {
-    LumoLog("Too many Retry LumoLoadNew\n");
+    LumoLogAs(kWhole, "Too many Retry LumoLoadNew\n");
     AbortShot(en, ctrlSigs, kNoFrames);
     return;
   }
-  LumoLog("Retry LumoLoadNew\n");
+  LumoLogAs(kWhole, "Retry LumoLoadNew\n");
   const ReplaySequence& sequence = ReplaySequenceOf(en->mode);
   // Where a layer begins, the frame before the lost one would be of another layer: the same entry is asked for again.
   // Such a timeout counts nothing, and so it can neither restart the shot nor end it.
@@ -83,11 +85,11 @@ void HandleTimeout(LumoVencStatus* en, ControlSignals* ctrlSigs) {
   }
   const bool restartDue = en->retryCnt == 8 || en->retryCnt == 16 || en->retryCnt == 24;
   if (counted && restartDue && ctrlSigs->twoHalfIdx == 0) {
-    LumoLog("Restart LumoLoadNew\n");
+    LumoLogAs(kWhole, "Restart LumoLoadNew\n");
     DropShot(en);
     ctrlSigs->needCapture = kShotRunning;
   } else if (counted && en->retryCnt == 32) {
-    LumoLog("Too many Retry LumoLoadNew\n");
+    LumoLogAs(kWhole, "Too many Retry LumoLoadNew\n");
     AbortShot(en, ctrlSigs, kNoFrames);
   } else {
     LoadCurrent(en);
@@ -109,13 +111,13 @@ bool ReservePacks(LumoVencStatus* en, HI_U32 packs) {
 Handled HandleFrame(LumoVencStatus* en, ControlSignals* ctrlSigs, VENC_CHN channel, bool* saved) {
   VENC_CHN_STAT_S stStat = {};
   if (HI_MPI_VENC_Query(channel, &stStat) != HI_SUCCESS || stStat.u32CurPacks == 0) {
-    LumoLog("HI_MPI_VENC_Query(VencChn%d) error\n", channel);
+    LumoLogAs(kWhole, "HI_MPI_VENC_Query(VencChn%d) error\n", channel);
     AbortShot(en, ctrlSigs, kNoFrames);
     return Handled::kToHead;
   }
-  LumoLog("Recv Frame Ch%d %d\n", channel, channel == VencChn0 ? en->fullCnt : en->halfCnt);
+  LumoLogAs(kWhole, "Recv Frame Ch%d %d\n", channel, channel == VencChn0 ? en->fullCnt : en->halfCnt);
   if (!ReservePacks(en, stStat.u32CurPacks)) {
-    LumoLog("malloc error\n");
+    LumoLogAs(kWhole, "malloc error\n");
     return Handled::kNoMemory;
   }
   VENC_STREAM_S stStream = {};
@@ -165,7 +167,7 @@ void Advance(LumoVencStatus* en, ControlSignals* ctrlSigs) {
     CloseShot(en, ctrlSigs);
     return;
   }
-  LumoLog("Load Next\n");
+  LumoLogAs(kWhole, "Load Next\n");
   const int exposure = ExposureBegun(en);
   if (exposure >= 0 && en->gain[exposure] >= 0) LumoApplyGain(en->gain[exposure]);
   LoadCurrent(en);

@@ -30,8 +30,8 @@ struct TagLumoVencStatus {
   int gain[6];         // per exposure, in sixteenths
   float expsTime[6];   // per exposure, in seconds
   int isoMode;
-  int evBiasMode;     // evCompVal, thirds of a stop
-  FILE* oriFile;      // the open shot file; NOT null after a failed shot, which leaves its stream behind
-  char oriPath[256];  // its path
+  int evBiasMode;  // evCompVal, thirds of a stop
+  FILE* oriFile;   // the open shot file; NOT null after a failed shot, which leaves its stream behind
+  char oriPath[kOriPathSize];
 };
 using LumoVencStatus = TagLumoVencStatus;

@@ -71,16 +71,6 @@ void TakeInfo(void* target, const char* key, const char* value) {
   if (strcmp(key, "deviceid") == 0) static_cast<ControlSignals*>(target)->deviceId = LumoNumber(value);
 }
 
-// Zeros for what the file lacks. False if it does not open.
-bool ReadCameraConf(CameraConfInfo (&rows)[kCameraCount]) {
-  memset(rows, 0, sizeof(rows));
-  FILE* file = fopen("CameraConf_800", "rb");
-  if (file == nullptr) return false;
-  [[maybe_unused]] const size_t count = fread(rows, 1, sizeof(rows), file);
-  fclose(file);
-  return true;
-}
-
 }  // namespace
 
 int LumoLoadSetting(ControlSignals* ctrlSigs) {
@@ -121,13 +111,13 @@ void LumoLoadInfo(ControlSignals* ctrlSigs) {
     LumoLogAs(kStart, "LoadInfoStr:\n%s", text);
     LumoWalkKeyValues(text, TakeInfo, ctrlSigs);
   }
-  CameraConfInfo rows[kCameraCount];
-  if (ReadCameraConf(rows) && rows[0].lensType > 10) ctrlSigs->deviceId = 4;
+  CameraConfInfo rows[kCameraCount] = {};
+  if (LumoReadCameraConf(rows) >= 0 && rows[0].lensType > 10) ctrlSigs->deviceId = 4;
 }
 
 unsigned int CalcSerailNo() {
-  CameraConfInfo rows[kCameraCount];
-  if (!ReadCameraConf(rows)) return 0;
+  CameraConfInfo rows[kCameraCount] = {};
+  if (LumoReadCameraConf(rows) < 0) return 0;
   unsigned int hash = 2166136261u;  // FNV-1a, 32 bits
   for (const BYTE* byte = reinterpret_cast<const BYTE*>(rows);
        byte != reinterpret_cast<const BYTE*>(rows + kCameraCount); byte++) {

@@ -23,9 +23,14 @@ using Longs = uint32_t __attribute__((vector_size(16)));
   return words;
 }
 
-// Sums of 2 wide, 4 high blocks, eight of them: no word exceeds 8 x 255.
-// Odd bytes come out by shifting. The sum of whole words overflows in its upper half only, which is taken away again.
+// Sums of 2 wide, 4 high blocks, eight of them, of sixteen bytes in each of four rows:
+//
+//   a row's words      | 1 0 | 3 2 | 5 4 | ...    odd bytes are the upper halves
+//   odd                | odd bytes of four rows, summed in a word each
+//   all                | four whole words, summed: the even bytes' sum, plus 256 times the odd ones', cut to 16 bits
+//   all - 256 odd      | the even bytes' sum alone: what was cut comes back as it went
 [[gnu::always_inline]] inline Words PairSums(const BYTE* from, size_t srcWidth) {
+  static_assert(8 * 0xFF <= 0xFFFF, "a word holds the sum of eight bytes");
   const Words a = LoadWords(from);
   const Words b = LoadWords(from + srcWidth);
   const Words c = LoadWords(from + 2 * srcWidth);
@@ -35,9 +40,15 @@ using Longs = uint32_t __attribute__((vector_size(16)));
   return all - (odd << 8) + odd;
 }
 
-// Means of eight 4 x 4 blocks, the last one first.
+// Means of eight 4 x 4 blocks, the last one first, from two vectors of eight pair sums (p0 and p1 make block 0):
+//
+//   left               | p1 p0 | p3 p2 | p5 p4 | p7 p6 |     a long is two words, its lower one at the right
+//   + left << 16       | s0 .. | s1 .. | s2 .. | s3 .. |     s0 = p0 + p1; right gives s4 to s7
+//   first, second      | s7 s5 s3 s1 |  and  | s6 s4 s2 s0 |  as upper halves of longs
+//   together           | s7 s6 | s5 s4 | s3 s2 | s1 s0 |      first moved down, in the order of memory
 [[gnu::always_inline]] inline Words EightMeans(const BYTE* from, size_t srcWidth) {
   static_assert(std::endian::native == std::endian::little, "the halves of a long are taken as two words");
+  static_assert(16 * 0xFF + 8 <= 0xFFFF, "a word holds the sum of a block, and what rounds it");
   Longs left = reinterpret_cast<Longs>(PairSums(from, srcWidth));
   Longs right = reinterpret_cast<Longs>(PairSums(from + 16, srcWidth));
   left += left << 16;  // a block's sum now stands in the upper half
@@ -48,6 +59,7 @@ using Longs = uint32_t __attribute__((vector_size(16)));
 }
 
 constexpr int kBlockMeans = 16;  // samples made at a time, from 64 bytes of four rows
+static_assert(kMinZoomWidth / 2 >= kBlockMeans, "the narrowest plane is a block wide");
 
 // Makes the sixteen samples in front of `end`, in reverse order.
 [[gnu::always_inline]] inline void StoreBlock(BYTE* end, const BYTE* from, size_t srcWidth) {
@@ -62,24 +74,12 @@ constexpr int kBlockMeans = 16;  // samples made at a time, from 64 bytes of fou
   for (int line = 0; line < 4; line++) __builtin_prefetch(from + 64 * line);
 }
 
-BYTE OneMean(const BYTE* from, size_t srcWidth) {
-  int sum = 8;
-  for (int row = 0; row < 4; row++) {
-    for (int column = 0; column < 4; column++) sum += from[row * srcWidth + column];
-  }
-  return static_cast<BYTE>(sum >> 4);
-}
-
 void ZoomQtrPlane(BYTE* dst, const BYTE* src, int dstWidth, int dstHeight) {
   const size_t width = static_cast<size_t>(dstWidth);
   const size_t srcWidth = 4 * width;
   for (int i = 0; i < dstHeight; i++) {
     const BYTE* const row = src + 4 * srcWidth * i;
     BYTE* const end = dst + width * (dstHeight - i);
-    if (dstWidth < kBlockMeans) {
-      for (int j = 0; j < dstWidth; j++) *(end - 1 - j) = OneMean(row + 4 * j, srcWidth);
-      continue;
-    }
     const BYTE* const ahead = i + 1 < dstHeight ? row + 4 * srcWidth : row;
     for (int j = 0; j + kBlockMeans <= dstWidth; j += kBlockMeans) {
       FetchAhead(ahead + 16 * j);
@@ -91,9 +91,8 @@ void ZoomQtrPlane(BYTE* dst, const BYTE* src, int dstWidth, int dstHeight) {
   }
 }
 
-int GiveUpLoad(int result, BYTE* imgYUVBytes, int imgWidth, int imgHeight) {
+void ClearPicture(BYTE* imgYUVBytes, int imgWidth, int imgHeight) {
   memset(imgYUVBytes, 0, static_cast<size_t>(imgWidth) * imgHeight * 3 / 2);
-  return result;
 }
 
 }  // namespace
@@ -110,17 +109,20 @@ int LoadJPGBuf(BYTE* imgYUVBytes, const BYTE* jpgFileBuf, int jpgFileSize, int i
   int colorSpace = 0;
   if (tjDecompressHeader3(decompressor, jpgFileBuf, jpgFileSize, &width, &height, &subsampling, &colorSpace) != 0) {
     LumoLog("tjDecompressHeader3 error\n");
-    return GiveUpLoad(-2, imgYUVBytes, imgWidth, imgHeight);
+    ClearPicture(imgYUVBytes, imgWidth, imgHeight);
+    return -2;
   }
   if (width != imgWidth || height != imgHeight || subsampling != TJSAMP_420 || colorSpace != TJCS_YCbCr) {
     LumoLog("jpeg size error\n");
-    return GiveUpLoad(-3, imgYUVBytes, imgWidth, imgHeight);
+    ClearPicture(imgYUVBytes, imgWidth, imgHeight);
+    return -3;
   }
   if (tjDecompressToYUV2(decompressor, jpgFileBuf, jpgFileSize, imgYUVBytes, imgWidth, kPadding, imgHeight,
                          TJFLAG_BOTTOMUP | TJFLAG_NOREALLOC) != 0) {
     LumoLog("tjDecompressToYUV2 error\n");
     tjDestroy(decompressor);
-    return GiveUpLoad(-4, imgYUVBytes, imgWidth, imgHeight);
+    ClearPicture(imgYUVBytes, imgWidth, imgHeight);
+    return -4;
   }
   tjDestroy(decompressor);
   return 0;

@@ -24,6 +24,7 @@ int LumoJPGBufSize(int imgWidth, int imgHeight);
 
 // Reduces a picture to a quarter of its width and height and turns it by 180 degrees: each sample is the rounded mean
 // of a block of 4 x 4.
-//   dstYUVBytes  dstWidth x dstHeight picture; must not overlap the source
+//   dstYUVBytes  dstWidth x dstHeight picture, at least 32 wide; must not overlap the source
 //   srcYUVBytes  luma 4 dstWidth x 4 dstHeight, then the chroma planes, 4 (dstWidth / 2) x 4 (dstHeight / 2)
+constexpr int kMinZoomWidth = 32;
 void ZoomQtrYuv(BYTE* dstYUVBytes, const BYTE* srcYUVBytes, int dstWidth, int dstHeight);

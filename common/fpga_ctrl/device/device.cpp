@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr const char* kCameraConfFile = "CameraConf_800";
-
 // LED 0 and buzzer, three times off and on: the disk cannot be used.
 void SignalUnusableDisk() {
   for (int round = 0; round < 6; round++) {
@@ -57,15 +55,13 @@ int LumoDeviceOpen(ControlSignals* ctrlSigs) {
     return -3;
   }
 
-  FILE* confFile = fopen(kCameraConfFile, "rb");
-  if (confFile == nullptr) {
+  CameraConfInfo camConfInfos[kCameraCount];
+  const int read = LumoReadCameraConf(camConfInfos);
+  if (read < 0) {
     LumoLog("Read CameraConf_800 error\n");
     return -4;
   }
-  std::array<CameraConfInfo, kCameraCount> cameraConf = {};  // a short file reads as zeros: no special lens
-  const size_t read = fread(cameraConf.data(), 1, sizeof(cameraConf), confFile);
-  fclose(confFile);
-  if (read >= sizeof(CameraConfInfo)) LumoSetSensorTableLens(cameraConf[0].lensType);
+  if (read >= static_cast<int>(sizeof(CameraConfInfo))) LumoSetSensorTableLens(camConfInfos[0].lensType);
   return 0;
 }
 
