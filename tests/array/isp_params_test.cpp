@@ -1,51 +1,86 @@
-// Noise and sharpening by gain: whole stops give whole columns, between them the mix.
+// Noise and sharpening by gain: whole stops give whole columns of the tables, between them the mix.
 #include "common/fpga_ctrl/capture/isp_params.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <vector>
+
 namespace {
 
-struct Params {
+// By whole stops of gain above unity, in the order of ValuesAt.
+constexpr std::array<std::array<int, 8>, 23> kTables = {{
+    {128, 136, 156, 176, 208, 255, 255, 255},
+    {72, 72, 20},
+    {58, 58, 22},
+    {80, 80, 80, 32, 32, 32, 32, 32},
+    {48, 48, 16},
+    {48, 48, 16},
+    {24, 24, 8},
+    {16, 16, 16, 16, 16, 16, 16, 16},
+    {0, 1, 1, 1, 1, 1, 1, 1},
+    {12},
+    {56},
+    {32},
+    {32},
+    {10, 56, 56, 56, 56, 56, 56, 56},
+    {0, 32, 32, 32, 32, 32, 32, 32},
+    {16, 4, 4, 4, 4, 4, 4, 4},
+    {50, 255, 255, 255, 255, 255, 255, 255},
+    {50, 255, 255, 255, 255, 255, 255, 255},
+    {140, 130, 130, 130, 130, 130, 130, 130},
+    {160, 110, 110, 110, 110, 110, 110, 110},
+    {200, 150, 150, 150, 150, 150, 150, 150},
+    {240, 180, 180, 180, 180, 180, 180, 180},
+    {255, 255, 255, 255, 255, 255, 255, 255},
+}};
+
+std::vector<int> ValuesAt(int gain) {
   BYTE thresh = 0;
-  LUMO_ISP_BAYER_SHARPEN_S bayer = {};
-  LUMO_ISP_BAYER_SHARPEN_EX_S bayerEx = {};
+  LUMO_ISP_BAYER_SHARPEN_S shp = {};
+  LUMO_ISP_BAYER_SHARPEN_EX_S ex = {};
   LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S yuv = {};
-};
-
-Params At(int gain) {
-  Params p;
-  LumoCalcIspParas(&p.thresh, &p.bayer, &p.bayerEx, &p.yuv, gain);
-  return p;
+  LumoCalcIspParas(&thresh, &shp, &ex, &yuv, gain);
+  const int limits[] = {20, 40, 65, 90};
+  for (size_t i = 0; i < 4; i++) EXPECT_EQ(yuv.au8LumaThd[i], limits[i]);
+  return {thresh,
+          shp.u8SharpenD,
+          shp.u8SharpenUd,
+          shp.u16LumaThd,
+          ex.u8SharpenHF,
+          ex.u8SharpenMF,
+          ex.u8SharpenLF,
+          ex.u8SadAmplifier,
+          static_cast<int>(yuv.bEnLowLumaShoot),
+          yuv.u8TextureSt,
+          yuv.u8EdgeSt,
+          yuv.u8OverShoot,
+          yuv.u8UnderShoot,
+          yuv.u8TextureThd,
+          yuv.u8EdgeThd,
+          yuv.u8JagCtrl,
+          yuv.u8SaltCtrl,
+          yuv.u8PepperCtrl,
+          yuv.u8DetailCtrl,
+          yuv.au8LumaWgt[0],
+          yuv.au8LumaWgt[1],
+          yuv.au8LumaWgt[2],
+          yuv.au8LumaWgt[3]};
 }
 
-TEST(IspParams, WholeStopsGiveWholeColumnsAndTheEndsHold) {
-  const std::pair<int, int> thresholds[] = {{16, 128}, {15, 128},  {0, 128},   {-3, 128},   {32, 136},
-                                            {64, 156}, {128, 176}, {256, 208}, {2048, 255}, {1 << 30, 255}};
-  for (const auto& [gain, thresh] : thresholds) EXPECT_EQ(At(gain).thresh, thresh) << gain;
-  const Params unity = At(16), two = At(64), most = At(1 << 30);
-  EXPECT_EQ(unity.yuv.bEnLowLumaShoot, 0u);
-  EXPECT_EQ(unity.yuv.au8LumaThd[0], 20);
-  EXPECT_EQ(unity.yuv.au8LumaThd[3], 90);
-  EXPECT_EQ(unity.bayerEx.u8SharpenHF, 48);
-  EXPECT_EQ(two.bayerEx.u8SharpenMF, 16);
-  EXPECT_EQ(two.bayerEx.u8SharpenLF, 8);
-  EXPECT_EQ(two.bayerEx.u8SadAmplifier, 16);
-  EXPECT_EQ(most.bayer.u8SharpenD, 0);
-}
-
-// log2 of 24/16 is 0.58496, of 96/16 2.58496.
-TEST(IspParams, BetweenStopsColumnsMix) {
-  const Params half = At(24), steep = At(96);
-  const auto& yuv = half.yuv;
-  const std::pair<int, double> mixed[] = {
-      {half.thresh, 132.68},          {yuv.u8TextureSt, 4.98},         {yuv.u8EdgeSt, 23.24},
-      {yuv.u8OverShoot, 13.28},       {yuv.u8UnderShoot, 13.28},       {yuv.u8TextureThd, 36.91},
-      {yuv.u8EdgeThd, 18.72},         {yuv.u8JagCtrl, 8.98},           {yuv.u8SaltCtrl, 169.92},
-      {yuv.u8PepperCtrl, 169.92},     {yuv.u8DetailCtrl, 134.15},      {yuv.au8LumaWgt[0], 130.75},
-      {yuv.au8LumaWgt[1], 170.75},    {yuv.au8LumaWgt[2], 204.90},     {steep.thresh, 167.70},
-      {steep.bayer.u8SharpenD, 8.30}, {steep.bayer.u8SharpenUd, 9.13}, {steep.bayer.u16LumaThd, 51.92}};
-  for (const auto& [value, exact] : mixed) EXPECT_NEAR(value, exact, 0.5) << exact;
-  EXPECT_EQ(yuv.bEnLowLumaShoot, 1u);
+TEST(IspParams, EveryFieldIsItsColumnOrTheMixOfTwo) {
+  for (const int gain : {-3, 0, 15, 16, 24, 32, 40, 64, 96, 128, 200, 256, 512, 700, 1024, 2048, 1 << 30}) {
+    const double stop = gain <= 16 ? 0 : std::min(std::log2(gain / 16.0), 6.99999);
+    const auto column = static_cast<size_t>(stop);
+    std::vector<int> expected;
+    for (const auto& table : kTables) {
+      const double mix = table[column] * (1 - (stop - static_cast<double>(column))) +
+                         table[column + 1] * (stop - static_cast<double>(column));
+      expected.push_back(static_cast<int>(mix + 0.5));
+    }
+    EXPECT_EQ(ValuesAt(gain), expected) << "gain " << gain;
+  }
 }
 
 }  // namespace

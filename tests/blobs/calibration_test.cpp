@@ -44,25 +44,3 @@ TEST(Calibration, TwentyFiveOrdinaryLensesSeeTheSphereButForTheTripod) {
   EXPECT_EQ(seen, all);
   EXPECT_GT(twice, all * 4 / 5);
 }
-
-TEST(Calibration, VignettingFallsToTheCornersAndItsTableUndoesIt) {
-  const std::vector<uint8_t> vignet = FileBytes(LUMORA_BLOB_DIR "/CameraVignet_800");
-  ASSERT_EQ(vignet.size(), 77000u);
-  for (size_t camera = 0; camera < 25; camera++) {
-    const size_t row = camera * 3080;
-    EXPECT_EQ(At<int32_t>(vignet, row), static_cast<int>(camera));
-    const auto points = static_cast<size_t>(At<int32_t>(vignet, row + 4));
-    ASSERT_GT(points, 2u);
-    ASSERT_LT(points, 64u);
-    for (size_t colour = 0; colour < 3; colour++) {
-      const size_t curve = row + 8 + colour * 1024, table = curve + 512;
-      EXPECT_EQ(At<double>(vignet, curve), 1.0);
-      for (size_t i = 1; i < points; i++)
-        EXPECT_LT(At<double>(vignet, curve + 8 * i), At<double>(vignet, curve + 8 * (i - 1)));
-      EXPECT_NEAR(At<double>(vignet, curve + 8 * (points - 1)) * At<int16_t>(vignet, table + 2 * 255) / 8192, 1, 1e-3);
-      if (camera == 0) {
-        EXPECT_EQ(At<double>(vignet, curve + 8 * 63), 1.0) << "white balance gain";
-      }
-    }
-  }
-}

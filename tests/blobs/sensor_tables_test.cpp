@@ -49,18 +49,3 @@ TEST(SensorTables, TheModeTableSetsTheSystemsWindowAndTiming) {
               {0x3820, 0x00}, {0x3821, 0x46}, {0x4837, 0x16}, {0x5000, 0x96}, {0x5001, 0x01}, {0x5002, 0x08}}));
   for (size_t i = 3; i < table.size(); i++) EXPECT_LT(table[i - 1].address, table[i].address) << "row " << i;
 }
-
-TEST(SensorTables, TheImageTableEndsWithTheExposureDefaults) {
-  const std::vector<Row> table = TableIn(LUMORA_BLOB_DIR "/reg20_table_b.bin");
-  ASSERT_EQ(table.size(), 101u);
-  EXPECT_EQ(table[0], (Row{0x0100, 0x00}));
-  const std::vector<Row> known = {{0x5000, 0x16}, {0x5018, 0x19}, {0x5019, 0x31}, {0x501A, 0x10}, {0x501B, 0x00},
-                                  {0x501C, 0x16}, {0x501D, 0x0F}, {0x501E, 0x00}, {0x3820, 0x00}, {0x3821, 0x40},
-                                  {0x3503, 0x04}, {0x3500, 0x00}, {0x3501, 0x00}, {0x3502, 0x80}, {0x3508, 0x00},
-                                  {0x3509, 0x80}, {0x4000, 0xF3}};
-  EXPECT_TRUE(HoldsInOrder(table, known));
-  EXPECT_EQ(table.back(), (Row{0x4000, 0xF3}));
-  EXPECT_EQ(std::count_if(table.begin(), table.end(),
-                          [](const Row& row) { return row.address >= 0x5800 && row.address <= 0x583D; }),
-            62);
-}

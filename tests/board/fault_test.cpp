@@ -57,23 +57,6 @@ TEST_F(Fault, ARowErrorOnceCostsOneMoreAttemptWithTheArraysPowerCycled) {
   ExpectMarkedShot(board.disk.OnlyShot(), 3, 2);
 }
 
-TEST_F(Fault, RowErrorsAlwaysEndTheShotAfterThreeAttempts) {
-  board.faults.Add("layer.row-errors value=300 detail=2 times=always");
-  Press();
-  EXPECT_EQ(board.LogCount("Hsync2:300"), 3u);
-  EXPECT_EQ(board.LogCount("LumoSpiIsCapConfFinish error\n"), 1u);
-  ExpectFailed("need_capture:1  need_save:255");
-  ExpectNextPressIsGood();
-}
-
-TEST_F(Fault, AConfigurationThatNeverFinishesEndsTheShot) {
-  board.faults.Add("layer.conf silence detail=0 times=always");
-  Press();
-  EXPECT_EQ(board.LogCount("Retry hasCapLoadStart Finish0:0  Finish1:1  Finish2:1"), 3u);
-  ExpectFailed("need_capture:1  need_save:255");
-  ExpectNextPressIsGood();
-}
-
 TEST_F(Fault, ASaveThatNeverFinishesEndsTheShot) {
   board.faults.Add("layer.save silence detail=2 times=always");
   Press();
@@ -114,18 +97,6 @@ TEST_F(Fault, AWrongChipIdIsOnlyLogged) {
   EXPECT_EQ(board.LogCount("LumoSpiCciRead"), 4u);
   Press();
   EXPECT_THAT(board.disk.Shots(), SizeIs(1));
-}
-
-TEST_F(Fault, AnEncoderThatDoesNotStartEndsTheShotWithItsCode) {
-  for (const auto& [channel, status] :
-       {std::pair{"0", "need_capture:2  need_save:255"}, std::pair{"1", "need_capture:3  need_save:255"}}) {
-    SCOPED_TRACE(channel);
-    board.faults.Clear();
-    board.faults.Add(std::string("venc.start fail detail=") + channel);
-    Press();
-    ExpectFailed(status);
-  }
-  ExpectNextPressIsGood();
 }
 
 // The chip's own line and frame timing could not be reached at the start, so the input takes what comes for nothing.

@@ -36,21 +36,6 @@ struct InterruptedShot : testing::Test {
   }
 };
 
-// A frame that never comes: three new tries, then the four pulses of failure, and nothing left on the disk.
-TEST_F(InterruptedShot, IsGivenUpWhenAFrameNeverComesAndTheNextPressIsGood) {
-  board.faults.Add("frame.lost silence detail=61 times=always");
-  Press();
-  EXPECT_EQ(board.LogCount("Restart LumoLoadNew\n"), 3u);
-  EXPECT_THAT(board.Log(), HasSubstr("Cap error need_capture:0  need_save:10\n"));
-  EXPECT_THAT(board.disk.Shots(), IsEmpty());
-  EXPECT_THAT(Unfinished(), IsEmpty());
-  EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(1 + 4));  // the exposure was signalled once
-
-  board.faults.Clear();
-  Press();
-  ExpectMarkedShot(board.disk.OnlyShot(), 3, 5);
-}
-
 // A pulled disk takes the shot with it and nothing else: shots from before are whole, and the device goes on.
 TEST_F(InterruptedShot, OnAPulledDiskHarmsNoShotFromBefore) {
   Press();

@@ -12,13 +12,9 @@
 #include <fstream>
 #include <numbers>
 
-#include "common/sample_comm_venc/dng_writer.h"
-#include "common/sample_comm_venc/raw_preprocess.h"
 #include "tests/support/file_bytes.h"
 #include "tests/support/http.h"
 #include "tests/support/lens_calibration.h"
-#include "tests/support/made_shot.h"
-#include "tests/support/on_board.h"
 #include "tests/support/tiff_walk.h"
 #include "tools/lumora-shot/pictures.h"
 #include "tools/lumora-shot/shot_file.h"
@@ -111,21 +107,6 @@ Photo PhotoFrom(const std::string& ppm) {
     photo.light.push_back(most > 255 ? static_cast<float>(256 * bytes[2 * i] + bytes[2 * i + 1]) / 65535
                                      : static_cast<float>(Linear(bytes[i])));
   }
-  return photo;
-}
-
-Photo PhotoFrom(const std::vector<uint8_t>& jpeg) {
-  Photo photo;
-  int subsampling = 0;
-  const tjhandle decoder = tjInitDecompress();
-  tjDecompressHeader2(decoder, const_cast<uint8_t*>(jpeg.data()), jpeg.size(), &photo.width, &photo.height,
-                      &subsampling);
-  std::vector<uint8_t> pixels(size_t{3} * static_cast<size_t>(photo.width) * static_cast<size_t>(photo.height));
-  const int failed =
-      tjDecompress2(decoder, jpeg.data(), jpeg.size(), pixels.data(), photo.width, 0, photo.height, TJPF_RGB, 0);
-  tjDestroy(decoder);
-  if (failed != 0) throw std::runtime_error("no JPEG came out");
-  for (uint8_t value : pixels) photo.light.push_back(static_cast<float>(Linear(value)));
   return photo;
 }
 
@@ -246,7 +227,6 @@ void Tell(const std::string& what, const Judgement& judgement) {
 }
 
 struct PhotoSoftware : testing::Test {
-  support::TestFolder folder;
   twin::Board board{twin::BoardOptions{
       .pictures = twin::Pictures::Rendered,
       .scene = MakeChart(fs::path(testing::TempDir()) / ("chart-" + std::to_string(getpid()) + ".jpg")),
@@ -318,39 +298,6 @@ TEST_F(PhotoSoftware, OpensEveryFileOfAShotWithoutAWordAndShowsTheScene) {
     EXPECT_LT(libRaw.worstColour, 0.06);
   }
   for (double sensitivity : sensitivities) EXPECT_NEAR(sensitivity / sensitivities[1], 1, 0.02);
-}
-
-// A whole raw developer, on one camera of either kind. It is large, so scripts/test does not install it.
-TEST_F(PhotoSoftware, RawTherapeeShowsTheScene) {
-  if (!Installed("rawtherapee-cli")) GTEST_SKIP() << "rawtherapee-cli is not installed (apt-get install rawtherapee)";
-  for (int camera : {0, 12}) {
-    SCOPED_TRACE(camera);
-    const twin::StoredFrame frame{
-        .camera = camera, .shot = 1, .seconds = 0.01, .mirror = camera < 9, .flip = camera < 9};
-    std::vector<uint16_t> levels(size_t{3264} * 2448);
-    board.pictures->ReadOut(frame, levels);
-    for (uint16_t& level : levels) level = static_cast<uint16_t>(level << 6);
-    LumoVencStatus en{};
-    en.gain[1] = 16;
-    en.expsTime[1] = 0.01F;
-    OnBoard(board, [&] {
-      int orderTable[25] = {};
-      InitRandomTable();
-      PreProcRawData(levels.data(), 3264, 2448, camera, orderTable);
-      EXPECT_EQ(LumoSaveDNG(levels.data(), 3264, 2448, camera, 1, &en, "/mnt/udisk/frame.dng"), 0);
-    });
-    const std::string picture = folder / "frame.jpg";
-    const Ended ended = Start("HOME=" + (folder / "") + " rawtherapee-cli -Y -js3 -j100 -o " + picture + " -c " +
-                              (board.disk.Directory() / "frame.dng").string() + " 2>&1");
-    EXPECT_EQ(ended.status, 0) << ended.output;
-    const Photo photo = PhotoFrom(FileBytes(picture));
-    ExpectItLiesAs(photo, shot::DecodeGray(*board.pictures->Encode(frame, twin::PictureSize::Half, 85)));
-    const Judgement judgement = Judge(PatchesOf(photo, camera, lenses));
-    Tell("RawTherapee, camera " + std::to_string(camera), judgement);
-    EXPECT_GE(judgement.all, 8u);
-    EXPECT_LT(judgement.worstGray, 0.04);
-    EXPECT_LT(judgement.worstColour, 0.06);  // it, too, takes the matrix to be for daylight
-  }
 }
 
 }  // namespace

@@ -13,9 +13,11 @@
 #include "tests/support/http_board.h"
 #include "tests/support/marked_shot.h"
 #include "tests/support/tiff_walk.h"
+#include "tests/support/transcript_match.h"
 #include "tools/lumora-shot/pictures.h"
 #include "twin/light/read_mark.h"
 #include "twin/light/tone.h"
+#include "twin/transcript/transcript.h"
 
 namespace {
 
@@ -163,27 +165,55 @@ TEST_F(RawShot, WithoutAFolderThereAreNoRawFrames) {
   EXPECT_FALSE(fs::exists(Folder()));
 }
 
-// And a load has its 200 ms before its frame is taken, however little the disk takes.
-TEST_F(RawShot, AFolderThatIsThereIsUsed) {
+// A folder that is there is used; each load has its 200 ms before its frame is taken, however little the disk takes; a
+// frame that never comes is waited for two seconds, and costs the files that were not reached.
+TEST_F(RawShot, GoesThroughItsFramesInOrder) {
   board.disk.SetWriteSpeed(1'000'000'000);
-  twin::Time saved{0};
-  std::vector<long> waits;  // ms
-  hears = [&](twin::Time when, const std::string& line) {
-    if (line.find("SaveRaw:") != std::string::npos) saved = when;
-    if (line.find(": DumpRaw") != std::string::npos && saved != 0s) waits.push_back((when - saved) / 1ms);
+  ReadFilesAsTheyCome();
+  std::unique_ptr<twin::Transcript> transcript;
+  hears = [&](twin::Time, const std::string& line) {
     if (line.find(": End Cap") == std::string::npos) return;
     for (const auto& file : fs::directory_iterator(board.disk.Directory() / "DCIM")) {
       if (file.path().extension() == ".tmp") fs::create_directory(fs::path(file).replace_extension());
     }
-    board.faults.Add("disk.mkdir fail=EROFS");
-    board.faults.Add("vi.dump fail nth=3");
+    board.faults.Add("frame.lost silence detail=12 times=always");
+    transcript = std::make_unique<twin::Transcript>(board.kernel, "sleep file log");
   };
-  ReadFilesAsTheyCome();
   Ok("/do_capture?saveraw=1");
   EXPECT_THAT(Follow(2s), EndsWith("0,13 17,17"));
   ReadLast();
   EXPECT_EQ(FilesThere(), (std::set<std::string>{"RAW_00_0.dng", "RAW_01_0.dng"}));
-  EXPECT_THAT(waits, testing::AllOf(SizeIs(2), testing::Each(testing::AllOf(testing::Ge(199), testing::Le(211)))));
+
+  const std::string rawDir = "/mnt/udisk/DCIM/" + Folder().filename().string() + "/";
+  std::vector<std::string> expected = {"file access \"" + rawDir + "\" 2", "sleep 80000"};
+  for (int frame = 0; frame < 3; frame++) {
+    const std::string before = std::to_string(frame - 1), now = std::to_string(6 * frame);
+    if (frame > 0) expected.push_back("log LumoDumpRawList \"SaveRaw:" + rawDir + "RAW_0" + before + "_0.dng\\n\"");
+    expected.push_back("sleep 10000");  // so often that 200 ms are over
+    expected.push_back("log LumoDumpRawList \"DumpRaw layIdx:0, subIdx:" + now + "\\n\"");
+    expected.push_back("sleep 5000");
+  }
+  for (const char* line : {"log VI_DumpBayer \"HI_MPI_VI_GetFrame err, vi chn 17 \\n\"",
+                           "log LumoDumpRaw \"VI_StartBayerData failed!\\n\"", "sleep 100000"})
+    expected.push_back(line);
+  std::vector<std::string> made;
+  twin::Time asked{0}, saved{0};
+  for (const auto& line : transcript->Lines()) {
+    if (line.thread != "main" || line.text == "sleep 1000") continue;
+    if (line.text.starts_with("file") && !line.text.starts_with("file access") && !line.text.starts_with("file mkdir"))
+      continue;
+    if (line.text == "sleep 10000" && made.back() == line.text) continue;
+    made.push_back(line.text);
+    if (line.text.find("SaveRaw") != std::string::npos) saved = line.at;
+    if (line.text.find("\"DumpRaw") != std::string::npos && saved != 0s) {
+      EXPECT_THAT((line.at - saved) / 1ms, testing::AllOf(testing::Ge(199), testing::Le(211)));
+    }
+    if (line.text == "sleep 5000") asked = line.at;
+    if (line.text.find("GetFrame err") != std::string::npos) {
+      EXPECT_NEAR((line.at - asked) / 1ms, 2005, 2);
+    }
+  }
+  EXPECT_TRUE(SameRoad(expected, made));
 }
 
 TEST_F(RawShot, ADiskThatFillsUpEndsThePassAndSparesTheShot) {
@@ -198,22 +228,6 @@ TEST_F(RawShot, ADiskThatFillsUpEndsThePassAndSparesTheShot) {
   EXPECT_EQ(FileBytes(board.disk.OnlyShot()), shot);
   EXPECT_THAT(read, SizeIs(7));
   EXPECT_ANY_THROW(ShownMosaic(last)) << "what is left of the eighth must not read as whole";
-}
-
-TEST_F(RawShot, AFrameThatNeverComesIsWaitedForTwoSeconds) {
-  ReadFilesAsTheyCome();
-  twin::Time dumped{0}, failed{0};
-  hears = [&](twin::Time when, const std::string& line) {
-    if (line.find("DumpRaw layIdx:0, subIdx:6") != std::string::npos) dumped = when;
-    if (line.find("HI_MPI_VI_GetFrame err, vi chn 17 ") != std::string::npos) failed = when;
-    if (line.find("DumpRaw layIdx:0, subIdx:0") != std::string::npos) {
-      board.faults.Add("frame.lost silence detail=6 times=always");
-    }
-  };
-  ExpectFailure(13, "VI_StartBayerData failed!\n");
-  ReadLast();
-  EXPECT_THAT(read, ElementsAre("RAW_00_0.dng"));
-  EXPECT_NEAR((failed - dumped) / 1ms, 2005, 2);
 }
 
 // Nothing but time tells frames apart: a neighbour that comes twice, and so late that it is still on its way, is taken

@@ -1,11 +1,9 @@
-// What the sensors give before any processing, held against the JPEGs of the same frames.
+// What the sensors give before any processing.
 #include <gmock/gmock.h>
-#include <turbojpeg.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <map>
 #include <vector>
 
 #include "twin/light/marked_pictures.h"
@@ -34,74 +32,7 @@ struct Readout {
   std::vector<uint16_t> levels = std::vector<uint16_t>(static_cast<size_t>(width) * height);
 };
 
-std::vector<uint8_t> DecodeRgb(const Jpeg& jpeg) {
-  std::vector<uint8_t> pixels(static_cast<size_t>(width / 2) * (height / 2) * 3);
-  const tjhandle decoder = tjInitDecompress();
-  EXPECT_EQ(tjDecompress2(decoder, jpeg->data(), jpeg->size(), pixels.data(), width / 2, 0, height / 2, TJPF_RGB, 0),
-            0);
-  tjDestroy(decoder);
-  return pixels;
-}
-
-// Mean of a square of 16 x 16 blocks of blue, green, green, red, in display values by the standard's curve. The matrix
-// is the one that readers of such sensors use, in 256ths.
-std::array<double, 3> Shown(const Readout& readout, int row, int column) {
-  double blue = 0, green = 0, red = 0;
-  for (int y = row; y < row + 32; y += 2) {
-    for (int x = column; x < column + 32; x += 2) {
-      blue += readout.At(y, x);
-      green += (readout.At(y, x + 1) + readout.At(y + 1, x)) / 2.0;
-      red += readout.At(y + 1, x + 1);
-    }
-  }
-  const auto signal = [](double sum) { return (sum / 256 - 14) / 1009; };
-  const double b = signal(blue), g = signal(green), r = signal(red);
-  return {255 * Display((440 * r - 143 * g - 41 * b) / 256), 255 * Display((-53 * r + 438 * g - 129 * b) / 256),
-          255 * Display((-3 * r - 120 * g + 379 * b) / 256)};
-}
-
-std::array<double, 3> Mean(const std::vector<uint8_t>& rgb, int row, int column) {
-  std::array<double, 3> sum{};
-  for (int y = row; y < row + 16; y++) {
-    for (int x = column; x < column + 16; x++) {
-      for (size_t c = 0; c < 3; c++) sum[c] += rgb[(static_cast<size_t>(y) * (width / 2) + x) * 3 + c] / 256.0;
-    }
-  }
-  return sum;
-}
-
 }  // namespace
-
-// Cameras 0, 1, 23 and 24 stand as their JPEGs, the others turned; colours are the same once the matrix is undone.
-TEST(Readout, ShowsTheFrameOfTheJpegInItsColours) {
-  const auto pictures = Room();
-  for (const int camera : {0, 1, 2, 9, 22, 24}) {
-    const StoredFrame frame = FrameOf(camera, 0.003);
-    const auto rgb = DecodeRgb(pictures->Encode(frame, PictureSize::Half, 95));
-    const Readout readout(*pictures, frame);
-    const bool turned = camera != 0 && camera != 1 && camera != 23 && camera != 24;
-    std::vector<double> errors, wrongErrors;
-    for (int row = 0; row + 32 <= height; row += 48) {
-      for (int column = 0; column + 32 <= width; column += 48) {
-        const auto seen = Shown(readout, row, column);
-        const auto upright = Mean(rgb, row / 2, column / 2);
-        const auto other = Mean(rgb, height / 2 - 16 - row / 2, width / 2 - 16 - column / 2);
-        for (size_t c = 0; c < 3; c++) {
-          // A blown-out place tells no colour: the sensor clips behind its filters, the JPEG behind the matrix.
-          if (std::max({seen[0], seen[1], seen[2]}) > 240) continue;
-          errors.push_back(std::abs(seen[c] - (turned ? other : upright)[c]));
-          wrongErrors.push_back(std::abs(seen[c] - (turned ? upright : other)[c]));
-        }
-      }
-    }
-    ASSERT_GT(errors.size(), 1000u);
-    std::sort(errors.begin(), errors.end());
-    std::sort(wrongErrors.begin(), wrongErrors.end());
-    EXPECT_LT(errors[errors.size() / 2], 1.0) << "camera " << camera;
-    EXPECT_LT(errors[errors.size() * 95 / 100], 6.0) << "camera " << camera << " of " << errors.size();
-    EXPECT_GT(wrongErrors[errors.size() / 2], 4.0) << "camera " << camera;
-  }
-}
 
 TEST(Readout, HasBlackAt14NoiseByGainAndPixelsThatDoNotWork) {
   const auto pictures = Room();

@@ -262,43 +262,4 @@ TEST(Damage, NumbersOfGigabytesTakeNoMemory) {
               HasSubstr("2147483647 bytes, more than any picture has"));
 }
 
-TEST(Damage, JpegDataOfAnyKindAreDecodedOrRefused) {
-  std::mt19937 random(408);
-  int noticed = 0;
-  const Bytes sound = NoiseJpeg(160, 112, 2);
-  for (int round = 0; round < 600; ++round) {
-    Bytes jpeg = sound;
-    for (uint32_t i = 0; i <= random() % 3; ++i)
-      jpeg[random() % (round % 3 == 0 ? 700 : jpeg.size())] = static_cast<uint8_t>(random());
-    if (round % 5 == 0) jpeg.resize(random() % jpeg.size());
-    // The verdict of the fast pass is that of decoding every pixel.
-    std::string wrongInFull;
-    try {
-      wrongInFull = shot::DecodeRgb(jpeg).wrong;
-    } catch (const shot::BadJpeg& bad) {
-      wrongInFull = bad.what();
-    }
-    const std::string wrong = shot::WhatIsWrongWithTheData(jpeg);
-    EXPECT_EQ(wrong, wrongInFull) << "round " << round;
-    try {
-      shot::DecodeGray(jpeg, 2);
-      shot::DecodeYuv(jpeg);
-      EXPECT_EQ(wrong, "") << "round " << round;
-    } catch (const shot::BadJpeg&) {
-    }
-    noticed += wrong.empty() ? 0 : 1;
-  }
-  EXPECT_GT(noticed, 200);
-}
-
-TEST(Damage, ASheetOfADamagedShotIsDrawn) {
-  const Sample sample;
-  ASSERT_EQ(truncate(sample.Path().c_str(), sample.Size() / 2), 0);
-  sample.Put(indexAt + 20, Bytes(20, 0));
-  const shot::Rgb page = shot::DrawSheet(shot::File(sample.Path()));
-  EXPECT_GT(page.width, 1000);
-  ASSERT_EQ(truncate(sample.Path().c_str(), 100), 0);
-  EXPECT_GT(shot::DrawSheet(shot::File(sample.Path())).width, 100);
-}
-
 }  // namespace

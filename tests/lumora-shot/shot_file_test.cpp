@@ -6,8 +6,6 @@
 #include <unistd.h>
 
 #include "tests/support/made_shot.h"
-#include "tools/lumora-shot/calibration.h"
-#include "tools/lumora-shot/pictures.h"
 #include "tools/lumora-shot/verify.h"
 
 namespace {
@@ -108,58 +106,12 @@ TEST(ShotFile, TheRecordsWordsStandUnderTheirNames) {
     EXPECT_EQ(words[i], static_cast<int>(i) - (i == 26 ? 256 : 0)) << shot::recordFields[i];
 }
 
-TEST(ShotFile, CalibrationRowsComeOutAsTheyStand) {
-  const support::TestFolder folder;
-  auto bytes = MadeShot{}.Make();
-  const size_t row24 = 270 + 24 * 32, vignet24 = 1076 + 24 * 3080;
-  bytes[row24 + 2] = 13, bytes[row24 + 3] = 0;
-  bytes[row24 + 28] = 0xFE;
-  for (size_t i = 29; i < 32; ++i) bytes[row24 + i] = 0xFF;
-  const uint8_t half[8] = {0, 0, 0, 0, 0, 0, 0xE0, 0x3F};  // 0.5
-  std::copy(half, half + 8, &bytes[vignet24 + 2056 + 504]);
-  bytes[vignet24 + 3078] = 0x34, bytes[vignet24 + 3079] = 0x12;
-  support::WriteFile(folder / "made.ori", bytes);
-  const shot::File file(folder / "made.ori");
-  const auto cameras = shot::ReadCameras(file);
-  const auto vignetting = shot::ReadVignetting(file);
-  ASSERT_EQ(cameras.size(), 25U);
-  ASSERT_EQ(vignetting.size(), 25U);
-  EXPECT_EQ(cameras[24].lensType, 13);
-  EXPECT_EQ(cameras[24].sensorScale, -2);
-  EXPECT_EQ(vignetting[24].r.curve[63], 0.5);
-  EXPECT_EQ(vignetting[24].r.table[255], 0x1234);
-}
-
 TEST(ShotFile, WhatIsNoFileCannotBeRead) {
   const support::TestFolder folder;
   EXPECT_THROW(shot::File(folder / "nothing.ori"), shot::CannotRead);
   EXPECT_THROW(shot::File(folder / "."), shot::CannotRead);
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
   EXPECT_THROW(shot::File(folder / "pipe"), shot::CannotRead);  // and does not wait for a writer
-}
-
-TEST(Pictures, AreDecodedAtTheirSizeAndPlace) {
-  const auto jpeg = JpegOf("half", 3, 1);
-  const auto facts = shot::ReadJpegHead(jpeg);
-  EXPECT_EQ(facts.width, 1632);
-  EXPECT_EQ(facts.height, 1224);
-  EXPECT_TRUE(facts.yuv420);
-  EXPECT_EQ(facts.quality, 85);
-  EXPECT_EQ(shot::ReadJpegHead(JpegOf("full", 0, 0)).quality, 95);
-  EXPECT_EQ(shot::ReadJpegHead(support::TwoToneJpeg(408, 306, 80)).quality, 80);
-  EXPECT_FALSE(shot::ReadJpegHead(support::NoiseJpeg(64, 48, 0)).yuv420);
-
-  const shot::Gray gray = shot::DecodeGray(jpeg, 8);
-  EXPECT_EQ(gray.width, 204);
-  EXPECT_EQ(gray.height, 153);
-  EXPECT_NEAR(gray.At(100, 10), 210, 3);
-  EXPECT_NEAR(gray.At(100, 140), 50, 3);
-  const shot::Yuv yuv = shot::DecodeYuv(jpeg);
-  ASSERT_EQ(yuv.y.size(), 1632U * 1224U);
-  ASSERT_EQ(yuv.u.size(), 816U * 612U);
-  EXPECT_NEAR(yuv.y.front(), 210, 3);
-  EXPECT_NEAR(yuv.y.back(), 50, 3);
-  EXPECT_NEAR(yuv.v.back(), 128, 3);
 }
 
 }  // namespace

@@ -1,10 +1,35 @@
 // Every way in which a shot can fail once it has been asked for: the code that it leaves, the file that it leaves, and
 // that the next shot is a good one.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <turbojpeg.h>
+
+#include "common/sample_comm_venc/capture_end.h"
+#include "tests/support/on_board.h"
 
 #include "tests/support/marked_shot.h"
 #include "tests/support/snap_loop.h"
-#include "tools/lumora-shot/verify.h"
+#include "tests/support/transcript_match.h"
+#include "twin/transcript/transcript.h"
+
+// The program's own functions stand in front of the library's.
+static bool decompressorRefused = false, compressorRefused = false;
+extern "C" tjhandle tjInitDecompress() {
+  static const auto real = reinterpret_cast<tjhandle (*)()>(dlsym(RTLD_NEXT, "tjInitDecompress"));
+  return decompressorRefused ? nullptr : real();
+}
+extern "C" tjhandle tjInitCompress() {
+  static const auto real = reinterpret_cast<tjhandle (*)()>(dlsym(RTLD_NEXT, "tjInitCompress"));
+  return compressorRefused ? nullptr : real();
+}
+// From the JPEG that was made last to the samples that it was made of.
+static ptrdiff_t fromJpegToSamples = 0;
+extern "C" int tjCompressFromYUV(tjhandle encoder, const unsigned char* samples, int width, int padding, int height,
+                                 int subsampling, unsigned char** jpeg, unsigned long* size, int quality, int flags) {
+  static const auto real = reinterpret_cast<decltype(&tjCompressFromYUV)>(dlsym(RTLD_NEXT, "tjCompressFromYUV"));
+  fromJpegToSamples = samples - *jpeg;
+  return real(encoder, samples, width, padding, height, subsampling, jpeg, size, quality, flags);
+}
 
 namespace {
 
@@ -16,7 +41,9 @@ struct Failure {
   const char* fault;
   int needCapture, needSave;
   const char* text;
-  int leftFiles = 0;  // under the temporary name
+  int leftFiles = 0;           // under the temporary name
+  const char* from = nullptr;  // the line of the log after which it breaks
+  int captureMode = 0;
 };
 
 void PrintTo(const Failure& failure, std::ostream* out) { *out << failure.fault; }
@@ -33,6 +60,8 @@ struct FailingShot : SnapLoop, testing::WithParamInterface<Failure> {
     for (const std::string& name : Files()) std::filesystem::remove(Dcim() / name);
     ASSERT_TRUE(Shoot());
     EXPECT_THAT(Outcome(), Pair(0, 0));
+    // Marked pictures are so small that twice their JPEG has no room for all that a thumbnail could become.
+    EXPECT_EQ(fromJpegToSamples, 1632 * 1224 * 3 / 2) << "not over the half picture";
     const auto& delivered = board.media.Delivered();
     ASSERT_FALSE(delivered.empty());
     ExpectMarkedShot(OnlyShot(), 3, delivered.back().frame.shot);
@@ -40,9 +69,16 @@ struct FailingShot : SnapLoop, testing::WithParamInterface<Failure> {
 };
 
 TEST_P(FailingShot, LeavesItsCodeAndTheNextIsGood) {
+  ctrl->captureMode = static_cast<BYTE>(GetParam().captureMode);
   Start();
-  board.faults.Add(GetParam().fault);
+  if (GetParam().from == nullptr) board.faults.Add(GetParam().fault);
+  board.OnLogLine([this, armed = GetParam().from == nullptr](twin::Time, const std::string& line) mutable {
+    if (armed || line.find(GetParam().from) == std::string::npos) return;
+    armed = true;
+    board.faults.Add(GetParam().fault);
+  });
   ASSERT_TRUE(Shoot());
+  ctrl->captureMode = 0;
   EXPECT_GE(board.faults.Fired(), 1u);
   EXPECT_THAT(Outcome(), Pair(GetParam().needCapture, GetParam().needSave));
   EXPECT_GE(Logged(GetParam().text), 1u);
@@ -69,9 +105,30 @@ constexpr Failure failures[] = {
     {"venc.stop fail detail=0", 0, 1, "HI_MPI_VENC_StopRecvPic(VencChn0) error\n", 1},
     {"venc.stop fail detail=1", 0, 2, "HI_MPI_VENC_StopRecvPic(VencChn1) error\n", 1},
     {"venc.stop fail times=2", 0, 2, "HI_MPI_VENC_StopRecvPic(VencChn0) error\n", 1},  // the second wins
+    {"disk.write fail", 0, 5, "fwrite error\n", 1, "End Cap", 2},  // of three exposures it would stay in the buffer
     {"heap.malloc fail detail=3183624", 0, 9, "malloc error\n", 1},
 };
 INSTANTIATE_TEST_SUITE_P(Ways, FailingShot, testing::ValuesIn(failures));
+
+// Each failed attempt cycles the array's power, the last one too; after a rest the caller does so once more.
+TEST_F(FailingShot, AnArrayThatFailsIsCycledAfterEachAttempt) {
+  Start();
+  const std::vector<std::string> cycle = {"sleep 200000", "sleep 100000", "sleep 100000"};
+  std::vector<std::string> expected;
+  for (int attempt = 0; attempt < 3; attempt++) expected.insert(expected.end(), cycle.begin(), cycle.end());
+  expected.push_back("sleep 100000");
+  expected.insert(expected.end(), cycle.begin(), cycle.end());
+  for (const char* fault : {"layer.conf silence detail=0 times=always", "layer.save silence detail=2 times=always"}) {
+    board.faults.Clear();
+    board.faults.Add(fault);
+    const twin::Transcript transcript{board.kernel, "sleep"};
+    ASSERT_TRUE(Shoot());
+    EXPECT_THAT(Outcome(), Pair(1, kShotRunning));
+    std::vector<std::string> rests = transcript.Texts("main");
+    std::erase_if(rests, [](const std::string& line) { return std::stoi(line.substr(6)) < 100000; });
+    EXPECT_TRUE(SameRoad(expected, rests)) << fault;
+  }
+}
 
 // A setting file may name a camera that does not exist; an entry behind the index must not be looked at.
 TEST_F(FailingShot, AThumbnailOfNoCameraEndsTheShot) {
@@ -85,6 +142,40 @@ TEST_F(FailingShot, AThumbnailOfNoCameraEndsTheShot) {
     for (const std::string& name : Files()) std::filesystem::remove(Dcim() / name);
   }
   ctrl->thumbCamIdx = 12;
+  ExpectGoodShot();
+}
+
+// A place that a stream cannot tell is -1, and cannot be gone to.
+TEST(CaptureEnd, TellsWhichPlaceOfTheFileCannotBeReached) {
+  twin::Board board{twin::BoardOptions{}};
+  board.faults.Add("venc.stop silence times=always");  // there are no channels here
+  for (const int code : {4, 6}) {
+    LumoVencStatus en{};
+    auto ctrlSigs = std::make_unique<ControlSignals>();
+    ctrlSigs->needSave = kShotRunning;
+    (code == 4 ? en.jpgDataIndexOffset : en.sumJpgSizeOffset) = -1;
+    int result = 0;
+    OnBoard(board, [&] {
+      en.oriFile = board.stdio.Open("/mnt/udisk/shot.tmp", "wb");
+      result = LumoVencCaptureEnd(&en, ctrlSigs.get());
+    });
+    EXPECT_THAT(std::pair(result, static_cast<int>(ctrlSigs->needSave)), Pair(-code, code));
+    EXPECT_EQ(en.oriFile, nullptr);
+  }
+  EXPECT_EQ(board.LogCount("LumoVencCaptureEnd"), 4u);
+}
+
+// Without memory the JPEG library gives no decompressor, or no compressor.
+TEST_F(FailingShot, WithoutAnythingToMakeAThumbnailTheShotFails) {
+  Start();
+  for (bool* refused : {&decompressorRefused, &compressorRefused}) {
+    *refused = true;
+    ASSERT_TRUE(Shoot());
+    *refused = false;
+    EXPECT_THAT(Outcome(), Pair(0, refused == &decompressorRefused ? 10 : 11));
+  }
+  EXPECT_EQ(Logged("tjInitDecompress error\n"), 2u);
+  EXPECT_EQ(Logged("SaveJPGBuf error\n"), 1u);
   ExpectGoodShot();
 }
 
