@@ -114,6 +114,7 @@ void Board::Wire() {
   paths.SetDiskMounted([this] { return disk.Mounted(); });
   coProcessor.SetPowerOff([this] {
     media.ProcessEnds();  // as the program asked for
+    if (disk.Unsynced()) Complain("switched off with changes that were not synced to the disk");
     PowerOff();
   });
   faults.SetPowerCut([this] { PowerOff(); });

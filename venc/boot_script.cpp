@@ -1,9 +1,10 @@
+#include "venc/boot_script.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "common/log.h"
-#include "venc/system_integration.h"
 #include "venc/whole_file.h"
 
 namespace {

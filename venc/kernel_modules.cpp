@@ -1,9 +1,10 @@
+#include "venc/kernel_modules.h"
+
 #include <unistd.h>
 
 #include <cstdio>
 
 #include "common/types.h"
-#include "venc/system_integration.h"
 
 // Linux drivers of the adapters, built for the device's kernel; see blobs.S.
 constexpr size_t kMiiKoSize = 6976;

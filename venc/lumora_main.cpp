@@ -9,14 +9,16 @@
 #include <cstdlib>
 
 #include "common/control_signals.h"
-#include "common/fpga_ctrl/device/device.h"
 #include "common/fpga_ctrl/device/control_loop.h"
+#include "common/fpga_ctrl/device/device.h"
 #include "common/httpd/server.h"
 #include "common/log.h"
 #include "common/sample_comm_isp/sample_comm_isp.h"
 #include "common/sample_comm_sys/sample_comm_sys.h"
 #include "common/settings/settings.h"
 #include "common/usbserial/remote.h"
+#include "venc/boot_script.h"
+#include "venc/kernel_modules.h"
 #include "venc/media_pipeline.h"
 #include "venc/system_integration.h"
 #include "venc/update_files.h"

@@ -8,14 +8,6 @@
 // emptied. Returns 0, or -2 if such a file does not open (the log is then standard error).
 int LumoOpenDebugFile();
 
-// Adds to the boot script what it lacks: a second try at mounting the disk, and the installation of an application
-// image that lies on the disk as "firmware". A script that holds "Retry mount" and "firmware" is left as it is.
-void LumoModifyS90User();
-
-// Lays out the kernel modules of the adapters in the working directory, where they are missing. An existing file is
-// never compared or replaced.
-void LumoInitKOFiles();
-
 // Empties the list of addresses that were given out: each start begins with none.
 void LumoResetDhcpcdLeases();
 

@@ -102,37 +102,3 @@ TEST_F(Press, PressDuringAShotIsNoShotNorIsOneHeldOverItsEnd) {
   EXPECT_TRUE(board.Powered());
   ShotAfter(1);
 }
-
-TEST_F(Press, ThreeSecondsSwitchOffInOrder) {
-  const Time pressed = board.Now();
-  board.button.Press(3100ms);
-  ASSERT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min)) << board.Log();
-  const Time quit = said.at("Quit");
-  EXPECT_GE(quit - pressed, 3010ms);  // 10 ms of debounce
-  EXPECT_LT(quit - pressed, 3030ms);
-  EXPECT_THAT(StartsOf(board.panel.BuzzerPulses(), quit), ElementsAre(200));
-  EXPECT_THAT(LengthsOf(board.panel.BuzzerPulses()), ElementsAre(1000));
-  EXPECT_THAT(LengthsOf(board.panel.LedPulses()), ElementsAre(1000));
-  // Behind the media pipeline's end: 1 s for the sync and 0.1 s for the unmount, and the commands' own time.
-  EXPECT_GT(board.Now() - quit, 1200ms);
-  EXPECT_LT(board.Now() - quit, 5s);
-  EXPECT_FALSE(board.Exited()) << "main parks until the power goes";
-}
-
-TEST_F(Press, SwitchOffKeepsShotAndSettingsForTheNextStart) {
-  std::filesystem::path setting = board.disk.Directory() / "DCIM" / "setting.ini";
-  ShotAfter(1);
-  const auto shots = board.disk.Shots();
-  board.button.Press(4s);
-  ASSERT_TRUE(board.RunUntil([&] { return !board.Powered(); }, 1min));
-  board.Run(1h);
-  ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(board.disk.Shots(), shots);
-  const shot::Record first = shot::ReadShot(shots[0].string()).record;
-  const shot::Record second = ShotAfter(1);
-  // The clock went on while the power was off.
-  const int minutes = (second.shootTimeHour - first.shootTimeHour) * 60 + second.shootTimeMin - first.shootTimeMin;
-  EXPECT_GE(minutes, 60);
-  EXPECT_LE(minutes, 61);
-  EXPECT_FALSE(std::filesystem::exists(setting)) << "presses store nothing";
-}

@@ -8,8 +8,6 @@
 namespace twin {
 namespace {
 
-using testing::HasSubstr;
-
 struct FaultEngine : testing::Test {
   Kernel kernel{7};
   Faults faults{kernel};
@@ -17,18 +15,10 @@ struct FaultEngine : testing::Test {
   FaultPoint disk{faults, "disk.write", "one write"};
 
   // Which of `count` operations break: "..x." and so on.
-  std::string Operate(FaultPoint& point, int count, int64_t detail = 0) {
+  static std::string Operate(FaultPoint& point, int count, int64_t detail = 0) {
     std::string result;
     for (int i = 0; i < count; i++) result += point.Ask(detail) ? 'x' : '.';
     return result;
-  }
-  std::string Refusal(std::string_view text) {
-    try {
-      faults.Add(text);
-    } catch (const std::invalid_argument& refusal) {
-      return refusal.what();
-    }
-    return "accepted";
   }
 };
 
@@ -39,32 +29,19 @@ TEST_F(FaultEngine, CountsOnlyOperationsThatMeetTheConditions) {
   EXPECT_EQ(Operate(bus, 6, 2), "..xx..");
   EXPECT_EQ(faults.Fired(), 2u);
   faults.Clear();
-  EXPECT_EQ(faults.Fired(), 0u);
   EXPECT_EQ(Operate(bus, 3, 2), "...");
-}
-
-TEST_F(FaultEngine, AWindowOfTimeOpensAndCloses) {
-  kernel.Run(1s);
   faults.Add("spi.message silence after=2s for=3s");
-  kernel.Run(2s - 1ns);
-  EXPECT_EQ(Operate(bus, 2), "..");
-  kernel.Run(1ns);
-  EXPECT_EQ(Operate(bus, 3), "xxx");
-  kernel.Run(3s - 1ns);
-  EXPECT_EQ(Operate(bus, 1), "x");
-  kernel.Run(1ns);
-  EXPECT_EQ(Operate(bus, 1), ".");
-}
-
-TEST_F(FaultEngine, TheFirstRuleDecidesAndTheOthersGoOnCounting) {
+  for (const auto& [length, breaks] : {std::pair{2s - 1ns, "."}, {1ns, "x"}, {3s - 1ns, "x"}, {1ns, "."}}) {
+    kernel.Run(length);
+    EXPECT_EQ(Operate(bus, 1), breaks) << kernel.Now().count();
+  }
+  // The first rule that fires decides; the others go on counting.
+  faults.Clear();
   faults.Add("spi.message fail=EBUSY nth=2");
   faults.Add("spi.message value=0x10 nth=3");
   EXPECT_FALSE(bus.Ask());
   EXPECT_EQ(bus.Ask()->value, EBUSY);
-  const auto third = bus.Ask();
-  ASSERT_TRUE(third);
-  EXPECT_EQ(third->kind, Effect::Kind::Value);
-  EXPECT_EQ(third->value, 16);
+  EXPECT_EQ(bus.Ask()->value, 16);
   EXPECT_FALSE(bus.Ask());
 }
 
@@ -83,15 +60,13 @@ TEST_F(FaultEngine, APowerCutComesOnceWhetherThePointKnowsOfItOrNot) {
   int cuts = 0;
   faults.SetPowerCut([&] { cuts++; });
   faults.Add("spi.message powercut");
-  faults.Add("disk.write powercut=100 nth=2");
+  faults.Add("disk.write powercut=100");
   EXPECT_EQ(bus.Ask()->kind, Effect::Kind::PowerCut);
   EXPECT_EQ(cuts, 0) << "the operation is still to be done";
   kernel.Run(1ns);
   EXPECT_EQ(cuts, 1);
-  EXPECT_FALSE(disk.Ask());
   EXPECT_EQ(disk.Ask()->value, 100);
   faults.PowerCut();  // as a point does after its own part
-  EXPECT_EQ(cuts, 2);
   kernel.Run(1s);
   EXPECT_EQ(cuts, 2);
 }
@@ -108,9 +83,15 @@ TEST_F(FaultEngine, TheTextFormTellsAPersonWhatIsWrong) {
       {"spi.message fail p=1.5", "p wants a probability"},
       {"spi.message fail often", "does not know \"often\""},
       {"  ", "wants a point"}};
-  for (const auto& [text, reason] : refusals) EXPECT_THAT(Refusal(text), HasSubstr(reason)) << text;
+  for (const auto& [text, reason] : refusals) {
+    try {
+      faults.Add(text);
+      ADD_FAILURE() << text;
+    } catch (const std::invalid_argument& refusal) {
+      EXPECT_THAT(refusal.what(), testing::HasSubstr(reason)) << text;
+    }
+  }
   EXPECT_EQ(Operate(bus, 3), "...") << "a refused rule leaves nothing behind";
-  EXPECT_THROW(faults.Add(FaultRule{.point = "nowhere"}), std::invalid_argument);
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
 // One shot as the control thread takes it: countdown, hand-over, outcome, and the ways to stop a series.
 #include "common/fpga_ctrl/device/capture_trigger.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <ucontext.h>
+
+#include <array>
+#include <csignal>
 
 #include "common/fpga_ctrl/array/gpio.h"
 #include "common/fpga_ctrl/array/spi_link.h"
@@ -119,6 +122,46 @@ TEST_F(CaptureTrigger, FollowsRestartsAndRawFramesToTheirEnd) {
                                 rest, "load 1 53", rest, "load 2 53", rest, "load 2 53", rest, "poll"}),
                shoot({{3s, raw(0x40 | 53)}, {3190ms, raw(0xC0 | 62)}, {3380ms, raw(kRawLoadEmpty)}, {5s, saved}})));
 }
+
+#if defined(__x86_64__)
+namespace {
+
+// The two fields after each single instruction of this thread, as a neighbour on another core may see them.
+struct BetweenInstructions {
+  static inline const ControlSignals* signals = nullptr;
+  static inline std::array<char, 2> order{};  // in which they changed: 's' needSave, 'c' needCapture
+  static inline size_t changed = 0;
+
+  static constexpr uint64_t kTrap = 0x100;
+  static void Look(int, siginfo_t*, void* context) {
+    for (const auto& [name, value] : {std::pair{'s', signals->needSave.load()}, {'c', signals->needCapture.load()}}) {
+      const bool known = changed > 0 && order[0] == name;
+      if (value == kShotRunning && !known && changed < order.size()) order[changed++] = name;
+    }
+    auto* interrupted = static_cast<ucontext_t*>(context);
+    if (changed == order.size()) interrupted->uc_mcontext.gregs[REG_EFL] &= ~static_cast<greg_t>(kTrap);
+  }
+};
+
+}  // namespace
+
+TEST_F(CaptureTrigger, TheSaveStageIsPublishedBeforeTheSnapThreadStarts) {
+  BetweenInstructions::signals = ctrlSigs.get();
+  struct sigaction look {
+  }, before{};
+  look.sa_sigaction = BetweenInstructions::Look;
+  look.sa_flags = SA_SIGINFO;
+  sigaction(SIGTRAP, &look, &before);
+  board.OnLogLine([](twin::Time, const std::string& line) {
+    if (line.ends_with("StartCapture")) {
+      __builtin_ia32_writeeflags_u64(__builtin_ia32_readeflags_u64() | BetweenInstructions::kTrap);
+    }
+  });
+  Shoot({.what = "at once"});
+  sigaction(SIGTRAP, &before, nullptr);
+  EXPECT_EQ(std::string(BetweenInstructions::order.data(), BetweenInstructions::changed), "sc");
+}
+#endif
 
 // --- the button ---
 

@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "common/fpga_ctrl/array/gpio.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/on_board.h"
 
 using twin::Board;
@@ -19,36 +19,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Clusters of 1 KB, so that every free space is possible.
-void UseSmallClusters(Board& board) {
-  board.disk.Unmount();
-  board.disk.Format(1);
-  board.disk.Mount();
-}
-
-void MakeFile(const fs::path& path) {
-  fs::create_directories(path.parent_path());
-  std::ofstream{path} << "x";
-}
-
 std::string ListText(const ControlSignals& ctrlSigs) {
   const char* list = ctrlSigs.fileList + 16;
   return {list, strnlen(list, sizeof(ctrlSigs.fileList) - 16)};
-}
-
-void AddErrName(ControlSignals& ctrlSigs, const std::string& name) {
-  const int slot = ctrlSigs.errFileNum;
-  name.copy(ctrlSigs.errFileList + slot * 32, 31);
-  ctrlSigs.errFileNum = slot + 1;
 }
 
 // What the list holds for a directory of these files.
 std::string ListOf(const std::vector<std::string>& names, const std::vector<std::string>& errNames = {}) {
   Board board{{}};
   fs::create_directories(board.disk.Directory() / "DCIM");
-  for (const std::string& name : names) MakeFile(board.disk.Directory() / "DCIM" / name);
+  for (const std::string& name : names) PutText(board.disk.Directory() / "DCIM" / name, "x");
   auto ctrlSigs = std::make_unique<ControlSignals>();
-  for (const std::string& name : errNames) AddErrName(*ctrlSigs, name);
+  for (const std::string& name : errNames) name.copy(ctrlSigs->errFileList + ctrlSigs->errFileNum++ * 32, 31);
   std::string list;
   OnBoard(board, [&] {
     EXPECT_EQ(LumoUpdateFileList(ctrlSigs.get()), 0);
@@ -62,7 +44,9 @@ std::string ListOf(const std::vector<std::string>& names, const std::vector<std:
 TEST(Storage, ColourAndRoomAtTheirLimits) {
   Board board{{}};
   OnBoard(board, [&] {
-    UseSmallClusters(board);
+    board.disk.Unmount();
+    board.disk.Format(1);  // clusters of 1 KB, so that every free space is possible
+    board.disk.Mount();
     LumoGpioInit();
     auto ctrlSigs = std::make_unique<ControlSignals>();
     ctrlSigs->stcSpiMode = 1;
@@ -96,19 +80,6 @@ TEST(Storage, ColourAndRoomAtTheirLimits) {
   });
 }
 
-TEST(Storage, ColourIsRepeatedUntilTheCoProcessorAnswers) {
-  Board board{{}};
-  OnBoard(board, [&] {
-    LumoGpioInit();
-    auto ctrlSigs = std::make_unique<ControlSignals>();
-    ctrlSigs->stcSpiMode = 1;
-    board.faults.Add({.point = "stc.silence", .times = 4, .effect = {.kind = twin::Effect::Kind::Silence}});
-    LumoUpdateStorageLED(ctrlSigs.get());
-    EXPECT_EQ(board.faults.Fired(), 4u);
-    EXPECT_EQ(board.panel.LampColour(), "blue");
-  });
-}
-
 TEST(Storage, ListsFinishedShotsAlone) {
   const std::string name19 = "20260615_103000_abc";  // with its extension 23 characters
   const std::string name30 = "prefix_abcd20260615_103000_abc";
@@ -136,7 +107,7 @@ TEST(Storage, LeavesBadShotsOut) {
 
 TEST(Storage, ListTakesNoMoreThanItHolds) {
   Board board{{}};
-  const auto make = [&](const std::string& name) { MakeFile(board.disk.Directory() / "DCIM" / (name + ".ori")); };
+  const auto make = [&](const std::string& name) { PutText(board.disk.Directory() / "DCIM" / (name + ".ori"), "x"); };
   // Names of 19 characters take 21 bytes of the 65,520. One of 20 misses by a byte; the next of 19 fits to the last.
   for (int i = 0; i < 3119; i++) make("20260615_10300" + std::to_string(10000 + i));
   make("A20260615_1030099999");

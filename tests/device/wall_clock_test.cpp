@@ -21,11 +21,14 @@ std::chrono::seconds SystemSeconds(const Board& board) {
 
 }  // namespace
 
-TEST(WallClock, FailingRealTimeClockLeavesTheSystemTime) {
+TEST(WallClock, ComesFromTheChipUnlessThatFails) {
   Board board{{}};
   OnBoard(board, [&] {
     board.clockChip.SetDate(kMomentCivil);
+    LumoGetRtcTime();
     const auto before = SystemSeconds(board);
+    EXPECT_EQ(before, kMoment);
+    EXPECT_EQ(board.descriptors.OpenCount(), 0u);
     board.faults.Add("rtc.open fail=ENOENT");
     LumoGetRtcTime();
     EXPECT_EQ(board.LogCount("LumoGetRtcTime:"), 1u);
@@ -45,6 +48,7 @@ TEST(WallClock, SetTimeReachesBothAsFarAsTheyWork) {
     CivilTime stored = board.clockChip.Date();
     stored.weekday = 0;
     EXPECT_EQ(stored, kMomentCivil);
+    EXPECT_EQ(board.descriptors.OpenCount(), 0u);
 
     // A broken clock chip does not take the time from this run.
     board.faults.Add("rtc.write fail=EIO");

@@ -11,8 +11,6 @@
 namespace twin {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 struct Shell : testing::Test {
@@ -47,28 +45,6 @@ TEST_F(Shell, FollowsItsBranches) {
   EXPECT_EQ(output, "un  mounted now\numount: can't unmount /mnt/udisk: Invalid argument\nconf\n");
   EXPECT_EQ(status, 3);
   EXPECT_THAT(board.Complaints(), IsEmpty());
-}
-
-TEST_F(Shell, MovesFilesWithinAndAcrossTheDisk) {
-  const auto& disk = board.disk.Directory();
-  const std::string image(10000, 'i');
-  std::ofstream(disk / "a") << image;
-  const uint64_t before = board.disk.FreeClusters();
-  board.disk.Pull();
-  board.disk.Plug();
-  Run("mv /mnt/udisk/a /mnt/udisk/b\nmv /mnt/udisk/b c\nchmod 750 c\nmv c d\nmv nothing e\n");
-  EXPECT_EQ(status, 1);
-  EXPECT_EQ(output, "mv: can't rename 'nothing': No such file or directory\n");
-  EXPECT_TRUE(std::filesystem::is_empty(disk));
-  EXPECT_EQ(board.disk.FreeClusters(), before);
-  const auto moved = board.paths.Local() / "d";
-  EXPECT_EQ(std::filesystem::file_size(moved), image.size());
-  EXPECT_EQ(std::filesystem::status(moved).permissions(), std::filesystem::perms(0750));
-  std::ofstream(disk / "a") << image;
-  board.faults.Add("disk.read fail nth=2");
-  Run("mv /mnt/udisk/a d\n");
-  EXPECT_EQ(status, 1);
-  EXPECT_TRUE(std::filesystem::exists(disk / "a")) << "the source stays until the copy is whole";
 }
 
 TEST_F(Shell, ABootScriptThatStartsNothingLeavesTheBoardWithout) {

@@ -5,7 +5,7 @@
 
 #include "tests/support/file_bytes.h"
 #include "tests/support/on_board.h"
-#include "venc/system_integration.h"
+#include "venc/boot_script.h"
 
 namespace {
 
@@ -79,14 +79,6 @@ TEST_F(BootScript, WithoutRoomForThePlaceGetsNoInstallation) {
     LumoModifyS90User();
   });
   EXPECT_FALSE(fs::exists(script));
-}
-
-TEST_F(BootScript, AsDeliveredStaysAScriptThatTheDeviceCanRun) {
-  EXPECT_NE(Patched(delivered), delivered);
-  OnBoard(board, [] {});
-  EXPECT_EQ(board.Complaints(), std::vector<std::string>{});
-  EXPECT_EQ(Text().find(kMount + kRetry), delivered.find(kMount));
-  EXPECT_NE(Text().find("lumora ---" + kInstall + "\ncd "), std::string::npos) << Text();
 }
 
 }  // namespace

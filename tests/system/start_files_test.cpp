@@ -5,6 +5,7 @@
 
 #include "tests/support/file_bytes.h"
 #include "tests/support/on_board.h"
+#include "venc/kernel_modules.h"
 #include "venc/system_integration.h"
 
 namespace {
@@ -44,25 +45,6 @@ TEST_F(StartFiles, ModulesAreLaidOutWhereTheyAreMissingAndLeasesForgotten) {
   fs::remove_all(leases.parent_path());
   OnBoard(board, LumoResetDhcpcdLeases);
   EXPECT_FALSE(fs::exists(leases));
-}
-
-TEST_F(StartFiles, AnEmptyDebugFileTakesTheLogAndEachStartEmptiesIt) {
-  EXPECT_EQ(Log(LumoWifiClose), 0);
-  EXPECT_FALSE(fs::exists(log));
-  EXPECT_EQ(board.LogCount("80211_shutdown.sh\n"), 1u) << "standard error";
-  std::ofstream(log).flush();
-  EXPECT_EQ(Log([] {
-              LumoWifiClose();
-              LumoEthClose();
-            }),
-            0);
-  EXPECT_TRUE(FileText(log).starts_with("LumoWifiClose:")) << FileText(log);
-  EXPECT_TRUE(FileText(log).ends_with(" r8152_shutdown\n")) << FileText(log);
-  EXPECT_TRUE(board.disk.Mounted()) << "the open log keeps the disk busy";
-  EXPECT_EQ(Log(LumoUsbSerialClose), 0);
-  EXPECT_TRUE(FileText(log).starts_with("LumoUsbSerialClose:")) << FileText(log);
-  EXPECT_TRUE(FileText(log).ends_with(" cp210x_shutdown\n")) << FileText(log);
-  EXPECT_EQ(board.LogCount("cp210x_shutdown\n"), 0u);
 }
 
 TEST_F(StartFiles, ADebugFileThatCannotBeWrittenLeavesTheLogAtStandardError) {

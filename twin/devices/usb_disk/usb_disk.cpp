@@ -56,6 +56,8 @@ UsbDisk::Verdict UsbDisk::Judge(FaultPoint& point, Needs needs, Duration takes) 
     verdict.error = EROFS;
   } else if (needs == Needs::ForgettableWriting && effect && effect->kind == Effect::Kind::Silence) {
     verdict.forgotten = true;
+  } else if (needs != Needs::Reading) {
+    unsynced_ = true;
   }
   return verdict;
 }
@@ -85,7 +87,11 @@ UsbDisk::Verdict UsbDisk::BeforeMakeDirectory(const std::string& /*path*/) {
 
 UsbDisk::Verdict UsbDisk::BeforeList(const std::string& /*path*/) { return Judge(list_, Needs::Reading, kCallTime); }
 
-UsbDisk::Verdict UsbDisk::BeforeSync() { return Judge(sync_, Needs::Reading, kSyncTime); }
+UsbDisk::Verdict UsbDisk::BeforeSync() {
+  const Verdict verdict = Judge(sync_, Needs::Reading, kSyncTime);
+  if (verdict.error == 0) unsynced_ = false;
+  return verdict;
+}
 
 UsbDisk::Verdict UsbDisk::BeforeStatfs() { return Judge(statfs_, Needs::Reading, kCallTime); }
 
@@ -112,6 +118,7 @@ UsbDisk::WriteVerdict UsbDisk::BeforeWrite(const std::string& path, uint64_t off
     verdict.error = ENOSPC;
     return verdict;
   }
+  unsynced_ = true;
   verdict.reported = std::min(size, room - std::min(offset, room));
   verdict.stored = verdict.reported;
   if (effect) {
@@ -206,6 +213,7 @@ int UsbDisk::Mount() {
 int UsbDisk::Unmount() {
   if (!mounted_) return EINVAL;
   mounted_ = false;
+  unsynced_ = false;
   stale_ = false;
   return 0;
 }

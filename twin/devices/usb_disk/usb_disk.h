@@ -3,8 +3,9 @@
 // Bus face: the file calls ask before they act, and tell what they did; the files themselves stay on the host. All
 // paths here are relative to the volume's root ("DCIM/a.tmp"). World face: plug, pull, full, read-only, slow.
 // Modelled: capacity in clusters, mount state, errors of a full, pulled or read-only disk, board time of reads and
-// writes, writes that are torn, forgotten or cut off. Not modelled: the host's page cache (a write that returned is on
-// the disk), limits of the root directory, case folding of names.
+// writes, writes that are torn, forgotten or cut off. Judged by the board: a switch-off by command with changes that no
+// sync has brought to the disk. Not modelled: the host's page cache (a write that returned is on the disk), limits of
+// the root directory, case folding of names.
 #pragma once
 
 #include <cstdint>
@@ -61,6 +62,8 @@ class UsbDisk {
   int Mount();
   int Unmount();
   bool Mounted() const { return mounted_; }
+  // Something was changed since the last sync or unmounting: a device would still have it in its memory alone.
+  bool Unsynced() const { return unsynced_; }
   // `mkdosfs`: everything on the disk is gone. Wants a disk that is plugged and not mounted: 0, ENODEV, EBUSY, EROFS.
   int Format(uint64_t clusterKBs = 32);
 
@@ -115,6 +118,7 @@ class UsbDisk {
   bool mounted_ = false;
   bool stale_ = false;
   bool readOnly_ = false;
+  bool unsynced_ = false;
   FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, list_, sync_, statfs_, mount_;
 };
 
