@@ -63,11 +63,12 @@ TEST_F(ConsoleOfABoard, AFailedExpectationOrWaitSaysItsPlaceAndWhatWasFound) {
   EXPECT_EQ(RunScript("wait idle\n\nexpect buzzer 3 100ms\nwait 1h\n"), 1);
   EXPECT_THAT(out.str(), StartsWith(script + ":3: expected 3 buzzer pulses of 100ms, found 2 (100 ms at "));
   EXPECT_LT(board.Now(), 1min) << "nothing after it was carried out";
-  for (const auto& [line, message] : {std::pair{"expect buzzer 2 150ms", "expected 2 buzzer pulses of 150ms, found 2 ("},
-                                      {"expect log never", "expected \"never\" in the log, found no such text"},
-                                      {"expect colour red", "expected colour red, found blue"},
-                                      {"expect disk below 100", "expected disk below 100 KB free, found "},
-                                      {"wait shot 30s", "waited for a shot to begin in vain for 30s"}}) {
+  for (const auto& [line, message] :
+       {std::pair{"expect buzzer 2 150ms", "expected 2 buzzer pulses of 150ms, found 2 ("},
+        {"expect log never", "expected \"never\" in the log, found no such text"},
+        {"expect colour red", "expected colour red, found blue"},
+        {"expect disk below 100", "expected disk below 100 KB free, found "},
+        {"wait shot 30s", "waited for a shot to begin in vain for 30s"}}) {
     EXPECT_THAT(Refusal(line), StartsWith(message));
   }
   board.SendSignal(15);
