@@ -82,18 +82,32 @@ void Blur(Pixels& pixels) {
   }
 }
 
+// What becomes of each value of a colour that stands for another.
+using Curve = std::array<double, 256>;
+Curve CurveOf(const Treatment& how, size_t source, size_t colour) {
+  Curve curve;
+  for (size_t before = 0; before < curve.size(); before++) {
+    double value = static_cast<double>(before) * std::sqrt(kFilter[source] / kFilter[colour]);
+    value = how.Sample(static_cast<uint16_t>(std::min(value, 255.0) * kWhite / 255)) * 255.0 / kWhite;
+    value -= how.black * 255.0 / kWhite;
+    if (how.contrast) value = 128 + (value - 128) * 1.25;
+    if (how.matrix == VI_CSC_TYPE_709) value += (colour == 1 ? -1 : 1) * 6;
+    curve[before] = value;
+  }
+  return curve;
+}
+
 void Colour(Pixels& pixels, const Treatment& how) {
   const std::array<int, 3> from = ColoursOf(how.bayer);
+  std::array<Curve, 3> curves;
+  for (size_t colour = 0; colour < 3; colour++) {
+    curves[colour] = CurveOf(how, static_cast<size_t>(from[colour]), colour);
+  }
   uint32_t chance = 1;
   for (size_t i = 0; i < pixels.bytes.size(); i += 3) {
     const std::array<uint8_t, 3> before = {pixels.bytes[i], pixels.bytes[i + 1], pixels.bytes[i + 2]};
     for (size_t colour = 0; colour < 3; colour++) {
-      const auto source = static_cast<size_t>(from[colour]);
-      double value = before[source] * std::sqrt(kFilter[source] / kFilter[colour]);
-      value = how.Sample(static_cast<uint16_t>(std::min(value, 255.0) * kWhite / 255)) * 255.0 / kWhite;
-      value -= how.black * 255.0 / kWhite;
-      if (how.contrast) value = 128 + (value - 128) * 1.25;
-      if (how.matrix == VI_CSC_TYPE_709) value += (colour == 1 ? -1 : 1) * 6;
+      double value = curves[colour][before[static_cast<size_t>(from[colour])]];
       if (how.noisy) value += static_cast<int>((chance = chance * 1664525u + 1013904223u) >> 27) - 16;
       pixels.bytes[i + colour] = static_cast<uint8_t>(std::clamp(value, 0.0, 255.0));
     }
@@ -132,7 +146,8 @@ uint16_t Treatment::Sample(uint16_t level) const {
 Jpeg Treatment::Apply(const Jpeg& picture, PictureSize size, int quality) const {
   if (Wrongs().empty()) return picture;
   Pixels pixels = Decode(picture, size);
-  pixels = Moved(pixels, *this, WidthOf(PictureSize::Full));
+  const bool whole = window.u32Width == 3264 && window.u32Height == 2448;
+  if (mirrored || flipped || !whole) pixels = Moved(pixels, *this, WidthOf(PictureSize::Full));
   Colour(pixels, *this);
   if (soft) Blur(pixels);
   return Encode(pixels, quality);
