@@ -134,7 +134,7 @@ TEST_F(Ports, WhatCountsAsARequest) {
            {"GET" + std::string(1002, ' ') + "/get_battery_level\n\n", OkAnswer("-1")},
            {"GET" + std::string(1003, ' ') + "/get_battery_level\n\n", invalid},
            // Headers end with an empty line and with nothing else.
-           {get + " HTTP/1.1\rA: 1\rB\n\n", lastExposure},
+           {get + " HTTP/1.1\rA: 1\r\rB", lastExposure},
            {get + "\nA: " + std::string(100000, 'a') + "\n\n", lastExposure}}) {
     EXPECT_EQ(Exchange(board, kControl, text).raw, answer) << text.substr(0, 100);
   }

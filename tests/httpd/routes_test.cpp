@@ -210,7 +210,7 @@ TEST_F(Routes, Temperatures) {
   EXPECT_EQ(last(""), "34") << "a sensor that was not read counts with its 127";
   EXPECT_EQ(last("?index=25"), "-10000");
   ctrl->camTemp[3] = -2;
-  EXPECT_EQ(last("?index=4"), "254");
+  EXPECT_EQ(last("?index=4") + last(""), "25443") << "frost is no less than heat";
 
   for (const auto& [reading, ends, body] : {std::tuple{495ms, 500, "31"}, {505ms, 500, "-10000"}, {95ms, 100, "31"}}) {
     temperature = reading;
