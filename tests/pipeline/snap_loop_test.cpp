@@ -87,6 +87,16 @@ INSTANTIATE_TEST_SUITE_P(
                     "frame.late delay=220ms nth=9 times=always"   // all behind those that fill the pipeline
                     ));
 
+// Here nobody serves the mailbox: the first raw frame never comes, which costs the raw files and not the shot.
+TEST_F(SnapLoop, ARawPassThatNobodyServesCostsNoShot) {
+  ctrl->saveRaw = 1;
+  Start();
+  ASSERT_TRUE(Shoot());
+  EXPECT_THAT(Outcome(), Pair(0, 13));
+  EXPECT_EQ(ctrl->rawLoadInfo, kRawLoadEmpty);
+  ExpectMarkedShot(OnlyShot(), 3, 1);
+}
+
 TEST_F(SnapLoop, AQuitDuringAShotWaitsForItsEnd) {
   Start();
   EXPECT_EQ(g_rangeTable[0], 3) << "the tables for raw frames are filled by now";
