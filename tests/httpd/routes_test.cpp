@@ -175,6 +175,9 @@ TEST_F(Routes, RowByRow) {
     for (const Row& row : rows) Expect(row);
   }
   EXPECT_EQ(board.clockChip.Date(), (twin::CivilTime{2027, 1, 2, 3, 4, 5, 6}));
+  Set("batVoltageValIdx=64 batCharging=1");
+  for (Shared<BYTE>& sample : ctrl->batVoltageVal) sample = 0;
+  EXPECT_EQ(Get("/get_battery_level").body, "1000") << "empty, and charging";
   const std::string first = Get("/get_session").body, second = Get("/get_session").raw;
   EXPECT_EQ(first, std::to_string(std::stoi(first)));
   EXPECT_EQ(second, OkAnswer(second.substr(second.find("\r\n\r\n") + 4)));
