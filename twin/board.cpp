@@ -47,6 +47,7 @@ Board::Board(BoardOptions wanted)
       paths(options.root, options.disk),
       heap(faults),
       gpio(faults),
+      pinWiring(gpio, pinRegisters),
       coProcessor(kernel, faults, gpio, options.coProcessor),
       panel(kernel, gpio, coProcessor),
       button(kernel, coProcessor),
@@ -100,11 +101,8 @@ void Board::Wire() {
   gpsCompass.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   media.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   motionSensor.SetComplaints([this](std::string what) { Complain(std::move(what)); });
-  array.SetSpiRouted([this] {
-    constexpr uint32_t kSpiPins[] = {0x1204007C, 0x12040080, 0x12040084, 0x12040088};  // function 1: SPI0
-    return std::all_of(std::begin(kSpiPins), std::end(kSpiPins),
-                       [this](uint32_t pin) { return pinRegisters.Get(pin) == 1; });
-  });
+  array.SetSpiRouted([this] { return pinWiring.SpiLedOut(); });
+  gpio.SetComplaints([this](std::string what) { Complain(std::move(what)); });
 
   drivers.OnSerialPort([this](bool there) {
     there ? descriptors.AddNode("/dev/ttyUSB0", serial) : descriptors.RemoveNode("/dev/ttyUSB0");

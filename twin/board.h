@@ -20,6 +20,7 @@
 #include "twin/devices/fpga/fpga_array.h"
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
+#include "twin/devices/gpio/pin_wiring.h"
 #include "twin/devices/gps_compass/gps_compass.h"
 #include "twin/devices/media/media_pipeline.h"
 #include "twin/devices/motion_sensor/motion_sensor.h"
@@ -120,6 +121,7 @@ class Board {
   Descriptors descriptors;
   GpioBanks gpio;
   PinRegisters pinRegisters;
+  PinWiring pinWiring;
   CoProcessor coProcessor;
   Panel panel;  // LED 0, buzzer, as a person perceives them
   Button button;

@@ -1,97 +1,34 @@
-// Frames to the bit, and what the polls make of three layers' answers.
+// The link's settings, what is made of three answers and of lost frames, and the commands that pack, limit or wrap what
+// they are given: the others are seen on the roads of array_road_test and shot_road_test.
 #include "common/fpga_ctrl/array/spi_link.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <map>
 
-#include "common/fpga_ctrl/device/clock.h"
-#include "tests/support/on_board.h"
-#include "tests/support/spi_tap.h"
-
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-using testing::Pair;
-using namespace std::chrono_literals;
+#include "common/fpga_ctrl/array/fpga_commands.h"
+#include "tests/array/road_bench.h"
 
 namespace {
 
-constexpr unsigned long kOpen = 0;
-constexpr unsigned long kWrMode = 0x40016B01, kWrBits = 0x40016B03, kWrSpeed = 0x40046B04;
-
-class SpiLink : public testing::Test {
- protected:
-  // Runs `body` with the bus open.
-  void OnOpenBus(const std::function<void()>& body) {
-    OnBoard(board, [&] {
-      ASSERT_EQ(LumoSpiInit(), 0);
-      body();
-    });
-  }
-  twin::Board board{twin::BoardOptions{}};
-  SpiTap tap{board};
-};
-
-TEST_F(SpiLink, OpensWithItsFixedSettingsOnce) {
-  OnOpenBus([] { EXPECT_EQ(LumoSpiInit(), 0); });
-  EXPECT_THAT(tap.settings,
-              ElementsAre(Pair(kOpen, 0u), Pair(kWrMode, 0u), Pair(kWrBits, 16u), Pair(kWrSpeed, 25000000u)));
-  for (const uint32_t pin : {0x1204007Cu, 0x12040080u, 0x12040084u, 0x12040088u}) {
-    EXPECT_EQ(board.registers.Read(pin), 1u);
-  }
-}
+using SpiLink = RoadBench;
 
 TEST_F(SpiLink, NamesTheSettingThatIsRefused) {
   const std::map<unsigned long, std::pair<int, std::string>> refusals = {
-      {kOpen, {-1, "Open /dev/spidev0.0 error!\n"}},
-      {kWrMode, {-2, "ioctl SPI_IOC_WR_MODE error, value = 0\n"}},
-      {kWrBits, {-3, "ioctl SPI_IOC_WR_BITS_PER_WORD error, value = 16\n"}},
-      {kWrSpeed, {-4, "ioctl SPI_IOC_WR_MAX_SPEED_HZ error, value = 25000000\n"}}};
+      {0, {-1, "Open /dev/spidev0.0 error!"}},
+      {0x40016B01, {-2, "ioctl SPI_IOC_WR_MODE error, value = 0"}},
+      {0x40016B03, {-3, "ioctl SPI_IOC_WR_BITS_PER_WORD error, value = 16"}},
+      {0x40046B04, {-4, "ioctl SPI_IOC_WR_MAX_SPEED_HZ error, value = 25000000"}}};
   for (const auto& [refused, outcome] : refusals) {
-    const size_t before = board.Log().size();
     tap.refuse = [bad = refused](unsigned long request) { return request == bad ? EINVAL : 0; };
-    int first = 0, second = 0;
     OnBoard(board, [&] {
-      first = LumoSpiInit();
-      second = LumoSpiInit();
+      const twin::Transcript transcript(board.kernel, "log");
+      EXPECT_EQ(LumoSpiInit(), outcome.first);
+      // A bus that did open stays open, so the second call is content; one that did not is tried again.
+      EXPECT_EQ(LumoSpiInit(), refused == 0 ? -1 : 0);
+      Road road;
+      for (int i = 0; i < (refused == 0 ? 2 : 1); i++) road.Log("LumoSpiInit", outcome.second);
+      EXPECT_TRUE(SameRoad(road.lines, transcript.Texts()));
     });
-    EXPECT_EQ(first, outcome.first);
-    // A bus that did open stays open, so the second call is content; one that did not is tried again.
-    EXPECT_EQ(second, refused == kOpen ? -1 : 0);
-    const std::string log = board.Log().substr(before);
-    EXPECT_THAT(log, HasSubstr(": " + outcome.second));
-    EXPECT_THAT(log, testing::StartsWith("LumoSpiInit:"));
   }
-}
-
-TEST_F(SpiLink, CommandAndReadFramesToTheBit) {
-  tap.answer = [](int layer, int code) { return layer == 1 && code == 0x4E ? 0x5C : 0; };
-  OnOpenBus([] {
-    EXPECT_EQ(LumoSpiWrite(3, 15, 0xF0, 0x38, 0x20, 0x46), 0);
-    EXPECT_EQ(LumoSpiWrite(2, 7, 0xE1, 0x00, 0x09, 0x9C), 0);
-    EXPECT_EQ(LumoSpiWrite(5, 17, 0x16, 0x07, 0, 0), 0);  // addresses wrap to layer 1, camera 1
-    EXPECT_EQ(LumoSpiRead(1, 0x4E), 0x5C);                // low byte of the second word alone
-  });
-  ASSERT_EQ(tap.frames.size(), 4u);
-  EXPECT_THAT(tap.frames[0].bytes, ElementsAre(0xFD, 0xF0, 0xFC, 0x38, 0xFC, 0x20, 0xFC, 0x46));
-  EXPECT_THAT(tap.frames[1].bytes, ElementsAre(0x9D, 0xE1, 0x9C, 0x00, 0x9C, 0x09, 0x9C, 0x9C));
-  EXPECT_THAT(tap.frames[2].bytes, ElementsAre(0x45, 0x16, 0x44, 0x07, 0x44, 0x00, 0x44, 0x00));
-  EXPECT_THAT(tap.frames[3].bytes, ElementsAre(0x43, 0x4E, 0x42, 0x00, 0x42, 0x00, 0x42, 0x00));
-}
-
-TEST_F(SpiLink, AFailedFrameIsReportedOnceAndNotRepeated) {
-  tap.answer = [](int, int) { return -1; };
-  tap.accept = [](const SpiFrame&) { return false; };
-  OnOpenBus([] {
-    EXPECT_EQ(LumoSpiWrite(3, 15, 0xF0, 1, 2, 3), -1);
-    EXPECT_EQ(LumoSpiRead(2, 0x40), -1);
-  });
-  EXPECT_EQ(tap.frames.size(), 2u);
-  EXPECT_THAT(board.Log(), HasSubstr("ioctl SPI_IOC_MESSAGE error, layIdx = 3, camIdx = 15, spiCmd = 240, "
-                                     "spiDataH = 1, spiDataM = 2, spiDataL = 3\n"));
-  EXPECT_THAT(board.Log(), HasSubstr("ioctl SPI_IOC_MESSAGE error, layIdx = 2, spiCmd = 64\n"));
 }
 
 TEST_F(SpiLink, ThreeLayersMakeOneAnswer) {
@@ -99,50 +36,118 @@ TEST_F(SpiLink, ThreeLayersMakeOneAnswer) {
     std::array<int, 3> layers;
     int all, any;
   };
-  for (const Case& c : std::vector<Case>{
-           {{0x80, 7, 255}, 1, 1}, {{0, 0, 0}, 0, 0}, {{0, 0, 9}, 0, 1}, {{1, 0, 1}, 0, 1}, {{1, 1, -1}, -1, -1}}) {
-    tap.frames.clear();
+  for (const Case& c : std::initializer_list<Case>{
+           {{0x80, 7, 255}, 1, 1}, {{0, 0, 0}, 0, 0}, {{0, 0, 9}, 0, 1}, {{1, 0, 1}, 0, 1}, {{0, 1, -1}, -1, -1}}) {
     tap.answer = [&c](int layer, int) { return c.layers[static_cast<size_t>(layer)]; };
-    OnOpenBus([&c] {
-      EXPECT_EQ(LumoSpiIsReady(), c.all);
-      EXPECT_EQ(LumoSpiIsFifoAlmostFull(), c.any);
-      EXPECT_EQ(LumoSpiIsCapConfFinish(), c.all);
-      EXPECT_EQ(LumoSpiIsCapSaveFinish(), c.all);
-    });
-    EXPECT_EQ(tap.frames.size(), 12u) << "each layer is asked, whatever the one before said";
+    Road road;
+    for (const int code : {0x40, 0x43, 0x44, 0x41, 0x48}) {
+      for (int layer = 0; layer < 3; layer++) road.Read(layer, code, c.layers[static_cast<size_t>(layer)]);
+    }
+    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&c] {
+                           EXPECT_EQ(LumoSpiIsReady(), c.all);
+                           EXPECT_EQ(LumoSpiIsCapConfFinish(), c.all);
+                           EXPECT_EQ(LumoSpiIsCapSaveFinish(), c.all);
+                           EXPECT_EQ(LumoSpiIsFifoAlmostFull(), c.any);
+                           EXPECT_EQ(LumoSpiReadLoadBusy(), c.any);
+                         })));
   }
 }
 
-TEST_F(SpiLink, WaitsPollByTheMillisecondUntilTheirLimit) {
-  int polls = 0;
-  tap.answer = [&polls](int layer, int code) {
-    if (layer == 0 && code == 0x40) polls++;
-    return polls > 5 ? 1 : 0;
+TEST_F(SpiLink, WaitsByTheMillisecondLookingOnceAtLeast) {
+  struct Case {
+    int code, limit, polls, last;  // the last poll's answer of layer 0
+    int (*wait)(int);
+    const char* message;
   };
-  OnOpenBus([] { EXPECT_EQ(LumoSpiWaitReady(500), 0); });
-  EXPECT_EQ(polls, 6);
-  EXPECT_THAT(board.Log(), testing::Not(HasSubstr("LumoSpiIsReady error")));
+  const Case cases[] = {{0x40, 500, 6, 1, LumoSpiWaitReady, ""},
+                        {0x40, 0, 1, 1, LumoSpiWaitReady, ""},
+                        {0x40, 3, 4, 0, LumoSpiWaitReady, "LumoSpiIsReady error, rlt = 0"},
+                        {0x44, 2, 3, 0, LumoSpiWaitCapSaveFinish, "LumoSpiIsCapSaveFinish error, rlt = 0"}};
+  tap.cost = twin::Duration{0};
+  for (const Case& one : cases) {
+    int asked = 0;
+    tap.answer = [&](int layer, int) { return layer == 0 && ++asked >= one.polls ? one.last : layer; };
+    Road road;
+    for (int poll = 1; poll <= one.polls; poll++) {
+      road.Read(0, one.code, poll == one.polls ? one.last : 0);
+      road.Read(1, one.code, 1);
+      road.Read(2, one.code, 2);
+      if (poll < one.polls) road.Sleep(1000);
+    }
+    if (*one.message != 0) road.Log(one.code == 0x40 ? "LumoSpiWaitReady" : "LumoSpiWaitCapSaveFinish", one.message);
+    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&] { EXPECT_EQ(one.wait(one.limit), one.last == 1 ? 0 : -2); })));
+  }
+}
 
+TEST_F(SpiLink, EachCommandSendsItsRowAndALostFrameIsToldByItsPlace) {
+  struct Row {
+    std::function<int()> send;
+    std::array<int, 6> frame;  // the last one
+    int first = 0;             // code of one before it
+  };
+  const Row rows[] = {{[] { return LumoSpiWrite(5, 17, 0x16, 7, 0, 0); }, {1, 1, 0x16, 7, 0, 0}},
+                      {[] { return LumoSpiMainDelaySetupAndRunAll(0xFF123456); }, {3, 0, 0x14, 0x12, 0x34, 0x56}},
+                      {[] { return LumoSpiWriteExpsReg(6, 15, 0xA5); }, {1, 0, 0x15, 6 << 5 | 7 << 2, 0xA5, 0}},
+                      {[] { return LumoSpiSetCaptureHdrAll(0); }, {3, 0, 0xD3, 0, 0, 0}},
+                      {[] { return LumoSpiCaptureLoadNew(2, 0x45); }, {2, 0, 0xD6, 5, 0, 0}},
+                      {[] { return LumoSpiGetRegValueAll(9); }, {3, 15, 0xB0, 8, 0, 0}},
+                      {[] { return LumoSpiSubWaitVysncAll(5, 1); }, {3, 15, 0xE3, 0, 0, 0}, 0xE1},
+                      {[] { return LumoSpiCciWriteOneCamera(0, 9, 0x3821, 6); }, {0, 8, 0xF0, 0x38, 0x21, 6}},
+                      {[] { return LumoSpiCciWriteOneCamera(1, 9, 0x3821, 6); }, {1, 7, 0xF0, 0x38, 0x21, 6}},
+                      {[] { return LumoSpiCciReadOneCamera(2, 9, 0x300B); }, {2, 7, 0xF2, 0x30, 0x0B, 0}}};
+  for (const Row& row : rows) {
+    const auto [layer, camera, code, h, m, l] = row.frame;
+    Road road, lost;
+    if (row.first != 0) road.Delay(3, 15, 5);
+    road.Write(layer, camera, code, h, m, l);
+    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&] { EXPECT_EQ(row.send(), 0); }, "spi")));
+    tap.accept = [code](int, int sent, int) { return sent != code; };
+    road.lines.back() += " failed";
+    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&] { EXPECT_EQ(row.send(), -1); }, "spi")));
+    tap.accept = [](int, int, int) { return true; };
+  }
+  tap.accept = [](int, int, int) { return false; };
+  const auto made = RoadOf(
+      [] {
+        const int table[] = {0x010301, 0x4D1200};
+        EXPECT_EQ(LumoSpiCciBatchWriteAll(table, 2), -1);
+        EXPECT_EQ(LumoSpiSubWaitVysncAll(0, 1), -2);
+        EXPECT_EQ(LumoSpiCciRead(0, 0, 0x300B, 500), -3);
+      },
+      "log");
+  Road road;
+  const std::string text = "ioctl SPI_IOC_MESSAGE error, layIdx = ";
+  road.Log("LumoSpiWrite", text + "3, camIdx = 15, spiCmd = 240, spiDataH = 1, spiDataM = 3, spiDataL = 1");
+  road.Log("LumoSpiWrite", text + "3, camIdx = 15, spiCmd = 225, spiDataH = 0, spiDataM = 0, spiDataL = 0");
+  road.Log("LumoSpiWrite", text + "0, camIdx = 0, spiCmd = 242, spiDataH = 48, spiDataM = 11, spiDataL = 0");
+  EXPECT_TRUE(SameRoad(road.lines, made));
+}
+
+TEST_F(SpiLink, AReadThatFailsOnItsWayIsNoValue) {
+  struct Case {
+    int (*read)();
+    int missing, result;
+    std::string log;
+  };
+  const auto exposure = [] { return LumoSpiReadExposure(); };
+  const auto sensor = [] { return LumoSpiCciRead(1, 3, 0x300B, 20); };
+  const std::string lost = "ioctl SPI_IOC_MESSAGE error, layIdx = 1, spiCmd = ";
+  for (const Case& one : std::initializer_list<Case>{{exposure, 0x50, -1, lost + "80"},
+                                                     {exposure, 0x51, -1, lost + "81"},
+                                                     {exposure, 0x52, -1, lost + "82"},
+                                                     {exposure, 0, 0x333333, ""},
+                                                     {sensor, 0x45, -1, lost + "69"},
+                                                     {sensor, 0, 0x33, ""}}) {
+    tap.answer = [&one](int layer, int code) { return code == one.missing && layer == 1 ? -1 : 0x33; };
+    Road road;
+    if (!one.log.empty()) road.Log("LumoSpiRead", one.log);
+    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&] { EXPECT_EQ(one.read(), one.result); }, "log")));
+  }
   tap.answer = [](int, int) { return 0; };
-  unsigned int took = 0;
-  OnOpenBus([&took] {
-    const unsigned int start = LumoGetTime();
-    EXPECT_EQ(LumoSpiWaitReady(200), -2);
-    took = LumoGetTime() - start;
-  });
-  EXPECT_THAT(took, testing::AllOf(testing::Ge(200u), testing::Le(203u)));
-  EXPECT_EQ(board.LogCount("LumoSpiIsReady error, rlt = 0\n"), 1u);
-
-  // A limit of nothing still looks once.
-  tap.answer = [](int, int code) { return code == 0x44 ? 1 : 0; };
-  OnOpenBus([] {
-    EXPECT_EQ(LumoSpiWaitCapSaveFinish(0), 0);
-    EXPECT_EQ(LumoSpiWaitReady(0), -2);
-  });
-
-  tap.answer = [](int layer, int) { return layer == 1 ? -1 : 0; };
-  OnOpenBus([] { EXPECT_EQ(LumoSpiWaitCapSaveFinish(1000), -1); });
-  EXPECT_EQ(board.LogCount("LumoSpiIsCapSaveFinish error, rlt = -1\n"), 1u);
+  Road road;
+  road.Log("LumoSpiWaitReady", "LumoSpiIsReady error, rlt = 0");
+  road.Log("LumoSpiCciRead", "LumoSpiWaitReady error, layIdx = 1, camIdx = 3, waitTime = 20");
+  EXPECT_TRUE(SameRoad(road.lines, RoadOf([&] { EXPECT_EQ(sensor(), -2); }, "log")));
 }
 
 }  // namespace

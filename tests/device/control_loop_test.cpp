@@ -255,8 +255,8 @@ TEST_F(ControlLoop, OneRequestAtATimeInTheirOrder) {
   expected.Pulse(1, false);
   add({"needUpdate 255", "needFormat 0", "poll"});
   addUpdate();
-  addArrayAsleep("WakeModule", "Serial Send: X0Ready    N 99 990\n", "needWirelessCamInfo 0");
-  addArrayAsleep("WakeModule", "", "needCompassCalibrate 255");
+  addArrayAsleep("LumoGetGpsState", "Serial Send: X0Ready    N 99 990\n", "needWirelessCamInfo 0");
+  addArrayAsleep("LumoCompassCalibrate", "", "needCompassCalibrate 255");
   const auto all = [](ControlSignals& signals) {
     signals.muteMode = 1;
     signals.usbMode = kUsbSerial;

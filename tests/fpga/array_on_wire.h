@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "common/fpga_ctrl/array/bring_up.h"
-#include "common/fpga_ctrl/device/device.h"
 #include "common/fpga_ctrl/array/fpga_commands.h"
 #include "common/fpga_ctrl/array/gpio.h"
+#include "common/fpga_ctrl/device/device.h"
 #include "tests/support/on_board.h"
 
 using namespace std::chrono_literals;
@@ -23,7 +23,12 @@ struct ArrayOnWire : testing::Test, twin::DeviceFile {
 
   // Sees each frame of the driver, and may change it; false: it never arrives.
   std::function<bool(std::vector<uint16_t>& words)> spoil = [](std::vector<uint16_t>&) { return true; };
+  bool keepSelected = false;
   static int Code(const std::vector<uint16_t>& words) { return words[0] & 0xFF; }
+  // The sensor register that a write goes to, 0 if it is none.
+  static int Register(const std::vector<uint16_t>& words) {
+    return Code(words) == 0xF0 ? (words[1] & 0xFF) << 8 | (words[2] & 0xFF) : 0;
+  }
   static int H(const std::vector<uint16_t>& words) { return words[1] & 0xFF; }
 
   int Open(int flags) override { return board.array.Spi().Open(flags); }
@@ -34,6 +39,7 @@ struct ArrayOnWire : testing::Test, twin::DeviceFile {
     std::vector<uint16_t> words(sent, sent + transfer.len / 2);
     if (words.size() == 4 && !spoil(words)) return 8;
     transfer.tx_buf = reinterpret_cast<uintptr_t>(words.data());
+    if (keepSelected) transfer.cs_change = 0;
     const int result = board.array.Spi().Ioctl(request, &transfer);
     if (words.size() == 4 && answered) answered(words, reinterpret_cast<const uint16_t*>(transfer.rx_buf)[1] & 0xFF);
     return result;

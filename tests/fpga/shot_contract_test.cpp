@@ -28,35 +28,21 @@ TEST_F(ShotContract, NoShotWithout) {
          return true;
        }},
       {"an end mark", 4000, [](auto& words) { return Code(words) != 0x15 || (H(words) & 0x1F) != 7 << 2; }},
-      {"the layers' knowledge of stretched rows", 1'000'000, [](auto& words) { return Code(words) != 0x16; }}};
+      {"the layers' knowledge of stretched rows", 1'000'000, [](auto& words) { return Code(words) != 0x16; }},
+      {"a row of the receivers", 4000, [](auto& words) { return Register(words) != 0x001E; }},
+      {"a software reset", 4000, [](auto& words) { return Register(words) != 0x0103; }},
+      {"the lanes' clock", 4000, [](auto& words) { return Register(words) != 0x0302; }},
+      {"the lanes' output", 4000, [](auto& words) { return Register(words) != 0x031E; }},
+      {"the pixel clock", 4000, [](auto& words) { return Register(words) != 0x030D; }},
+      {"the output timing", 4000, [](auto& words) { return Register(words) != 0x4837; }},
+      {"the output size", 4000, [](auto& words) { return Register(words) != 0x380B; }},
+      {"the window", 4000, [](auto& words) { return Register(words) != 0x3805; }}};
   for (const Case& one : cases) {
     spoil = one.spoil;
     OnBoard(board, [&] {
       ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
       EXPECT_LT(Shoot(one.us), 0) << one.what;
     });
-  }
-}
-
-// The layers run a few milliseconds apart. Sets that come when layer 0 has begun its step and layer 2 has not are used
-// by both from the next step on: the shot stays one moment.
-TEST_F(ShotContract, AllLayersChangeOverAtOneStep) {
-  for (const twin::Duration wait : {5ms, 8ms, 9ms, 10ms, 14ms}) {
-    bool waited = false;
-    std::array<twin::Time, 3> finished{};
-    spoil = [&](const std::vector<uint16_t>& words) {
-      if (Code(words) == 0x15 && !std::exchange(waited, true)) board.kernel.Spend(wait);
-      return true;
-    };
-    answered = [&](const std::vector<uint16_t>& words, int answer) {
-      auto& at = finished[words[0] >> 14];
-      if (Code(words) == 0x43 && answer != 0 && at == twin::Time{0}) at = board.Now();
-    };
-    OnBoard(board, [&] {
-      ASSERT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
-      EXPECT_EQ(Shoot(4000), 0);
-    });
-    EXPECT_LT(*std::ranges::max_element(finished) - *std::ranges::min_element(finished), 15ms) << wait.count();
   }
 }
 

@@ -42,14 +42,17 @@ TEST(MarkedPictures, EachFrameOfALongShotReadsBackAtBothSizes) {
         ASSERT_TRUE(header.yuv420);
         ASSERT_EQ(header.quality, size == PictureSize::Full ? 95 : 85);
         const auto found = twin::ReadMark(*jpeg);
-        ASSERT_TRUE(found) << "camera " << camera << " bracket " << bracket;
+        // The cameras below 9 are built in upside down. Turned one way alone a mark cannot be read.
+        const bool mirrored = frame.mirror != (camera < 9), flipped = frame.flip != (camera < 9);
+        ASSERT_EQ(found.has_value(), mirrored == flipped) << "camera " << camera << " bracket " << bracket;
+        if (!found) continue;
         EXPECT_EQ(found->mark.camera, camera);
         EXPECT_EQ(found->mark.bracket, bracket);
         EXPECT_EQ(found->mark.shot, frame.shot);
         EXPECT_EQ(found->mark.mirror, frame.mirror);
         EXPECT_EQ(found->mark.flip, frame.flip);
         EXPECT_TRUE(found->FieldAgrees()) << found->field << " for " << found->mark.gray;
-        EXPECT_FALSE(found->turned);
+        EXPECT_EQ(found->turned, mirrored);
       }
     }
   }

@@ -108,9 +108,9 @@ ControlRoad ShotRoad(const ShotCase& c, const std::vector<std::string>& saving) 
 
 void ControlBench::Listen() {
   array_ = std::make_unique<SpiTap>(board);
-  array_->accept = [this](const SpiFrame& frame) {
+  array_->accept = [this](int layer, int code, int slot) {
     constexpr int kLoadNew = 0xD6;
-    if (frame.Code() == kLoadNew) road.Add("load " + std::to_string(frame.Layer()) + " " + std::to_string(frame.H()));
+    if (code == kLoadNew) road.Add("load " + std::to_string(layer) + " " + std::to_string(slot));
     return true;
   };
   transcript_ = std::make_unique<twin::Transcript>(board.kernel, "sleep log shell file");

@@ -2,8 +2,11 @@
 
 #include <linux/spi/spidev.h>
 
-#include <algorithm>
-#include <iterator>
+#include <vector>
+
+#include "twin/transcript/transcript.h"
+
+using twin::Transcript;
 
 SpiTap::SpiTap(twin::Board& board) : board_(board) { board.descriptors.AddNode("/dev/spidev0.0", *this); }
 
@@ -12,49 +15,47 @@ SpiTap::~SpiTap() {
   board_.descriptors.RemoveNode("/dev/spidev0.0");
 }
 
-std::vector<SpiFrame> SpiTap::Writes(int code) const {
-  std::vector<SpiFrame> some;
-  std::copy_if(frames.begin(), frames.end(), std::back_inserter(some),
-               [code](const SpiFrame& f) { return !f.IsRead() && (code < 0 || f.Code() == code); });
-  return some;
-}
-
 int SpiTap::Open(int flags) {
-  settings.emplace_back(0, static_cast<uint32_t>(flags));
+  if (Transcript::Hears("spi")) Transcript::Note("spi", "open " + std::to_string(flags));
   return -refuse(0);
 }
 
 int SpiTap::Ioctl(unsigned long request, void* argument) {
-  if (request == 0x40206B00) return Message(argument);
-  const int error = refuse(request);
-  if (error != 0) return -error;
-  if (request == 0x40046B04) {
-    settings.emplace_back(request, *static_cast<uint32_t*>(argument));
-  } else {
-    settings.emplace_back(request, *static_cast<uint8_t*>(argument));
-  }
-  return 0;
+  if (request == SPI_IOC_MESSAGE(1)) return Message(argument);
+  const uint32_t value =
+      request == SPI_IOC_WR_MAX_SPEED_HZ ? *static_cast<uint32_t*>(argument) : *static_cast<uint8_t*>(argument);
+  char text[48];
+  snprintf(text, sizeof text, "0x%lX %u", request, value);
+  if (Transcript::Hears("spi")) Transcript::Note("spi", text);
+  return -refuse(request);
 }
 
 int SpiTap::Message(void* argument) {
   const auto& transfer = *static_cast<const spi_ioc_transfer*>(argument);
-  board_.kernel.Spend(std::chrono::microseconds(10));
+  board_.kernel.Spend(cost);
+  if (transfer.cs_change != 1 || transfer.speed_hz != 0 || transfer.bits_per_word != 0) return -EINVAL;
   // A bus of 16-bit words takes them from memory as the processor stores them, and sends the high byte first.
-  if (transfer.len != 8 || transfer.cs_change != 1 || transfer.speed_hz != 0 || transfer.bits_per_word != 0) {
-    return -EINVAL;
-  }
   const auto* words = reinterpret_cast<const uint16_t*>(transfer.tx_buf);
   auto* received = reinterpret_cast<uint16_t*>(transfer.rx_buf);
-  SpiFrame frame{{}, board_.Now()};
-  for (size_t i = 0; i < 4; i++) {
-    frame.bytes[i * 2] = static_cast<uint8_t>(words[i] >> 8);
-    frame.bytes[i * 2 + 1] = static_cast<uint8_t>(words[i]);
+  std::vector<uint8_t> out, in(transfer.len, 0xEE);
+  for (size_t i = 0; i < transfer.len / 2; i++) {
+    out.insert(out.end(), {static_cast<uint8_t>(words[i] >> 8), static_cast<uint8_t>(words[i])});
     received[i] = 0xEE77;  // whatever is on the wire
   }
-  frames.push_back(frame);
-  if (!frame.IsRead()) return accept(frame) ? 8 : -EIO;
-  const int value = answer(frame.Layer(), frame.Code());
-  if (value < 0) return -EIO;
-  received[1] = static_cast<uint16_t>(0xAA00 | value);
-  return 8;
+  const bool isFrame = transfer.len == 8, isRead = isFrame && (out[0] & 2) != 0;
+  if (isFrame && !isRead && out[1] == 0xF2) {
+    askedLayer = out[0] >> 6;
+    askedCamera = out[0] >> 2 & 15;
+    askedRegister = out[3] << 8 | out[5];
+  }
+  const bool accepted = isRead || (isFrame ? accept(out[0] >> 6, out[1], out[3]) : accept(0, 0, 0));
+  const int value = isRead ? answer(out[0] >> 6, out[1]) : accepted ? 0 : -1;
+  if (isRead && value >= 0) {
+    in[3] = static_cast<uint8_t>(value);
+    received[1] = static_cast<uint16_t>(0xAA00 | value);
+  }
+  if (Transcript::Hears("spi")) {
+    Transcript::Note("spi", value < 0 ? twin::SpiLine(out, {}) : twin::SpiLine(out, in));
+  }
+  return value < 0 ? -EIO : static_cast<int>(transfer.len);
 }

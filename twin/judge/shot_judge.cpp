@@ -25,8 +25,8 @@ constexpr double kTargetMean = 28.0 / 255;  // of the scene measurement that an 
 constexpr double kUnitsPerDegree = M_PI / 180 * 1e8;
 
 // The log's words for what has not gone as it should. On a board that nobody broke none of them may come.
-constexpr std::array<const char*, 5> kObjections = {" error\n", "failed", "Retry LumoLoadNew", "Retry has",
-                                                    "Restart LumoLoadNew"};
+constexpr std::array<const char*, 6> kObjections = {" error\n",          " error, ",  "failed",
+                                                    "Retry LumoLoadNew", "Retry has", "Restart LumoLoadNew"};
 
 // Words of the record that a camera without any setting writes.
 struct FactoryWord {

@@ -84,10 +84,11 @@ int LumoReadGpsCompass(Shared<int>* longitude, Shared<int>* latitude, Shared<int
 
 namespace {
 
-// The array out of standby, its command FIFOs empty. False if it did not wake; it is back in standby then.
-bool WakeModule() {
+// The array out of standby, its command FIFOs empty. False if it did not wake, which is told in the
+// name of `function`; it is back in standby then.
+bool WakeModule(const char* function) {
   if (LumoFpgaAwake() < 0) {
-    LumoLog("LumoFpgaAwake error\n");
+    LumoLogAs(function, "LumoFpgaAwake error\n");
     LumoFpgaStandby();
     return false;
   }
@@ -99,7 +100,7 @@ bool WakeModule() {
 
 int LumoGetGpsState(ControlSignals* ctrlSigs) {
   if ((ctrlSigs->usbMode & kUsbSerial) == 0) return -1;
-  if (!WakeModule()) return -2;
+  if (!WakeModule(__func__)) return -2;
   const int result = LumoReadGpsCompass(&ctrlSigs->longitude, &ctrlSigs->latitude, &ctrlSigs->compassValue,
                                         &ctrlSigs->gpsState, ctrlSigs->vertexReady);
   LumoFpgaStandby();
@@ -107,7 +108,7 @@ int LumoGetGpsState(ControlSignals* ctrlSigs) {
 }
 
 int LumoCompassCalibrate(BYTE modeStart) {
-  if (!WakeModule()) return -1;
+  if (!WakeModule(__func__)) return -1;
   const int answer = LumoSpiCciRead(0, 0, kLatitude[0], kReadWait);
   LumoSpiCciWriteOneCamera(0, 0, modeStart != 0 ? kCalibrationStart : kCalibrationEnd, 0xFF);
   LumoFpgaStandby();

@@ -83,11 +83,11 @@ ManualExposure LumoPrepareManualExposure(const ExposureRequest& request) {
   const int expsUs = LumoRoundManualExposure(request.captureMode, request.strobeMode, request.manualExpsUs);
 
   // Truncating here and rounding up in the automatic split are both meant.
-  manual.gainA = LMin(LMax(request.manualIso, 100), 1600) * 16 / 100;
-  manual.gainB = 1;
-  while (manual.gainA > 31) {
-    manual.gainA /= 2;
-    manual.gainB *= 2;
+  manual.gain_a = LMin(LMax(request.manualIso, 100), 1600) * 16 / 100;
+  manual.gain_b = 1;
+  while (manual.gain_a > 31) {
+    manual.gain_a /= 2;
+    manual.gain_b *= 2;
   }
 
   const BracketList list = LumoBracketList(request.captureMode);
@@ -99,7 +99,7 @@ ManualExposure LumoPrepareManualExposure(const ExposureRequest& request) {
     const auto stretched = static_cast<uint16_t>(static_cast<int>(expsUs * 60.0 * 16.0 / kLongestManualBase));
     manual.columnSize = USMax(stretched, kDefaultColumnSize);
   }
-  manual.curExposure = manual.gainA * manual.gainB * base;
+  manual.curExposure = manual.gain_a * manual.gain_b * base;
 
   for (int i = 0; i < kBracketsTaken[list]; i++) {
     manual.sumLines += FrameLines(AtStep(base >> 4, kBracketSteps[list][static_cast<size_t>(i)]));
@@ -211,9 +211,9 @@ int PlainShutterLines(BYTE isoMode, int exposure) {
 int FlickerShutterLines(const FlickerGrid& grid, BYTE isoMode, int exposure) {
   if (exposure < 16 * grid.q) return exposure / 16;
   const int maxShutterLines = isoMode == 0 ? grid.handShutterLines : grid.tripodShutterLines;
-  for (int gainB = 1; gainB <= 8; gainB *= 2) {
-    for (int gainA = 16; gainA <= 31; gainA++) {
-      const int gain = gainA * gainB;
+  for (int gain_b = 1; gain_b <= 8; gain_b *= 2) {
+    for (int gain_a = 16; gain_a <= 31; gain_a++) {
+      const int gain = gain_a * gain_b;
       if (exposure % (gain * grid.q) == 0 && exposure / gain <= maxShutterLines) return exposure / gain;
     }
   }
@@ -230,17 +230,17 @@ ExposureSplit LumoSplitAutomatic(BYTE strobeMode, BYTE isoMode, int curExposure,
   const int shutterLines = LMax(wanted, 1);
 
   ExposureSplit split = {0, LMax(exposure / shutterLines, kUnityGain), 1};
-  while (split.gainA > kFinestGain && split.gainB < kCoarsestGain) {
-    split.gainA = (split.gainA + 1) >> 1;
-    split.gainB *= 2;
+  while (split.gain_a > kFinestGain && split.gain_b < kCoarsestGain) {
+    split.gain_a = (split.gain_a + 1) >> 1;
+    split.gain_b *= 2;
   }
-  split.gainA = LMin(split.gainA, kFinestGain);
-  split.shutter = LMax((exposure << 4) / (split.gainA * split.gainB), 0x20);
+  split.gain_a = LMin(split.gain_a, kFinestGain);
+  split.shutter = LMax((exposure << 4) / (split.gain_a * split.gain_b), 0x20);
   return split;
 }
 
 ExposureSplit LumoSplitManual(const ManualExposure& manual, int exposure) {
-  return {exposure / (manual.gainA * manual.gainB), manual.gainA, manual.gainB};
+  return {exposure / (manual.gain_a * manual.gain_b), manual.gain_a, manual.gain_b};
 }
 
 // --- the set ---
@@ -249,7 +249,7 @@ ExposureSet LumoMakeExposureSet(BYTE captureMode, int bracket, const ExposureSpl
   ExposureSet set = {};
   set.shutterLines = split.shutter >> 4;
   set.totalLines = FrameLines(set.shutterLines);
-  set.gain = split.gainA * split.gainB;
+  set.gain = split.gain_a * split.gain_b;
   const bool isLast = bracket >= kBracketsTaken[LumoBracketList(captureMode)] - 1;
   set.regData = {
       static_cast<BYTE>(split.shutter >> 16),
@@ -257,8 +257,8 @@ ExposureSet LumoMakeExposureSet(BYTE captureMode, int bracket, const ExposureSpl
       static_cast<BYTE>(split.shutter),
       static_cast<BYTE>(set.totalLines >> 8),
       static_cast<BYTE>(set.totalLines),
-      static_cast<BYTE>((split.gainB & 0x3F) - 1),
-      static_cast<BYTE>(0x80 | (split.gainA & 0x0F) << 3),
+      static_cast<BYTE>((split.gain_b & 0x3F) - 1),
+      static_cast<BYTE>(0x80 | (split.gain_a & 0x0F) << 3),
       static_cast<BYTE>(isLast ? 0xFF : 0x00),
   };
   return set;

@@ -2,9 +2,9 @@
 // frame by frame. Pure functions, no hardware, any thread.
 //
 // Units. Row: one sensor line, 2 x columnSize cycles of the 120 MHz pixel clock, 32.4 us at the default line length.
-// Gain: 16 is unity and ISO 100; kept as gainA, 16 to 31, the fine step, times gainB, a power of two, the coarse step.
-// Automatic exposure: rows x gain, so 16 is one row at unity. Manual exposure: 16 times that, since its shutter is
-// kept in sixteenths of a row from the start.
+// Gain: 16 is unity and ISO 100; kept as gain_a, 16 to 31, the fine step, times gain_b, a power of two, the coarse
+// step. Automatic exposure: rows x gain, so 16 is one row at unity. Manual exposure: 16 times that, since its shutter
+// is kept in sixteenths of a row from the start.
 #pragma once
 
 #include <array>
@@ -39,7 +39,7 @@ using ExposureRequest = TagExposureRequest;
 // Result of the manual preparation.
 struct TagManualExposure {
   int curExposure;  // base exposure, rows x 16 x gain
-  int gainA, gainB;
+  int gain_a, gain_b;
   uint16_t columnSize;  // stretched above the default when the exposure would need too many rows
   int sumLines;         // frame lengths of all brackets together, rows
 };
@@ -70,8 +70,8 @@ std::array<int, kExposureSets> LumoBracketExposures(BYTE captureMode, int curExp
 
 // How one bracket is reached.
 struct TagExposureSplit {
-  int shutter;       // sixteenths of a row
-  int gainA, gainB;  // gainA 16-31, gainB 1-32
+  int shutter;         // sixteenths of a row
+  int gain_a, gain_b;  // gain_a 16-31, gain_b 1-32
 };
 using ExposureSplit = TagExposureSplit;
 

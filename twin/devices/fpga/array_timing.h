@@ -27,8 +27,6 @@ constexpr int ImageNumber(int layer, int position) {
 // sensor's lanes: so every third camera does.
 constexpr bool PairsExchanged(int camera) { return camera % 3 == 2; }
 
-constexpr double kPixelClock = 120e6;  // Hz; a row takes two cycles for each count of the line length
-
 // A layer's delay counters run at 0.5 MHz.
 constexpr Duration kDelayUnit = 2us;
 
@@ -39,6 +37,12 @@ constexpr Duration kSensorWake = 341us;   // 8192 cycles of 24 MHz from reset to
 constexpr Duration kStreamStart = 2ms;    // from the streaming bit to the first frame: PLL and first reset of the rows
 constexpr int kFrameSyncRows = 16;        // how long a frame sync stays high
 constexpr int kFrameMargin = 4;           // rows of a frame in which no exposure can lie
+
+constexpr Duration kShortestProgramB = 200ns;  // the parts' own is 500 ns, at accesses slower than the modelled ones
+constexpr Duration kShortestReset = 500us;     // of the layers
+constexpr Duration kFabricStart = 500us;       // from the end of their reset to the first frame that they take
+constexpr Duration kShortestPowerOff = 100ms;  // until the supply's capacitors are empty
+constexpr Duration kConversion = 600us;        // of a sensor's temperature, and how long its trigger must rest before
 
 constexpr Duration kHousekeeping = 3ms;   // from PROGRAM_B or power to INIT: the configuration memory is cleared
 constexpr Duration kSuspendWake = 100us;  // from SUSPEND low to a running clock

@@ -1,13 +1,23 @@
 #include "twin/devices/fpga/camera_group.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <utility>
 
 namespace twin {
 
 namespace {
 
 constexpr uint16_t kFirstSensorRegister = 0x0100;
-constexpr Duration kOwnRegister = 0ns;  // a module's registers are the fabric's own: no bus to cross
+constexpr Duration kOwnRegister = 0ns;  // a module's registers are read out of the fabric: no bus to cross
+
+// Four lanes of ten bits at the sensors' rate.
+constexpr Sensor::Output kLanes = {150e6, 0x16};
+constexpr std::pair<uint8_t, uint8_t> kReceiverSetUp[] = {
+    {0x02, 0x19}, {0x04, 0x02}, {0x05, 0x03}, {0x06, 0x01}, {0x09, 0x01}, {0x0A, 0x01}, {0x14, 0xC2},
+    {0x15, 0x4C}, {0x36, 0x2C}, {0x17, 0x2B}, {0x18, 0x2B}, {0x19, 0x0C}, {0x1E, 0x0A}, {0x1F, 0x0A},
+};
 
 uint16_t RegisterOf(const CameraCommand& command) { return static_cast<uint16_t>(command.h << 8 | command.m); }
 
@@ -54,8 +64,21 @@ void CameraGroup::Reset() {
   held_ = false;
   subDelay_ = 0;
   cursor_ = {};
+  receivers_.fill(0);
   fetched_ = 0;
   lastRead_ = 0;
+  lastReadFresh_ = false;
+}
+
+uint8_t CameraGroup::LastRead() {
+  if (!std::exchange(lastReadFresh_, false)) complain_("the byte of a sensor read is taken that has not come");
+  return lastRead_;
+}
+
+bool CameraGroup::Receives(const Sensor& sensor) const {
+  if (!(sensor.Lanes() == kLanes)) return false;
+  return std::all_of(std::begin(kReceiverSetUp), std::end(kReceiverSetUp),
+                     [this](const auto& row) { return receivers_[row.first] == row.second; });
 }
 
 void CameraGroup::SetHeld(bool held) {
@@ -85,7 +108,13 @@ void CameraGroup::Begin(const CameraCommand& command) {
     case 0xE3:
     case 0xE4: WaitForSync(command.code == 0xE3); break;
     case 0xF0:
-      BusyFor(ForModule(command) ? kOwnRegister : kControlWrite, [this, command] { Write(command, command.l); });
+      // A module gets its byte at once, and the time of the write passes behind it.
+      if (ForModule(command)) {
+        module_->WriteModule(RegisterOf(command), command.l);
+        BusyFor(kControlWrite, [] {});
+        break;
+      }
+      BusyFor(kControlWrite, [this, command] { Write(command, command.l); });
       break;
     case 0xF1: BusyFor(kControlWrite, [this, command, value = fetched_] { Write(command, value); }); break;
     case 0xF2: BusyFor(ForModule(command) ? kOwnRegister : kControlRead, [this, command] { ReadOne(command); }); break;
@@ -147,8 +176,10 @@ bool CameraGroup::ForModule(const CameraCommand& command) const {
 }
 
 void CameraGroup::Write(const CameraCommand& command, uint8_t value) {
-  if (RegisterOf(command) < kFirstSensorRegister) return;
-  if (ForModule(command)) return module_->WriteModule(RegisterOf(command), value);
+  if (RegisterOf(command) < kFirstSensorRegister) {
+    receivers_[RegisterOf(command)] = value;
+    return;
+  }
   bool answered = true;
   for (size_t i = 0; i < sensors_.size(); i++) {
     if (command.camera != CameraCommand::kAllCameras && command.camera != first_ + static_cast<int>(i)) continue;
@@ -159,12 +190,18 @@ void CameraGroup::Write(const CameraCommand& command, uint8_t value) {
 
 void CameraGroup::ReadOne(const CameraCommand& command) {
   constexpr uint8_t kNoAnswer = 0xFF;  // the bus's pull-up
+  lastReadFresh_ = true;
   if (ForModule(command)) {
     lastRead_ = module_->ReadModule(RegisterOf(command));
     return;
   }
-  const int index = command.camera == CameraCommand::kAllCameras ? 0 : command.camera - first_;
-  lastRead_ = sensors_[static_cast<size_t>(index)]->Read(RegisterOf(command)).value_or(kNoAnswer);
+  if (RegisterOf(command) < kFirstSensorRegister) {
+    lastRead_ = receivers_[RegisterOf(command)];
+    return;
+  }
+  Sensor& sensor = *sensors_[static_cast<size_t>(command.camera - first_)];
+  if (!sensor.Answers()) complain_(Describe("no sensor answers a read", command));
+  lastRead_ = sensor.Read(RegisterOf(command)).value_or(kNoAnswer);
 }
 
 }  // namespace twin

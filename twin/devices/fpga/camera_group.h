@@ -4,10 +4,14 @@
 // Commands (H, M, L are the frame's bytes): 0xB0 fetch byte H >> 3 of the present exposure set; 0xE1 load the sub
 // delay; 0xE2 run it; 0xE3, 0xE4 wait for a rising, falling frame sync, at most as long as the loaded delay, 0 is for
 // ever; 0xF0 write register HM = L; 0xF1 write the fetched byte to register HM; 0xF2 read register HM. Frame sync is
-// that of the group's first camera. Registers below 0x0100 are those of the line receivers, which keep nothing; those
-// of the first camera from 0xFF00 up belong to a module, where there is a port for one.
+// that of the group's first camera. Registers below 0x0100 are those of the group's line receivers, which keep what
+// they get; those of the first camera from 0xFF00 up belong to a module, where there is a port for one.
+//
+// A frame is received only while the line receivers hold the one set-up that is known to work, for sensors with lanes
+// of 150 MHz and their output timing 0x16. Of the receivers nothing more is known: any other value counts as wrong.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -48,10 +52,11 @@ class CameraGroup {
   void SetHeld(bool held);  // while held, no new command begins
   void RestartSteps() { cursor_ = {}; }
   void FrameStarts(int camera);
+  bool Receives(const Sensor& sensor) const;
 
   bool Idle() const { return queue_.empty() && !busy_; }
   bool AlmostFull() const { return queue_.size() >= kAlmostFull; }
-  uint8_t LastRead() const { return lastRead_; }
+  uint8_t LastRead();  // of a sensor register; complains if it was taken before or is not there yet
   size_t Waiting() const { return queue_.size(); }
 
  private:
@@ -80,8 +85,10 @@ class CameraGroup {
   Kernel::EventId syncFall_ = 0;
   uint32_t subDelay_ = 0;  // delay units
   SceneMeter::Cursor cursor_;
+  std::array<uint8_t, 0x100> receivers_{};
   uint8_t fetched_ = 0;  // the calculated value
   uint8_t lastRead_ = 0;
+  bool lastReadFresh_ = false;
 };
 
 }  // namespace twin

@@ -1,28 +1,34 @@
 #include "twin/devices/fpga/configuration.h"
 
+#include <utility>
 #include <vector>
 
 #include "twin/devices/fpga/array_timing.h"
 
 namespace twin {
 
-Configuration::Configuration(Kernel& kernel, ArrayFaults& faults, GpioBanks& gpio, std::function<void()> changed)
+Configuration::Configuration(Kernel& kernel, ArrayFaults& faults, GpioBanks& gpio,
+                             std::function<void(std::string)> complain, std::function<void()> changed)
     : kernel_(kernel),
       faults_(faults),
       programB_(gpio.At(6, 0)),
       done_(gpio.At(6, 1)),
       init_(gpio.At(5, 7)),
+      complain_(std::move(complain)),
       changed_(std::move(changed)) {
   programB_.Release(true);
   done_.Drive(false);
   init_.Release(false);
   programB_.OnChange([this](bool high) {
     if (state_ == State::Off) return;
-    if (high) {
-      BeginHousekeeping();
-    } else {
+    if (!high) {
       Clear();
+      clearedAt_ = kernel_.Now();
+      return;
     }
+    const auto since = std::exchange(clearedAt_, std::nullopt);
+    if (since && kernel_.Now() - *since < kShortestProgramB) return complain_("PROGRAM_B was low for too short a time");
+    BeginHousekeeping();
   });
 }
 
@@ -33,6 +39,7 @@ void Configuration::SetPower(bool on) {
     if (programB_.Level()) BeginHousekeeping();
   } else {
     kernel_.Cancel(housekeeping_);
+    clearedAt_.reset();
     init_.Release(false);  // the pull-up hangs on the same supply
     Enter(State::Off);
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace twin {
 
@@ -9,6 +10,7 @@ namespace {
 
 constexpr uint32_t kConfigurationClock = 4;
 constexpr uint32_t kFabricClock = 0x14;
+constexpr Duration kClockLock = 10ms;  // until the fabric's clock is steady: an estimate
 constexpr size_t kFrameBytes = 8;
 constexpr int kAllLayers = 3;
 
@@ -36,7 +38,8 @@ FpgaArray::FpgaArray(Kernel& kernel, Faults& faults, PictureSource& pictures, Gp
       meter_(faults_),
       chain_(kernel, faults_),
       pictures_(pictures),
-      configuration_(kernel, faults_, gpio, [this] { LookAtFabric(); }) {
+      configuration_(
+          kernel, faults_, gpio, [this](std::string text) { Complain(std::move(text)); }, [this] { LookAtFabric(); }) {
   for (int layer = 0; layer < kLayers; layer++) {
     layers_.emplace_back(layer, LayerParts{kernel, faults_, pictures, meter_, chain_,
                                            [this](std::string text) { Complain(std::move(text)); },
@@ -45,21 +48,44 @@ FpgaArray::FpgaArray(Kernel& kernel, Faults& faults, PictureSource& pictures, Gp
   meter_.OnBracketing([this] { shots_++; });
   power_.Release(false);
   suspend_.Release(false);
-  power_.OnChange([this](bool on) { SetPower(on); });
+  power_.OnChange([this](bool on) { PowerChanges(on); });
+  gpio.At(6, 0).OnChange([this](bool high) {
+    if (!high && power_.Level() && (suspend_.Level() || kernel_.Now() < awakeAt_)) Complain("PROGRAM_B under suspend");
+  });
   suspend_.OnChange([this](bool high) {
     if (!high) awakeAt_ = kernel_.Now() + kSuspendWake;
     LookAtFabric();
   });
-  reset_.OnChange([this](bool high) {
-    LookAtFabric();
-    if (high) running_ = Clocked();
-  });
+  reset_.OnChange([this](bool high) { ResetChanges(high); });
   SetPower(power_.Level());
 }
 
 void FpgaArray::SetPower(bool on) {
   configuration_.SetPower(on);
   if (!on) ResetLayers();
+}
+
+void FpgaArray::PowerChanges(bool on) {
+  if (!on) {
+    powerLowAt_ = kernel_.Now();
+  } else if (const auto since = std::exchange(powerLowAt_, std::nullopt);
+             since && kernel_.Now() - *since < kShortestPowerOff) {
+    return Complain("the power was off for too short a time");  // the parts stay as the dip has left them: dead
+  }
+  SetPower(on);
+}
+
+void FpgaArray::ResetChanges(bool high) {
+  LookAtFabric();
+  if (!high) {
+    resetLowAt_ = kernel_.Now();
+    return;
+  }
+  const auto since = std::exchange(resetLowAt_, std::nullopt);
+  if (!Clocked()) return;
+  if (since && kernel_.Now() - *since < kShortestReset) return Complain("the reset was low for too short a time");
+  running_ = true;
+  startedAt_ = kernel_.Now();
 }
 
 void FpgaArray::PowerOnReset() {
@@ -86,6 +112,7 @@ void FpgaArray::ResetLayers() {
 uint32_t FpgaArray::ReadRegister(uint32_t /*address*/) { return clock_; }
 
 void FpgaArray::WriteRegister(uint32_t /*address*/, uint32_t value) {
+  if (value == kFabricClock && clock_ != value) awakeAt_ = kernel_.Now() + kClockLock;
   clock_ = value;
   LookAtFabric();
 }
@@ -98,6 +125,7 @@ void FpgaArray::Exchange(std::span<const uint8_t> out, std::span<uint8_t> in) {
   if (!configuration_.Configured()) {
     configuration_.Feed(out, clock_ == kConfigurationClock);
   } else if (running_) {
+    if (kernel_.Now() < startedAt_ + kFabricStart) return Complain("a frame to layers that are starting" + Hex(out));
     Frame(out, in);
   }
 }

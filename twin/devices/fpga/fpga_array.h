@@ -8,7 +8,8 @@
 //
 // The fabric runs when it is powered, configured, not suspended, clocked with 0x14, and has had a reset pulse since.
 // Whenever it stops, commands, captures and stored frames are forgotten and the sensors fall into reset. Only a low
-// PROGRAM_B or the loss of power ends the configuration.
+// PROGRAM_B or the loss of power ends the configuration. A reset pulse that is too short starts nothing, frames to a
+// fabric that is just starting are lost, and so is a PROGRAM_B under suspend: each is complained about.
 //
 // Modelled: configuration (configuration.h), the bus (spi_bus.h), commands, registers and FIFOs (layer.h,
 // camera_group.h), scene measurement and exposure sets (scene_meter.h), sensors (sensor.h), captures and stores
@@ -21,6 +22,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -75,6 +77,8 @@ class FpgaArray final : public RegisterDevice {
 
  private:
   void SetPower(bool on);
+  void PowerChanges(bool on);
+  void ResetChanges(bool high);
   void LookAtFabric();
   void ResetLayers();
   bool Clocked() const;
@@ -99,6 +103,8 @@ class FpgaArray final : public RegisterDevice {
   uint32_t clock_ = 0;
   Time awakeAt_{0};       // when the fabric's clock runs again after suspend
   bool running_ = false;  // the fabric has had its reset pulse
+  Time startedAt_{0};     // when it had
+  std::optional<Time> resetLowAt_, powerLowAt_;
   uint32_t shots_ = 0;
 };
 

@@ -14,7 +14,7 @@ constexpr int kGroups = 2;
 Layer::Layer(int index, LayerParts parts) : index_(index), parts_(std::move(parts)), capture_(index, kGroups, parts_) {
   const int cameras = kCamerasOfLayer[static_cast<size_t>(index)];
   for (int camera = 0; camera < cameras; camera++) {
-    sensors_.emplace_back(parts_.kernel, parts_.faults, ImageNumber(index, camera));
+    sensors_.emplace_back(parts_.kernel, parts_.faults, ImageNumber(index, camera), parts_.complain);
   }
   for (int group = 0; group < kGroups; group++) {
     const int first = group == 0 ? 0 : kGroupSplit;
@@ -28,8 +28,10 @@ Layer::Layer(int index, LayerParts parts) : index_(index), parts_(std::move(part
     for (int camera = first; camera < last; camera++) {
       At(camera).SetListener({[this, camera](const Sensor::Exposure& taken) { capture_.FrameEnds(camera, taken); },
                               [this, camera, group] {
+                                CameraGroup& its = groups_[static_cast<size_t>(group)];
+                                if (!its.Receives(At(camera))) return;
                                 capture_.FrameStarts(camera);
-                                groups_[static_cast<size_t>(group)].FrameStarts(camera);
+                                its.FrameStarts(camera);
                               }});
     }
   }

@@ -10,14 +10,21 @@ LayerCapture::LayerCapture(int layer, int groups, LayerParts& parts)
 
 void LayerCapture::Reset() {
   Prepare();
+  prepared_ = false;
   lineLengthHigh_ = 0;
   frameStartLimit_ = 0;
+}
+
+void LayerCapture::Start() {
+  if (!std::exchange(prepared_, false)) return parts_.complain("a capture starts that is not prepared");
+  capturing_ = true;
 }
 
 void LayerCapture::Prepare() {
   parts_.kernel.Cancel(saveEvent_);
   for (CameraFrames& frames : frames_) frames = {};
   store_ = {};
+  prepared_ = true;
   capturing_ = false;
   groupsDone_ = 0;
   brackets_ = 0;
@@ -61,7 +68,7 @@ void LayerCapture::FrameEnds(int camera, const Sensor::Exposure& taken) {
   constexpr uint32_t kMostRowErrors = 0xFFFF;
   const Tag tag = std::exchange(frames_[static_cast<size_t>(camera)].present, Tag{});
   if (tag.kind == Tag::Kind::None) return;
-  if (taken.lineLength >> 8 != lineLengthHigh_) {
+  if (taken.lineLength >> 8 != lineLengthHigh_ || !taken.wholeRows) {
     rowErrors_ = std::min(kMostRowErrors, rowErrors_ + static_cast<uint32_t>(HeightOf(PictureSize::Full)));
   }
   if (tag.kind == Tag::Kind::Bracket) {

@@ -4,7 +4,9 @@
 // one to measure, or a bracket, which goes into the store. When all groups have had the step with the end mark, the
 // configuration is finished; when all brackets of all cameras are in the layer's memory, the save is. No frame is
 // stored after as many frame starts of brackets as the layer's limit allows. A row whose line length differs in its
-// high byte from what the layer was told is a row error.
+// high byte from what the layer was told is a row error, and so is each row of a frame of another size. Only a prepared
+// capture starts. Not judged: a limit higher than needed, the low byte of the line length, the delays between the
+// sensors' starts.
 #pragma once
 
 #include <array>
@@ -25,7 +27,7 @@ class LayerCapture {
   // commands
   void Reset();    // the fabric's reset: the frames are lost
   void Prepare();  // a new capture; settings stay
-  void Start() { capturing_ = true; }
+  void Start();
   void SetLineLengthHigh(uint8_t high) { lineLengthHigh_ = high; }
   void SetFrameStartLimit(uint8_t limit) { frameStartLimit_ = limit; }
 
@@ -62,6 +64,7 @@ class LayerCapture {
   std::array<std::optional<StoredFrame>, kSlots> store_;
   uint8_t lineLengthHigh_ = 0;
   uint8_t frameStartLimit_ = 0;
+  bool prepared_ = false;
   bool capturing_ = false;
   unsigned groupsDone_ = 0;  // a bit a group that has had the end mark
   int brackets_ = 0;         // of this capture; 0 until the configuration is finished

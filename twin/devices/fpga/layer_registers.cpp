@@ -1,4 +1,5 @@
-// What a layer does with a write frame and answers to a read frame, one row a code.
+// What a layer does with a write frame and answers to a read frame, one row a code. A write frame with a camera that
+// its command is not for, or with bits set that mean nothing, is complained about and does nothing.
 
 #include <algorithm>
 #include <array>
@@ -11,8 +12,12 @@ namespace twin {
 struct LayerRegisters {
   using Command = CameraCommand;
 
+  // Whom a command is for: the layer itself, all of its cameras, any of them or all, one of them.
+  enum class For : uint8_t { Layer, Cameras, Any, One };
   struct WriteRow {
     uint8_t code;
+    For target;
+    uint8_t h, m, l;  // bits with a meaning; the others are 0 in a right frame
     const char* name;
     void (*write)(Layer& layer, const Command& command);
   };
@@ -32,33 +37,40 @@ struct LayerRegisters {
   }
 
   static constexpr std::array<WriteRow, 26> writeRows = {{
-      {0x12, "FIFO reset high", [](Layer& l, const Command&) { l.SetFifoReset(true); }},
-      {0x13, "FIFO reset low", [](Layer& l, const Command&) { l.SetFifoReset(false); }},
-      {0x14, "load and run main delay",
+      {0x12, For::Layer, 0, 0, 0, "FIFO reset high", [](Layer& l, const Command&) { l.SetFifoReset(true); }},
+      {0x13, For::Layer, 0, 0, 0, "FIFO reset low", [](Layer& l, const Command&) { l.SetFifoReset(false); }},
+      {0x14, For::Layer, 0xFF, 0xFF, 0xFF, "load and run main delay",
        [](Layer& l, const Command& c) { l.RunMainDelay(static_cast<uint32_t>(c.h << 16 | c.m << 8 | c.l)); }},
-      {0x15, "byte of an exposure set", [](Layer& l, const Command& c) { l.WriteSetByte(c); }},
-      {0x16, "line length, high byte", [](Layer& l, const Command& c) { l.capture_.SetLineLengthHigh(c.h); }},
-      {0x17, "limit of frame starts", [](Layer& l, const Command& c) { l.capture_.SetFrameStartLimit(c.h); }},
-      {0xB0, "fetch byte of exposure set", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xD0, "prepare capture", [](Layer& l, const Command&) { l.PrepareCapture(); }},
-      {0xD1, "start capture", [](Layer& l, const Command&) { l.capture_.Start(); }},
-      {0xD2, "brackets on", [](Layer& l, const Command&) { SetBracketed(l, true); }},
-      {0xD3, "brackets off", [](Layer& l, const Command&) { SetBracketed(l, false); }},
-      {0xD6, "send a stored frame", [](Layer& l, const Command& c) { l.Send(c.h); }},
-      {0xD8, "source: own store", [](Layer& l, const Command&) { l.parts_.chain.SelectPassOn(l.index_, false); }},
-      {0xD9, "source: layer before", [](Layer& l, const Command&) { l.parts_.chain.SelectPassOn(l.index_, true); }},
-      {0xDA, "parallel link on", [](Layer& l, const Command&) { l.parts_.chain.SetParallel(l.index_, true); }},
-      {0xDB, "parallel link off", [](Layer& l, const Command&) { l.parts_.chain.SetParallel(l.index_, false); }},
-      {0xDD, "starting exposure", [](Layer& l, const Command& c) { SetStart(l, c); }},
-      {0xE1, "load sub delay", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xE2, "run sub delay", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xE3, "wait for rising sync", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xE4, "wait for falling sync", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xE5, "sensors out of reset", [](Layer& l, const Command&) { l.SetSensorReset(false); }},
-      {0xE6, "sensors into reset", [](Layer& l, const Command&) { l.SetSensorReset(true); }},
-      {0xF0, "write sensor register", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xF1, "write fetched byte", [](Layer& l, const Command& c) { l.Queue(c); }},
-      {0xF2, "read sensor register", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0x15, For::Layer, 0xFC, 0xFF, 0, "byte of an exposure set",
+       [](Layer& l, const Command& c) { l.WriteSetByte(c); }},
+      {0x16, For::Layer, 0xFF, 0, 0, "line length, high byte",
+       [](Layer& l, const Command& c) { l.capture_.SetLineLengthHigh(c.h); }},
+      {0x17, For::Cameras, 0xFF, 0, 0, "limit of frame starts",
+       [](Layer& l, const Command& c) { l.capture_.SetFrameStartLimit(c.h); }},
+      {0xB0, For::Cameras, 0x38, 0, 0, "fetch byte of exposure set", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xD0, For::Layer, 0, 0, 0, "prepare capture", [](Layer& l, const Command&) { l.PrepareCapture(); }},
+      {0xD1, For::Layer, 0, 0, 0, "start capture", [](Layer& l, const Command&) { l.capture_.Start(); }},
+      {0xD2, For::Layer, 0, 0, 0, "brackets on", [](Layer& l, const Command&) { SetBracketed(l, true); }},
+      {0xD3, For::Layer, 0, 0, 0, "brackets off", [](Layer& l, const Command&) { SetBracketed(l, false); }},
+      {0xD6, For::Layer, 0x3F, 0, 0, "send a stored frame", [](Layer& l, const Command& c) { l.Send(c.h); }},
+      {0xD8, For::Layer, 0, 0, 0, "source: own store",
+       [](Layer& l, const Command&) { l.parts_.chain.SelectPassOn(l.index_, false); }},
+      {0xD9, For::Layer, 0, 0, 0, "source: layer before",
+       [](Layer& l, const Command&) { l.parts_.chain.SelectPassOn(l.index_, true); }},
+      {0xDA, For::Layer, 0, 0, 0, "parallel link on",
+       [](Layer& l, const Command&) { l.parts_.chain.SetParallel(l.index_, true); }},
+      {0xDB, For::Layer, 0, 0, 0, "parallel link off",
+       [](Layer& l, const Command&) { l.parts_.chain.SetParallel(l.index_, false); }},
+      {0xDD, For::Layer, 0xFF, 0xFF, 0, "starting exposure", [](Layer& l, const Command& c) { SetStart(l, c); }},
+      {0xE1, For::Any, 0xFF, 0xFF, 0xFF, "load sub delay", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE2, For::Cameras, 0, 0, 0, "run sub delay", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE3, For::Cameras, 0, 0, 0, "wait for rising sync", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE4, For::Cameras, 0, 0, 0, "wait for falling sync", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xE5, For::Layer, 0, 0, 0, "sensors out of reset", [](Layer& l, const Command&) { l.SetSensorReset(false); }},
+      {0xE6, For::Layer, 0, 0, 0, "sensors into reset", [](Layer& l, const Command&) { l.SetSensorReset(true); }},
+      {0xF0, For::Any, 0xFF, 0xFF, 0xFF, "write sensor register", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xF1, For::Cameras, 0xFF, 0xFF, 0, "write fetched byte", [](Layer& l, const Command& c) { l.Queue(c); }},
+      {0xF2, For::One, 0xFF, 0xFF, 0, "read sensor register", [](Layer& l, const Command& c) { l.Queue(c); }},
   }};
 
   static constexpr std::array<ReadRow, 16> readRows = {{
@@ -86,6 +98,14 @@ void Layer::Write(const CameraCommand& command) {
   const auto& rows = LayerRegisters::writeRows;
   const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.code == command.code; });
   if (row == rows.end()) return Complain("no such command", command);
+  using For = LayerRegisters::For;
+  const bool all = command.camera == CameraCommand::kAllCameras;
+  const bool addressed = row->target == For::Any || (row->target == For::Layer && command.camera == 0) ||
+                         (row->target == For::Cameras && all) || (row->target == For::One && !all);
+  if (!addressed) return Complain("a command for other cameras than it has", command);
+  if ((command.h & ~row->h) != 0 || (command.m & ~row->m) != 0 || (command.l & ~row->l) != 0) {
+    return Complain("a command with more in it than it takes", command);
+  }
   row->write(*this, command);
 }
 

@@ -39,7 +39,7 @@ void SceneMeter::Reset() {
 
 void SceneMeter::Prepare() {
   written_.fill(0);
-  exposure_ = std::clamp(startExposure_, kLeastExposure, kMostExposure);
+  exposure_ = std::min(startExposure_, kMostExposure);
   begunSteps_ = 0;
   setsInUse_ = 0;
   firstSetStep_ = 0;
@@ -51,7 +51,7 @@ void SceneMeter::Prepare() {
 
 void SceneMeter::SetStart(uint16_t rows) {
   startExposure_ = rows * 16u;
-  exposure_ = std::clamp(startExposure_, kLeastExposure, kMostExposure);
+  exposure_ = std::min(startExposure_, kMostExposure);
 }
 
 void SceneMeter::WriteSet(int set, int index, uint8_t value) {
@@ -128,6 +128,7 @@ void SceneMeter::Publish(uint32_t exposure, double signal) {
     average = effect->kind == Effect::Kind::Value ? static_cast<int>(effect->value & 0xFF) : 0;
   }
   count_++;
+  if (exposure == 0) return;  // nothing to go on from
   average_ = static_cast<uint8_t>(average);
   measuredExposure_ = exposure;
   const uint32_t wanted =

@@ -5,8 +5,9 @@
 // whole up to an end mark, the steps fetch the meter's own exposure, and the frame that follows is measured; from the
 // next step on that no layer has begun, they fetch set 1, 2, ... one a step. All layers change over at one step.
 //
-// The meter aims at an average of 28 of 255. It takes a step of at most 16 times up or down, from the exposure that
-// the measured frame really had, so that its two-frame delay does no harm.
+// The meter begins with the exposure that it was told, and stays in the dark without one. It aims at an average of 28
+// of 255. It takes a step of at most 16 times up or down, from the exposure that the measured frame really had, so that
+// its two-frame delay does no harm.
 #pragma once
 
 #include <array>

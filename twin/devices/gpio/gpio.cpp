@@ -11,7 +11,7 @@ constexpr uint32_t kDirection = 0x400;  // below it: data, the bits 9 to 2 of th
 }  // namespace
 
 void Pin::Settle() {
-  const bool level = stuck_ >= 0 ? stuck_ != 0 : output_ ? data_ : outside_;
+  const bool level = stuck_ >= 0 ? stuck_ != 0 : DrivenByProcessor() ? data_ : outside_;
   if (level == level_) return;
   level_ = level;
   for (size_t i = 0; i < listeners_.size(); i++) listeners_[i](level);
@@ -38,6 +38,24 @@ void GpioBanks::Use(size_t index) {
   pins_[index].Settle();
 }
 
+// Called when the processor drives a pin.
+void GpioBanks::Judge(size_t index) {
+  Pin& pin = pins_[index];
+  if (!pin.output_ || pin.told_ || (pin.connected_ && pin.padRight_)) return;
+  pin.told_ = true;
+  if (!complain_) return;
+  complain_(
+      "gpio: bank " + std::to_string(index / 8) + " pin " + std::to_string(index % 8) +
+      (pin.connected_ ? " is driven through a pad that is not set for it" : " is driven, but its function is another"));
+}
+
+void GpioBanks::SetPin(int bank, int number, bool connected, bool padRight) {
+  Pin& pin = At(bank, number);
+  pin.connected_ = connected;
+  pin.padRight_ = padRight;
+  pin.Settle();
+}
+
 uint32_t GpioBanks::ReadRegister(uint32_t address) {
   const uint32_t bank = (address - kBase) / kBankStride;
   const uint32_t offset = (address - kBase) % kBankStride;
@@ -48,7 +66,7 @@ uint32_t GpioBanks::ReadRegister(uint32_t address) {
       Use(index);
       const Pin& pin = pins_[index];
       // An output reads back its latch, not the wire.
-      if (pin.output_ ? pin.data_ : pin.level_) value |= mask & -mask;
+      if (pin.output_ ? pin.data_ : pin.connected_ && pin.level_) value |= mask & -mask;
     }
   } else if (offset == kDirection) {
     for (uint32_t k = 0; k < 8; k++) value |= static_cast<uint32_t>(pins_[bank * 8 + k].output_) << k;
@@ -65,6 +83,7 @@ void GpioBanks::WriteRegister(uint32_t address, uint32_t value) {
     for (uint32_t mask = offset >> 2; mask != 0; mask &= mask - 1) {
       const size_t index = bank * 8 + static_cast<uint32_t>(std::countr_zero(mask));
       pins_[index].data_ = (value & mask & -mask) != 0;
+      Judge(index);
       Use(index);
     }
   } else if (offset == kDirection) {
@@ -82,6 +101,7 @@ void GpioBanks::Reset() {
     pin.output_ = false;
     pin.data_ = false;
     pin.stuck_ = -1;
+    pin.told_ = false;
     pin.Settle();
   }
   interruptRegisters_.clear();

@@ -2,7 +2,9 @@
 //
 // Bus face: bank n at 0x12140000 + n x 0x1000. An access at offset (mask << 2) reads or writes the data bits in mask;
 // offset 0x400 is the direction, a set bit is an output. Modelled: data, direction, levels, edges. Not modelled:
-// interrupts (their registers keep what was written). Pin functions and pads: pin_registers.h.
+// interrupts (their registers keep what was written). A pin whose function is another than GPIO is not on its wire: an
+// output drives nothing and an input reads 0; driving it, or an output with the wrong pad, is complained about. Which
+// pins are judged: pin_wiring.h.
 // World face: Pin. Fault face: "gpio.stuck" with detail bank x 8 + pin, effect Value 0 or 1: the wire stays there while
 // each access that uses the pin finds the rule.
 #pragma once
@@ -10,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -23,7 +26,7 @@ namespace twin {
 class Pin {
  public:
   bool Level() const { return level_; }  // as anyone on the wire sees it
-  bool DrivenByProcessor() const { return output_; }
+  bool DrivenByProcessor() const { return output_ && connected_; }
   void Drive(bool level);   // from outside
   void Release(bool pull);  // outside lets go: the wire floats at `pull`
   // `listener` hears every change of the wire's level, at the moment it happens. For the life of the pin.
@@ -34,10 +37,13 @@ class Pin {
   void Settle();
 
   bool level_ = false;
-  bool output_ = false;   // direction bit
-  bool data_ = false;     // output latch
-  bool outside_ = false;  // level from outside, or the pull
-  int stuck_ = -1;        // fault: 0 or 1
+  bool output_ = false;    // direction bit
+  bool data_ = false;      // output latch
+  bool outside_ = false;   // level from outside, or the pull
+  bool connected_ = true;  // its function is GPIO
+  bool padRight_ = true;
+  bool told_ = false;  // the complaint about it is made
+  int stuck_ = -1;     // fault: 0 or 1
   std::vector<std::function<void(bool)>> listeners_;
 };
 
@@ -54,15 +60,21 @@ class GpioBanks final : public RegisterDevice {
 
   Pin& At(int bank, int pin) { return pins_[static_cast<size_t>(bank * 8 + pin)]; }
 
+  void SetComplaints(std::function<void(std::string)> sink) { complain_ = std::move(sink); }
+  // What the pin's function and pad make of it (default: a right one). See pin_wiring.h.
+  void SetPin(int bank, int pin, bool connected, bool padRight);
+
   // Power-on reset: all pins inputs, latches 0.
   void Reset();
 
  private:
   void Use(size_t index);
+  void Judge(size_t index);
 
   std::array<Pin, kBanks * 8> pins_;
   std::unordered_map<uint32_t, uint32_t> interruptRegisters_;
   FaultPoint stuck_;
+  std::function<void(std::string)> complain_;
 };
 
 }  // namespace twin

@@ -8,8 +8,9 @@ void PinRegisters::ConnectTo(RegisterSpace& space) {
 }
 
 uint32_t PinRegisters::Get(uint32_t address) const {
-  const auto found = values_.find(address);
-  return found == values_.end() ? 0 : found->second;
+  if (const auto found = values_.find(address); found != values_.end()) return found->second;
+  const auto reset = resetValues_.find(address);
+  return reset == resetValues_.end() ? 0 : reset->second;
 }
 
 }  // namespace twin
