@@ -100,6 +100,7 @@ void Board::Wire() {
   usb.OnChange([this] { gpsCompass.SetPlugged(usb.Plugged(UsbAdapter::Serial)); });  // one plug holds both
   gpsCompass.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   media.SetComplaints([this](std::string what) { Complain(std::move(what)); });
+  coProcessor.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   motionSensor.SetComplaints([this](std::string what) { Complain(std::move(what)); });
   array.SetSpiRouted([this] { return pinWiring.SpiLedOut(); });
   gpio.SetComplaints([this](std::string what) { Complain(std::move(what)); });

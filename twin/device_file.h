@@ -15,6 +15,7 @@ class DeviceFile {
   // Each returns a result of 0 or more, or the negative of an errno value. Called in a fiber, so it may Spend and Wait.
   virtual int Open(int /*flags*/) { return 0; }
   virtual void Close() {}
+  virtual int SetFlags(int /*flags*/) { return 0; }  // of the open file, as by fcntl
   virtual long Read(void* /*data*/, size_t /*size*/) { return -EINVAL; }
   virtual long Write(const void* /*data*/, size_t /*size*/) { return -EINVAL; }
   virtual int Ioctl(unsigned long /*request*/, void* /*argument*/) { return -ENOTTY; }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include "common/angle_reader/gestures.h"
 #include "common/angle_reader/motion_sensor.h"
 
 dmp_s dmp = {};
@@ -26,6 +27,8 @@ static constexpr uint16_t kSendRaw = 0xAA7;
 static constexpr uint16_t kSendGesture = 0xAB6;
 static constexpr uint16_t kFifoRateEnd = 0xAC1;
 static constexpr uint16_t kGyroScale = 0x068;
+
+static constexpr int32_t kGyroUnit = 46850825;  // the gyroscope's at 200 Hz
 
 static constexpr uint16_t kQuaternions = kDmpQuat3 | kDmpQuat6;
 static constexpr uint16_t kGestures = kDmpTap | kDmpOrientation;
@@ -126,11 +129,18 @@ static int SelectGyro(uint16_t mask) {
   return WriteAt(kGyroSource, (mask & kDmpCalGyro) != 0 ? calibrated : raw);
 }
 
-// Thresholds, axes, counts and times of taps and the rejection of shakes would be written here too. Their places in the
-// program are not known to us. Nobody asks for taps, so the program's own values do.
+// What counts as a tap, and what as a shake of the camera.
+static int SetTaps() {
+  if (dmp_set_tap_thresh(7, 250) < 0 || dmp_set_tap_axes(7) < 0 || dmp_set_tap_count(1) < 0) return -1;
+  if (dmp_set_tap_time(100) < 0 || dmp_set_tap_time_multi(500) < 0) return -1;
+  if (dmp_set_shake_reject_thresh(kGyroUnit, 200) < 0) return -1;
+  return dmp_set_shake_reject_time(40) < 0 || dmp_set_shake_reject_timeout(10) < 0 ? -1 : 0;
+}
+
 static int SelectGestures(uint16_t mask) {
-  const uint8_t tap = (mask & kDmpTap) != 0 ? 0xF8 : 0xD8;
-  if (WriteAt<1>(kTap, {tap}) < 0) return -1;
+  const bool tap = (mask & kDmpTap) != 0;
+  if (WriteAt<1>(kTap, {static_cast<uint8_t>(tap ? 0xF8 : 0xD8)}) < 0) return -1;
+  if (tap && SetTaps() < 0) return -1;
   const uint8_t orientation = (mask & kDmpOrientation) != 0 ? 0xD9 : 0xD8;
   return WriteAt<1>(kAndroidOrient, {orientation});
 }
@@ -145,7 +155,8 @@ static uint8_t PacketLength(uint16_t mask) {
 }
 
 int dmp_enable_feature(uint16_t mask) {
-  constexpr std::array<uint8_t, 4> gyroScale = {0x02, 0xCA, 0xE3, 0x09};  // 46850825: the program's unit at 200 Hz
+  constexpr std::array<uint8_t, 4> gyroScale = {0x02, 0xCA, 0xE3, 0x09};
+  static_assert(kGyroUnit == 0x02CAE309);
   if (WriteAt(kGyroScale, gyroScale) < 0) return -1;
   if (SelectOutputs(mask) < 0) return -1;
   if (SelectGyro(mask) < 0) return -1;
@@ -211,6 +222,6 @@ int dmp_read_fifo(short* gyro, short* accel, long* quat, short* sensors, unsigne
     for (int i = 0; i < 3; i++, at += 2) gyro[i] = Signed16(at);
     *sensors |= kPacketGyro;
   }
-  // What is left are the gesture bytes, and no callback that would take them.
+  if ((dmp.feature_mask & kGestures) != 0) decode_gesture(at);
   return 0;
 }

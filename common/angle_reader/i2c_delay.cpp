@@ -1,7 +1,10 @@
 #include "common/angle_reader/i2c_delay.h"
 
 void LumoI2cDelay() {
-  for (int i = 0; i < 5; i++) {
-    for (int j = 0; j < 47; j++) __asm__ volatile("");
+  volatile int outer = 0;
+  while (outer < 5) {
+    volatile int inner = 0;
+    while (inner < 47) inner = inner + 1;
+    outer = outer + 1;
   }
 }

@@ -92,26 +92,27 @@ static int Read(uint8_t regAddr, uint8_t length, uint8_t* data) {
   return LumoI2cRead(regAddr, length, data) < 0 ? -1 : 0;
 }
 
-static int WriteInterrupts() {
-  const chip_cfg_s& cfg = st.chip_cfg;
-  return Write(st.reg->int_enable, cfg.int_enable);
+// A register that a mirror field stands for: the field follows only what the chip has taken.
+static int WriteMirrored(uint8_t regAddr, uint8_t value, uint8_t* mirror, uint8_t mirrored) {
+  if (Write(regAddr, value) < 0) return -1;
+  *mirror = mirrored;
+  return 0;
 }
 
 // The interrupt that tells of new data: the DMP's, or the chip's own.
 static int SetInterrupt(bool enable) {
   chip_cfg_s& cfg = st.chip_cfg;
-  cfg.int_enable = !enable ? 0 : cfg.dmp_on != 0 ? kIntDmp : kIntDataReady;
-  return WriteInterrupts();
+  const uint8_t value = !enable ? 0 : cfg.dmp_on != 0 ? kIntDmp : kIntDataReady;
+  return WriteMirrored(st.reg->int_enable, value, &cfg.int_enable, value);
 }
 
 static uint8_t MasterBit() { return (st.chip_cfg.sensors & kCompass) != 0 ? kMasterEnable : 0; }
 
-static uint8_t PinConfig() {
-  const chip_cfg_s& cfg = st.chip_cfg;
+static uint8_t PinConfig(uint8_t bypass_mode, uint8_t latched_int) {
   uint8_t value = 0;
-  if (cfg.active_low_int == 1) value |= kPinActiveLow;
-  if (cfg.latched_int == 1) value |= kPinLatched | kPinReadClears;
-  if (cfg.bypass_mode == 1) value |= kPinBypass;
+  if (st.chip_cfg.active_low_int == 1) value |= kPinActiveLow;
+  if (latched_int == 1) value |= kPinLatched | kPinReadClears;
+  if (bypass_mode == 1) value |= kPinBypass;
   return value;
 }
 
@@ -181,12 +182,8 @@ int mpu_init() {
 
 // --- settings ---
 
-// One register that a mirror field stands for.
 static int SetMirrored(uint8_t regAddr, uint8_t value, uint8_t* mirror) {
-  if (*mirror == value) return 0;
-  if (Write(regAddr, value) < 0) return -1;
-  *mirror = value;
-  return 0;
+  return *mirror == value ? 0 : WriteMirrored(regAddr, value, mirror, value);
 }
 
 int mpu_set_gyro_fsr(uint16_t fsr) {
@@ -252,15 +249,6 @@ int mpu_set_sensors(uint8_t sensors) {
   return 0;
 }
 
-int mpu_configure_fifo(uint8_t sensors) {
-  chip_cfg_s& cfg = st.chip_cfg;
-  if (cfg.dmp_on != 0) return 0;
-  cfg.fifo_enable = sensors & cfg.sensors;
-  if (SetInterrupt(cfg.fifo_enable != 0) < 0) return -1;
-  if (cfg.fifo_enable == 0) return Write(st.reg->fifo_en, 0);
-  return mpu_reset_fifo();
-}
-
 int mpu_set_bypass(uint8_t bypass_on) {
   chip_cfg_s& cfg = st.chip_cfg;
   if (cfg.bypass_mode == bypass_on) return 0;
@@ -270,15 +258,13 @@ int mpu_set_bypass(uint8_t bypass_on) {
   control &= static_cast<uint8_t>(~kMasterEnable);  // nothing hangs on the chip's second bus
   if (Write(st.reg->user_ctrl, control) < 0) return -1;
   delay_ms(3);  // the chip ends the transfer that it is in
-  cfg.bypass_mode = bypass_on;
-  return Write(st.reg->int_pin_cfg, PinConfig());
+  return WriteMirrored(st.reg->int_pin_cfg, PinConfig(bypass_on, cfg.latched_int), &cfg.bypass_mode, bypass_on);
 }
 
 int mpu_set_int_latched(uint8_t enable) {
   chip_cfg_s& cfg = st.chip_cfg;
   if (cfg.latched_int == enable) return 0;
-  cfg.latched_int = enable;
-  return Write(st.reg->int_pin_cfg, PinConfig());
+  return WriteMirrored(st.reg->int_pin_cfg, PinConfig(cfg.bypass_mode, enable), &cfg.latched_int, enable);
 }
 
 // --- FIFO ---
@@ -287,23 +273,34 @@ static int ResetDmpFifo() {
   if (Write(st.reg->user_ctrl, kDmpReset | kFifoReset) < 0) return -1;
   delay_ms(50);
   if (Write(st.reg->user_ctrl, kDmpEnable | kFifoEnable | MasterBit()) < 0) return -1;
-  if (WriteInterrupts() < 0) return -1;
+  if (Write(st.reg->int_enable, st.chip_cfg.int_enable) < 0) return -1;
   return Write(st.reg->fifo_en, 0);  // the DMP alone fills it
 }
 
-static int ResetSensorFifo() {
+static int ResetSensorFifo(uint8_t fifo_enable) {
   if (Write(st.reg->user_ctrl, kFifoReset) < 0) return -1;
   if (Write(st.reg->user_ctrl, kFifoEnable | MasterBit()) < 0) return -1;
   delay_ms(50);
-  if (WriteInterrupts() < 0) return -1;
-  return Write(st.reg->fifo_en, st.chip_cfg.fifo_enable);
+  if (Write(st.reg->int_enable, st.chip_cfg.int_enable) < 0) return -1;
+  return WriteMirrored(st.reg->fifo_en, fifo_enable, &st.chip_cfg.fifo_enable, fifo_enable);
 }
 
-int mpu_reset_fifo() {
+static int ResetFifo(uint8_t fifo_enable) {
   if (Write(st.reg->int_enable, 0) < 0) return -1;
   if (Write(st.reg->fifo_en, 0) < 0) return -1;
   if (Write(st.reg->user_ctrl, 0) < 0) return -1;
-  return st.chip_cfg.dmp_on != 0 ? ResetDmpFifo() : ResetSensorFifo();
+  return st.chip_cfg.dmp_on != 0 ? ResetDmpFifo() : ResetSensorFifo(fifo_enable);
+}
+
+int mpu_reset_fifo() { return ResetFifo(st.chip_cfg.fifo_enable); }
+
+int mpu_configure_fifo(uint8_t sensors) {
+  chip_cfg_s& cfg = st.chip_cfg;
+  if (cfg.dmp_on != 0) return 0;
+  const uint8_t fifo_enable = sensors & cfg.sensors;
+  if (SetInterrupt(fifo_enable != 0) < 0) return -1;
+  if (fifo_enable == 0) return WriteMirrored(st.reg->fifo_en, 0, &cfg.fifo_enable, 0);
+  return ResetFifo(fifo_enable);
 }
 
 int mpu_read_fifo_stream(uint16_t length, uint8_t* data, uint8_t* more) {

@@ -61,7 +61,8 @@ void LumoI2cStopBit() {
   Delay(1);
 }
 
-static void WriteBit(bool bit) {
+// One bit out, with the clock that carries it.
+static void ClockBitOut(bool bit) {
   if (bit) {
     LumoI2cHigh(kI2cSda);
   } else {
@@ -74,7 +75,8 @@ static void WriteBit(bool bit) {
   Delay(1);
 }
 
-static BYTE ReadBit() {
+// One bit in: LumoI2cReadBit, with the clock around it.
+static BYTE ClockBitIn() {
   ReleaseData();
   Delay(1);
   LumoI2cHigh(kI2cScl);
@@ -87,18 +89,18 @@ static BYTE ReadBit() {
 }
 
 void LumoI2cWriteByte(BYTE data) {
-  for (int bit = 7; bit >= 0; bit--) WriteBit((data >> bit & 1) != 0);
+  for (int bit = 7; bit >= 0; bit--) ClockBitOut((data >> bit & 1) != 0);
 }
 
 BYTE LumoI2cReadByte() {
   BYTE data = 0;
-  for (int bit = 0; bit < 8; bit++) data = static_cast<BYTE>(data << 1 | ReadBit());
+  for (int bit = 0; bit < 8; bit++) data = static_cast<BYTE>(data << 1 | ClockBitIn());
   return data;
 }
 
-BYTE LumoI2cReadAck() { return ReadBit() == 0 ? 1 : 0; }
+BYTE LumoI2cReadAck() { return ClockBitIn() == 0 ? 1 : 0; }
 
-void LumoI2cWriteAck(BYTE finish) { WriteBit(finish != 0); }
+void LumoI2cWriteAck(BYTE finish) { ClockBitOut(finish != 0); }
 
 // Ends a transfer that the device did not acknowledge.
 static int GiveUp(int result) {
@@ -106,18 +108,18 @@ static int GiveUp(int result) {
   return result;
 }
 
-static bool SendAcknowledged(BYTE data) {
+static bool WriteAndReadAck(BYTE data) {
   LumoI2cWriteByte(data);
   return LumoI2cReadAck() != 0;
 }
 
 int LumoI2cRead(BYTE regAddr, BYTE dataLen, BYTE* data) {
   LumoI2cStartBit();
-  if (!SendAcknowledged(kDeviceWrite)) return GiveUp(-1);
-  if (!SendAcknowledged(regAddr)) return GiveUp(-2);
+  if (!WriteAndReadAck(kDeviceWrite)) return GiveUp(-1);
+  if (!WriteAndReadAck(regAddr)) return GiveUp(-2);
   LumoI2cStopBit();
   LumoI2cStartBit();
-  if (!SendAcknowledged(kDeviceRead)) return GiveUp(-3);
+  if (!WriteAndReadAck(kDeviceRead)) return GiveUp(-3);
   for (int i = 0; i < dataLen; i++) {
     data[i] = LumoI2cReadByte();
     LumoI2cWriteAck(i + 1 == dataLen ? 1 : 0);
@@ -128,10 +130,10 @@ int LumoI2cRead(BYTE regAddr, BYTE dataLen, BYTE* data) {
 
 int LumoI2cWrite(BYTE regAddr, BYTE dataLen, const BYTE* data) {
   LumoI2cStartBit();
-  if (!SendAcknowledged(kDeviceWrite)) return GiveUp(-1);
-  if (!SendAcknowledged(regAddr)) return GiveUp(-2);
+  if (!WriteAndReadAck(kDeviceWrite)) return GiveUp(-1);
+  if (!WriteAndReadAck(regAddr)) return GiveUp(-2);
   for (int i = 0; i < dataLen; i++) {
-    if (!SendAcknowledged(data[i])) return GiveUp(-3);
+    if (!WriteAndReadAck(data[i])) return GiveUp(-3);
   }
   LumoI2cStopBit();
   return 0;

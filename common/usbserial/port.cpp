@@ -38,18 +38,18 @@ void HI_Serial_Close(int fd) {
 static bool SetCharacter(termios* options, int databits, int stopbits, int parity) {
   static constexpr tcflag_t kSizes[] = {CS5, CS6, CS7, CS8};
   if (databits < 5 || databits > 8 || (stopbits != 1 && stopbits != 2)) return false;
-  options->c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD);
+  options->c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD | CMSPAR);
   options->c_cflag |= kSizes[databits - 5];
   if (stopbits == 2) options->c_cflag |= CSTOPB;
   switch (parity) {
     case 'n':
-    case 'N':
-    case 's':
-    case 'S': return true;  // a space bit is sent as no parity: the line idles there
+    case 'N': return true;
     case 'o':
     case 'O': options->c_cflag |= PARENB | PARODD; return true;
     case 'e':
     case 'E': options->c_cflag |= PARENB; return true;
+    case 's':
+    case 'S': options->c_cflag |= PARENB | CMSPAR; return true;  // a parity bit that is always 0
     default: return false;
   }
 }
@@ -66,8 +66,9 @@ int HI_Serial_Set(int fd, int speed, int /*flow_ctrl*/, int databits, int stopbi
     cfsetospeed(&options, known.code);
   }
   if (!SetCharacter(&options, databits, stopbits, parity)) return -1;
+  options.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS);
   options.c_cflag |= CLOCAL | CREAD;
-  options.c_iflag &= ~static_cast<tcflag_t>(BRKINT | INPCK | ISTRIP | ICRNL | IXON);
+  options.c_iflag &= ~static_cast<tcflag_t>(BRKINT | INPCK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF | IXANY);
   options.c_oflag &= ~static_cast<tcflag_t>(OPOST);
   options.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ECHOE | ISIG);
   options.c_cc[VTIME] = kGap;

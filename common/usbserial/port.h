@@ -9,10 +9,10 @@ void HI_Serial_Close(int fd);
 // Makes the port raw and applies the settings at once; waiting input is dropped. Reads then return after 16 bytes, one
 // frame, or 100 ms after the last byte.
 //   speed      115200, 19200, 9600, 4800, 2400, 1200 or 300; any other leaves the old one
-//   flow_ctrl  not used: there is none
+//   flow_ctrl  not used: there is none, whatever the port had before
 //   databits   5 to 8
 //   stopbits   1 or 2
-//   parity     'N' none, 'O' odd, 'E' even, 'S' space, in either case
+//   parity     'N' none, 'O' odd, 'E' even, 'S' space (a bit that is always 0), in either case
 // Returns 0, or -1 for a setting that it does not know or a port that refuses.
 int HI_Serial_Set(int fd, int speed, int flow_ctrl, int databits, int stopbits, int parity);
 int HI_Serial_Init(int fd, int speed, int flow_ctrl, int databits, int stopbits, int parity);

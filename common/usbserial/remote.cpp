@@ -1,5 +1,7 @@
 #include "common/usbserial/remote.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -104,6 +106,7 @@ void* LumoSerialMain(void* arg) {
     const int received = HI_Serial_Recv(fd, recvbuf, sizeof(recvbuf));
     if (received < 1) {
       LumoLog("Serial haven't data receive \n");
+      usleep(1000);  // a pulled adapter is always ready to be read, and has nothing
       continue;
     }
     for (int i = 0; i < received; i++) {

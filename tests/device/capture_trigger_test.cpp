@@ -93,7 +93,7 @@ TEST_F(CaptureTrigger, EachShotByItsRule) {
     Shoot(c);
     EXPECT_TRUE(SameRoad(ShotRoad(c), road));
     if (!shots.empty()) {
-      EXPECT_NEAR((shots[0].start - begin) / 1ms, c.delay, 4) << "eleven looks at the button, a quarter each";
+      EXPECT_NEAR((shots[0].start - begin) / 1ms, c.delay, 10) << "eleven looks at the button, 0.8 ms each";
     }
   }
 }

@@ -1,52 +1,107 @@
-// The motion sensor's driver: its start, its setters and its self test, through GPIO registers, wires and the chip.
-#include "common/angle_reader/dmp.h"
-#include "common/angle_reader/self_test.h"
-#include "tests/support/angle_bench.h"
+// The motion sensor's driver: each transfer and each wait of its start, its setters, and what a failed step leaves.
+#include <algorithm>
+#include <sstream>
 
-using testing::ElementsAre;
+#include "common/angle_reader/dmp.h"
+#include "tests/support/angle_bench.h"
+#include "tests/support/transcript_match.h"
+#include "twin/transcript/transcript.h"
+
 using testing::HasSubstr;
-using testing::Not;
 using namespace std::chrono_literals;
 
 namespace {
 
 using MotionDriver = AngleBench;
 
-TEST_F(MotionDriver, StartsTheChipAndLeavesItsProgramRunningAtItsRate) {
+std::string Hex(const uint8_t* bytes, size_t count) { return twin::HexBytes(bytes, count); }
+
+// Steps apart by commas, as lines of the transcript: "w6B 80" and "r06 FB 40" a register and its bytes, "s50" a wait in
+// ms, "m426 4C CD" bytes of the DMP's memory.
+std::vector<std::string> Road(const std::string& steps) {
+  std::vector<std::string> road;
+  std::istringstream stream(steps);
+  for (std::string step; std::getline(stream, step, ',');) {
+    const std::string address = step.substr(1, 2), rest = step.substr(std::min<size_t>(3, step.size()));
+    switch (step[0]) {
+      case 'w': road.push_back("i2c write " + address + rest); break;
+      case 'r': road.push_back("i2c read " + address + " =" + rest); break;
+      case 's': road.push_back("sleep " + step.substr(1) + "000"); break;
+      default:
+        road.push_back("i2c write 6D 0" + step.substr(1, 1) + " " + step.substr(2, 2));
+        road.push_back("i2c write 6F" + step.substr(4));
+    }
+  }
+  return road;
+}
+
+const std::string kResetFifo = "w38 00,w23 00,w6A 00,w6A 04,w6A 40,s50,w38 01,w23 78,";
+const std::string kResetDmpFifo = "w38 00,w23 00,w6A 00,w6A 0C,s50,w6A C0,w38 02,w23 00,";
+const std::string kFillFifo = "w38 01," + kResetFifo;
+const std::string kPacket = "r74" + std::string(32 * 3, '.') + ",";
+
+std::string WholeStart() {
+  std::string start =
+      "w6B 80,s100,w6B 00,r06 FB 40 07 1D 05 B2,"  // reset, woken; revision 2
+      "w1B 18,w1C 00,w1A 03,w19 13,w1A 04,w38 00,w23 00,r6A 00,w6A 00,s3,w37 00,"
+      "w6B 40,w6C 3F,w37 00,s50,"  // asleep
+      "w6B 01,w6C 00,s50," +
+      kFillFifo + "w19 09,w1A 03,";
+  for (uint16_t at = 0; at < 3062; at += 16) {
+    const std::string chunk = Hex(dmp_memory + at, static_cast<size_t>(std::min<int>(16, 3062 - at)));
+    char place[16];
+    snprintf(place, sizeof place, "%03X", at);
+    start += std::string("m") + place + " " + chunk + ",";
+    start += std::string("w6D 0") + place[0] + " " + (place + 1) + ",r6F " + chunk + ",";
+  }
+  start += "w70 04 00,m426 4C CD 6C,m42A 0C C9 2C,m440 37 57 76,m431 27 47 66,";
+  start += "m068 02 CA E3 09,mAA7 A3 C0 C8 C2 C4 CC C6 A3 A3 A3,mAB6 20,m4B8 B8 AA B3 8D B4 98 0D 35 5D,";
+  start += "mAA2 B2 8B B6 9B,m8B0 F8,m73D D9,mA98 8B 8B 8B 8B," + kResetFifo;
+  start += "mA9E 20 28 30 38," + kResetFifo + kResetFifo;
+  start += "m216 00 01,mAC1 FE F2 AB C4 AA F1 DF DF BB AF DF DF,";
+  // The self test, still and moved; packets as often as they have come.
+  for (const std::string ranges : {"w1B 00,w1C 18,", "w1B E0,w1C F8,"}) {
+    start += "w23 00,w1A 01,w19 00," + ranges + "s50,w6A 04,w6A 40,w23 78,s50,w23 00,r72......,";
+    start += "r74" + std::string(12 * 3, '.') + ",";
+  }
+  start += "r0D 94 93 95 00,w1B 18,w1C 00,w19 09,w1A 03,w6B 01,w6C 00,s50," + kFillFifo;
+  return start + "w38 00,w19 04,w1A 02,w23 00,w38 02," + kResetDmpFifo;
+}
+
+// What was done, measured bytes as dots, and packet after packet as one.
+std::vector<std::string> Done(const twin::Transcript& transcript) {
+  std::vector<std::string> lines;
+  for (std::string line : transcript.Texts()) {
+    const bool measured = line.starts_with("i2c read 72") || line.starts_with("i2c read 74");
+    if (measured) std::fill(line.begin() + 13, line.end(), '.');
+    if (!measured || lines.empty() || lines.back() != line) lines.push_back(line);
+  }
+  return lines;
+}
+
+TEST_F(MotionDriver, StartsTheChipStepByStepAndThenReadsPacketByPacket) {
+  board.motionSensor.SetNoise(false);
   OnBoard(board, [&] {
-    const twin::Time begin = board.Now();
+    twin::Transcript transcript{board.kernel, "i2c sleep"};
     ASSERT_EQ(LumoInitAngle(), 0);
-    EXPECT_LT(board.Now() - begin, 2s);
+    EXPECT_TRUE(SameRoad(Road(WholeStart()), Done(transcript)));
     EXPECT_TRUE(board.motionSensor.ProgramRuns());
-
-    // 200 Hz with the filter at half of it, 2000 degrees per second, 2 g, all axes on, the gyroscope's clock.
-    const std::pair<BYTE, int> registers[] = {{0x19, 4}, {0x1A, 2},    {0x1B, 0x18}, {0x1C, 0}, {0x6B, 1},
-                                              {0x6C, 0}, {0x6A, 0xC0}, {0x23, 0},    {0x38, 2}};
-    for (const auto& [address, value] : registers) EXPECT_EQ(Register(address), value) << int{address};
-
-    EXPECT_THAT(Memory(0x426, 3), ElementsAre(0x4C, 0xCD, 0x6C));
-    EXPECT_THAT(Memory(0x42A, 3), ElementsAre(0x0C, 0xC9, 0x2C));
-    EXPECT_THAT(Memory(0x440, 3), ElementsAre(0x37, 0x57, 0x76));
-    EXPECT_THAT(Memory(0x431, 3), ElementsAre(0x27, 0x47, 0x66));
-    EXPECT_THAT(Memory(0x068, 4), ElementsAre(0x02, 0xCA, 0xE3, 0x09));
-    EXPECT_THAT(Memory(0xAA7, 10), ElementsAre(0xA3, 0xC0, 0xC8, 0xC2, 0xC4, 0xCC, 0xC6, 0xA3, 0xA3, 0xA3));
-    EXPECT_THAT(Memory(0xAB6, 1), ElementsAre(0x20));
-    EXPECT_THAT(Memory(0x4B8, 9), ElementsAre(0xB8, 0xAA, 0xB3, 0x8D, 0xB4, 0x98, 0x0D, 0x35, 0x5D));
-    EXPECT_THAT(Memory(0xAA2, 4), ElementsAre(0xB2, 0x8B, 0xB6, 0x9B));
-    EXPECT_THAT(Memory(0x8B0, 1), ElementsAre(0xF8));
-    EXPECT_THAT(Memory(0x73D, 1), ElementsAre(0xD9));
-    EXPECT_THAT(Memory(0xA98, 4), ElementsAre(0x8B, 0x8B, 0x8B, 0x8B));
-    EXPECT_THAT(Memory(0xA9E, 4), ElementsAre(0x20, 0x28, 0x30, 0x38));
-    EXPECT_THAT(Memory(0x216, 2), ElementsAre(0, 1));
-    EXPECT_THAT(Memory(0xAC1, 12), ElementsAre(0xFE, 0xF2, 0xAB, 0xC4, 0xAA, 0xF1, 0xDF, 0xDF, 0xBB, 0xAF, 0xDF, 0xDF));
-    EXPECT_EQ(dmp.packet_length, 32);
     EXPECT_EQ(dmp.feature_mask, 0x173 | 0x08);
+    EXPECT_LT(mpu_set_sample_rate(100), 0);  // the program counts on its own
+    EXPECT_LT(dmp_load_motion_driver_firmware(), 0);
 
-    EXPECT_LT(mpu_load_firmware(3062, dmp_memory, 0x0400, 200), 0);
-    EXPECT_LT(mpu_set_sample_rate(100), 0);  // not while the program runs
+    transcript.Forget();
+    board.kernel.Spend(20s);  // the first try finds that packets have been lost
+    ASSERT_EQ(LumoReadAngle(&x, &y), 0);
+    board.kernel.Spend(200ms);  // more than half full, nothing lost; but the packet is none
+    ForgePacket({0, 0, 0, 0});
+    ASSERT_EQ(LumoReadAngle(&x, &y), 0);
+    const std::string empty = "r72......,", soon = "s5," + empty + "s5," + empty + kPacket;
+    EXPECT_TRUE(
+        SameRoad(Road(empty + "r3A 13," + kResetDmpFifo + soon + empty + "r3A 02," + kPacket + kResetDmpFifo + soon),
+                 Done(transcript)));
   });
-  EXPECT_THAT(board.Log(), HasSubstr("LumoInitAngle OK\n"));
-  EXPECT_THAT(board.Log(), Not(HasSubstr("error")));
+  EXPECT_EQ(board.LogCount("error"), 0u);
 }
 
 TEST_F(MotionDriver, SaysWhichStepOfTheStartFailed) {
@@ -76,94 +131,101 @@ TEST_F(MotionDriver, SaysWhichStepOfTheStartFailed) {
     EXPECT_EQ(board.LogCount(step.message), before + 1) << step.fault;
     EXPECT_GE(board.faults.Fired(), 1u);
   }
-  EXPECT_EQ(board.LogCount("LumoInitAngle OK"), 0u);
+  EXPECT_EQ(board.LogCount("LumoInitAngle OK\n"), 0u);
   board.faults.Clear();
   EXPECT_EQ(InitOnBoard(), 0);  // nothing of it stays
+  EXPECT_EQ(board.LogCount("LumoInitAngle OK\n"), 1u);
 }
 
 TEST_F(MotionDriver, KnowsWhichPartsItCanDrive) {
-  const auto init = [&](int revision, int product) {
+  struct Part {
+    int revision, product, result;
+    const char* message;
+  };
+  for (const Part& part :
+       {Part{1, 0, 1, ""},
+        {2, 0, 0, ""},
+        {0, 8, 0, ""},
+        {0, 4, 1, "Half sensitivity part found.\n"},
+        {3, 8, -1, "Unsupported software product rev.\n"},
+        {4, 8, -1, "Unsupported software product rev.\n"},
+        {0, 0, -1, "Product ID read as 0 indicates device is either incompatible or an MPU3050.\n"}}) {
+    const size_t before = board.Log().size();
     int result = -100;
     OnBoard(board, [&] {
-      board.motionSensor.SetPart(revision, product);
+      board.motionSensor.SetPart(part.revision, part.product);
       result = mpu_init() < 0 ? -1 : st.chip_cfg.accel_half;
     });
-    return result;
-  };
-  EXPECT_EQ(init(1, 0), 1);
-  EXPECT_EQ(init(2, 0), 0);
-  EXPECT_EQ(init(0, 8), 0);
-  EXPECT_EQ(init(0, 4), 1);
-  EXPECT_EQ(board.LogCount("Half sensitivity part found.\n"), 1u);
-  EXPECT_EQ(init(3, 8), -1);
-  EXPECT_EQ(board.LogCount("Unsupported software product rev.\n"), 1u);
-  EXPECT_EQ(init(0, 0), -1);
-  EXPECT_THAT(board.Log(), HasSubstr("Product ID read as 0 indicates device is either incompatible or an MPU3050.\n"));
+    EXPECT_EQ(result, part.result) << part.revision << " " << part.product;
+    EXPECT_THAT(board.Log().substr(before), HasSubstr(part.message));
+  }
 }
 
-TEST_F(MotionDriver, SettersWriteTheirStepsAndRefuseOthers) {
+TEST_F(MotionDriver, SettersWriteTheirStepsOnceAndRefuseOthers) {
   OnBoard(board, [&] {
     ASSERT_EQ(mpu_init(), 0);
-    EXPECT_EQ(Register(0x6B), 0x40);
-    EXPECT_EQ(Register(0x6C), 0x3F);
     BYTE byte = 0;
     EXPECT_LT(mpu_write_mem(0, 1, &byte), 0);  // asleep
     EXPECT_LT(mpu_set_dmp_state(1), 0);        // nothing is loaded
-    ASSERT_EQ(mpu_set_sensors(0x48), 0);
-    EXPECT_EQ(Register(0x6B), 1);
-    EXPECT_EQ(Register(0x6C), 0x03);
-    ASSERT_EQ(mpu_set_sensors(0x08), 0);
-    EXPECT_EQ(Register(0x6B), 0);
-    EXPECT_EQ(Register(0x6C), 0x07);
-
-    const std::pair<int, int> filters[] = {{188, 1}, {187, 2}, {97, 3}, {41, 4}, {19, 5}, {10, 5}, {9, 6}};
-    for (const auto& [hz, value] : filters) {
-      EXPECT_EQ(mpu_set_lpf(static_cast<uint16_t>(hz)), 0);
-      EXPECT_EQ(Register(0x1A), value) << hz;
+    twin::Transcript transcript{board.kernel, "i2c"};
+    for (const uint8_t mask : {0x48, 0x28, 0x10, 0x08}) EXPECT_EQ(mpu_set_sensors(mask), 0);
+    for (const uint16_t hz : {188, 187, 98, 97, 42, 41, 20, 19, 10, 9, 0}) EXPECT_EQ(mpu_set_lpf(hz), 0);
+    for (const auto& [hz, real] : {std::pair<uint16_t, int>{1, 4}, {200, 200}, {300, 333}, {5000, 1000}}) {
+      EXPECT_EQ(mpu_set_sample_rate(hz), 0);
+      EXPECT_EQ(st.chip_cfg.sample_rate, real);
     }
-    const std::pair<int, int> rates[] = {{1, 249}, {200, 4}, {5000, 0}};
-    for (const auto& [hz, value] : rates) {
-      EXPECT_EQ(mpu_set_sample_rate(static_cast<uint16_t>(hz)), 0);
-      EXPECT_EQ(Register(0x19), value) << hz;
-    }
-    EXPECT_EQ(mpu_set_sample_rate(300), 0);
-    EXPECT_EQ(st.chip_cfg.sample_rate, 333);
-
+    for (const uint16_t range : {2000, 250, 500, 1000, 2000}) EXPECT_EQ(mpu_set_gyro_fsr(range), 0);
+    for (const uint8_t range : {2, 4, 8, 16, 2}) EXPECT_EQ(mpu_set_accel_fsr(range), 0);
     EXPECT_LT(mpu_set_gyro_fsr(300), 0);
     EXPECT_LT(mpu_set_accel_fsr(3), 0);
-    EXPECT_EQ(mpu_set_gyro_fsr(1000), 0);
-    EXPECT_EQ(Register(0x1B), 0x10);
-    EXPECT_EQ(mpu_set_accel_fsr(16), 0);
-    EXPECT_EQ(Register(0x1C), 0x18);
-
     BYTE bank[20] = {};
     EXPECT_LT(mpu_write_mem(0x0F1, 16, bank), 0);
-    EXPECT_EQ(mpu_write_mem(0x0F0, 16, bank), 0);
+    EXPECT_EQ(mpu_write_mem(0x0F0, 1, bank), 0);
     EXPECT_LT(dmp_set_fifo_rate(201), 0);
-    EXPECT_EQ(dmp_set_fifo_rate(1), 0);
-    EXPECT_THAT(Memory(0x216, 2), ElementsAre(0, 199));
+    EXPECT_EQ(dmp_set_fifo_rate(200), 0);
+    EXPECT_TRUE(SameRoad(Road("w6B 01,w6C 03,w6B 01,w6C 05,w6B 01,w6C 3E,w6B 00,w6C 07,"  // sensors
+                              "w1A 01,w1A 02,w1A 03,w1A 04,w1A 05,w1A 06,"                // filters
+                              "w19 F9,w19 04,w1A 02,w19 02,w19 00,w1A 01,"                // rates
+                              "w1B 00,w1B 08,w1B 10,w1B 18,w1C 08,w1C 10,w1C 18,w1C 00,m0F0 00,m216 00 00,"
+                              "mAC1 FE F2 AB C4 AA F1 DF DF BB AF DF DF"),
+                         transcript.Texts()));
   });
 }
 
-TEST_F(MotionDriver, TheSelfTestPassesAGoodPartAndLeavesItsSettings) {
+TEST(Mounting, IsPackedRowByRow) {
+  const int8_t rows[] = {1, 0, 0, -1, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0};
+  const uint16_t codes[] = {0, 4, 1, 5, 2, 6, 7};
+  for (size_t i = 0; i < 7; i++) EXPECT_EQ(inv_row_2_scale(rows + 3 * i), codes[i]);
+  EXPECT_EQ(inv_orientation_matrix_to_scalar(rows + 3), 4 | 1 << 3 | 5 << 6);
+}
+
+// A write that the chip has not taken is done again the next time.
+TEST_F(MotionDriver, BelievesOnlyWhatTheChipHasTaken) {
   OnBoard(board, [&] {
-    ASSERT_EQ(mpu_init(), 0);
-    ASSERT_EQ(mpu_set_sensors(0x78), 0);
+    ASSERT_EQ(LumoInitAngle(), 0);
+    st.chip_cfg.dmp_on = 0;
+    const auto refused = [&](const char* fault, const std::function<int()>& set) {
+      board.faults.Clear();
+      board.faults.Add(fault);
+      EXPECT_LT(set(), 0) << fault;
+      board.faults.Clear();
+    };
     ASSERT_EQ(mpu_configure_fifo(0x78), 0);
-    ASSERT_EQ(mpu_set_sample_rate(100), 0);
-    float gyro[3] = {}, accel[3] = {};
-    EXPECT_EQ(mpu_run_self_test(gyro, accel), 3);
-    EXPECT_NEAR(gyro[0], -1.4, 0.1);
-    EXPECT_NEAR(accel[2], 1.034, 0.01);
-    EXPECT_EQ(Register(0x19), 9);
-    EXPECT_EQ(Register(0x1A), 3);
-    EXPECT_EQ(Register(0x1B), 0x18);
-    EXPECT_EQ(Register(0x1C), 0);
-    EXPECT_EQ(Register(0x23), 0x78);
-    // Masses that do not move are no pass.
-    board.faults.Add("motion.garbage value=0 detail=116 times=always");
-    EXPECT_EQ(mpu_run_self_test(gyro, accel), 0);
-    EXPECT_EQ(Register(0x1B), 0x18);
+    const chip_cfg_s before = st.chip_cfg;
+    refused("motion.ack silence detail=56", [] { return mpu_configure_fifo(0); });
+    EXPECT_EQ(st.chip_cfg.int_enable, before.int_enable);
+    refused("motion.ack silence detail=35 nth=3", [] { return mpu_configure_fifo(0x08); });
+    EXPECT_EQ(st.chip_cfg.fifo_enable, before.fifo_enable);
+    refused("motion.ack silence detail=35", [] { return mpu_configure_fifo(0); });
+    EXPECT_EQ(st.chip_cfg.fifo_enable, before.fifo_enable);
+    refused("motion.ack silence detail=55", [] { return mpu_set_bypass(1); });
+    refused("motion.ack silence detail=55", [] { return mpu_set_int_latched(1); });
+    twin::Transcript transcript{board.kernel, "i2c"};
+    EXPECT_EQ(mpu_set_int_latched(1), 0);
+    EXPECT_EQ(mpu_set_bypass(1), 0);
+    EXPECT_EQ(mpu_set_bypass(1), 0);
+    EXPECT_EQ(transcript.Texts(),
+              (std::vector<std::string>{"i2c write 37 30", "i2c read 6A = 40", "i2c write 6A 40", "i2c write 37 32"}));
   });
 }
 

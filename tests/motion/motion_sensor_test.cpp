@@ -1,12 +1,9 @@
-// The motion sensor's model through its two wires: what it takes, measures, queues and tells.
+// The motion sensor's model through its two wires: what it takes and what it objects to.
 #include "twin/devices/motion_sensor/motion_sensor.h"
 
-#include <cmath>
-
+#include "common/angle_reader/dmp.h"
 #include "tests/support/angle_bench.h"
 
-using testing::Each;
-using testing::ElementsAreArray;
 using namespace std::chrono_literals;
 
 namespace {
@@ -22,144 +19,44 @@ struct MotionSensorBus : AngleBench {
   void Write(uint8_t address, const Bytes& bytes) {
     EXPECT_EQ(LumoI2cWrite(address, static_cast<BYTE>(bytes.size()), bytes.data()), 0);
   }
-  int Word(uint8_t address) {
-    const Bytes bytes = Read(address, 2);
-    return static_cast<int16_t>(bytes[0] << 8 | bytes[1]);
-  }
   void WriteMemory(uint16_t address, const Bytes& bytes) {
     Write(0x6D, {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)});
     Write(0x6F, bytes);
   }
-  // Awake with all axes, 200 Hz, a program of nothings with a mounting as it is soldered, packets of a quaternion every
-  // second sample.
-  void LoadProgram(uint16_t size = 3062) {
-    Write(0x6B, {0x01});
-    Write(0x6C, {0x00});
-    Write(0x1A, {0x02});
-    Write(0x19, {4});
-    for (uint16_t at = 0; at < size; at = static_cast<uint16_t>(at + 2)) WriteMemory(at, {0, 0});
-    WriteMemory(0x426, {0x4C, 0xCD, 0x6C});
-    WriteMemory(0x42A, {0x0C, 0xC9, 0x2C});
-    WriteMemory(0x440, {0x37, 0x57, 0x76});
-    WriteMemory(0x431, {0x27, 0x47, 0x66});
-    WriteMemory(0xA9E, {0x20, 0x28, 0x30, 0x38});
-    WriteMemory(0x216, {0, 1});
-    Write(0x70, {0x04, 0x00});
-  }
-  std::vector<double> Quaternion() {
-    const Bytes bytes = Read(0x74, 16);
-    std::vector<double> parts;
-    for (size_t i = 0; i < 16; i += 4) {
-      parts.push_back(static_cast<int32_t>(static_cast<uint32_t>(bytes[i]) << 24 | bytes[i + 1] << 16 |
-                                           bytes[i + 2] << 8 | bytes[i + 3]) /
-                      0x1p30);
-    }
-    return parts;
+  // The driver's start up to where the program would be switched on.
+  void LoadProgram() {
+    ASSERT_EQ(mpu_init() | mpu_set_sensors(0x78) | mpu_set_sample_rate(200), 0);
+    ASSERT_EQ(dmp_load_motion_driver_firmware() | dmp_set_orientation(172), 0);
+    ASSERT_EQ(dmp_enable_feature(0x173) | dmp_set_fifo_rate(100), 0);
+    Write(0x23, {0});
+    Write(0x6A, {0x04});
   }
   void OnChip(const std::function<void()>& body) {
     board.motionSensor.SetNoise(false);
     OnBoard(board, body, 2h);
   }
-  twin::Attitude& attitude = board.attitude;
+  void Line(uint32_t offset, bool high) { board.gpio.WriteRegister(0x12146000 + offset, high ? 0xFF : 0); }
 };
-
-TEST_F(MotionSensorBus, AnswersItsAddressAloneCountsItsRegistersAndIsReset) {
-  OnChip([&] {
-    Write(0x19, {7, 3});
-    EXPECT_EQ(Read(0x18, 3), (Bytes{0, 7, 3}));
-    LumoI2cStartBit();
-    for (const BYTE byte : {0xD2, 0x19, 1}) {
-      LumoI2cWriteByte(byte);
-      EXPECT_EQ(LumoI2cReadAck(), 0);
-    }
-    LumoI2cStopBit();
-    EXPECT_EQ(Read(0x19, 1), Bytes{7});
-    // With a repeated start, which our own driver never uses.
-    LumoI2cStartBit();
-    LumoI2cWriteByte(0xD0);
-    EXPECT_EQ(LumoI2cReadAck(), 1);
-    LumoI2cWriteByte(0x75);
-    EXPECT_EQ(LumoI2cReadAck(), 1);
-    LumoI2cStartBit();
-    LumoI2cWriteByte(0xD1);
-    EXPECT_EQ(LumoI2cReadAck(), 1);
-    EXPECT_EQ(LumoI2cReadByte(), 0x68);
-    LumoI2cWriteAck(1);
-    LumoI2cStopBit();
-
-    Write(0x6B, {0x81});
-    Write(0x19, {9});  // lost: it still resets
-    board.kernel.Spend(100ms);
-    EXPECT_EQ(Read(0x19, 1), Bytes{0});
-    EXPECT_EQ(Read(0x6B, 1), Bytes{0x40});  // asleep
-  });
-}
-
-TEST_F(MotionSensorBus, MeasuresGravityInItsOwnAxesAndRange) {
-  OnChip([&] {
-    Write(0x6B, {0x01});
-    EXPECT_EQ(Word(0x3F), 16384);
-    // Left side up by 30 degrees: "up" leans to the camera's left, which is against the chip's y.
-    attitude.Set(0, 30, 0);
-    EXPECT_NEAR(Word(0x3B), 0, 1);
-    EXPECT_NEAR(Word(0x3D), -16384 / 2, 1);
-    EXPECT_NEAR(Word(0x3F), 16384 * std::sqrt(0.75), 1);
-    // Front down by 30 degrees: "up" leans to the camera's back, along the chip's x.
-    attitude.Set(30, 0, 77);
-    EXPECT_NEAR(Word(0x3B), 16384 / 2, 1);
-    Write(0x1C, {0x18});
-    EXPECT_NEAR(Word(0x3B), 16384 / 2 / 8, 1);
-  });
-}
-
-TEST_F(MotionSensorBus, FillsItsFifoAtTheSampleRateAndLosesTheOldest) {
-  OnChip([&] {
-    Write(0x6B, {0x01});
-    Write(0x1A, {0x01});
-    Write(0x6A, {0x40});
-    Write(0x23, {0x08});
-    board.kernel.Spend(50ms);
-    EXPECT_NEAR(Word(0x72) / 6, 50, 2);
-    EXPECT_EQ(Read(0x74, 6), (Bytes{0, 0, 0, 0, 0x40, 0}));
-    board.kernel.Spend(1h);
-    EXPECT_EQ(Word(0x72), 1024);
-    EXPECT_EQ(Read(0x3A, 1), Bytes{0x11});
-    Write(0x6A, {0x44});  // a FIFO that is on cannot be emptied
-    EXPECT_EQ(Word(0x72), 1024);
-    Write(0x23, {0});
-    Write(0x6A, {0x04});
-    EXPECT_EQ(Word(0x72), 0);
-    Write(0x6A, {0x40});
-    const uint8_t last = Read(0x74, 1)[0];
-    EXPECT_THAT(Read(0x74, 5), Each(last));
-  });
-}
-
-TEST_F(MotionSensorBus, TellsTheAttitudeAsThePacketsWereMade) {
-  OnChip([&] {
-    LoadProgram();
-    attitude.Set(0, 0, 50);
-    Write(0x6A, {0xC0});
-    for (const auto& [pitch, roll, yaw] : {std::tuple{0, 0, 50}, {0, 0, 80}, {90, 0, 50}, {0, -60, 50}}) {
-      attitude.Set(pitch, roll, yaw);
-      board.kernel.Spend(10ms);
-    }
-    const double half = std::sqrt(0.5);
-    const double turned = 15 * kDegree;  // half of 30 degrees, counted from where the program began
-    const auto near = [](std::vector<double> parts) {
-      std::vector<testing::Matcher<double>> each;
-      for (const double part : parts) each.push_back(testing::DoubleNear(part, 1e-8));
-      return each;
-    };
-    EXPECT_THAT(Quaternion(), ElementsAreArray(near({1, 0, 0, 0})));
-    EXPECT_THAT(Quaternion(), ElementsAreArray(near({std::cos(turned), 0, 0, std::sin(turned)})));
-    EXPECT_THAT(Quaternion(), ElementsAreArray(near({half, 0, half, 0})));
-    EXPECT_THAT(Quaternion(), ElementsAreArray(near({std::sqrt(0.75), -0.5, 0, 0})));
-  });
-}
 
 // What a driver that forgets something gets.
 TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
+  struct Wrong {
+    const char* complaint;
+    std::function<void()> change;
+  };
+  const Wrong wrongs[] = {
+      {"", [] {}},
+      {"begins at 0x400",
+       [&] {
+         Write(0x70, {0x04, 0x10});
+       }},
+      {"is broken at 0x5A0", [&] { WriteMemory(0x5A0, {1}); }},
+      {"is not set at 0xAA2", [&] { WriteMemory(0xAA2, {1}); }},
+      {"has axes that make no mounting", [&] { WriteMemory(0x440, {0x36}); }},
+      {"counts on 200 samples a second", [&] { Write(0x19, {9}); }},
+      {"counts on 2000 degrees per second and 2 g", [&] { Write(0x1B, {0x10}); }},
+      {"is not there, only 16 bytes of it", [&] { WriteMemory(0, Bytes(16)); }},
+  };
   OnChip([&] {
     WriteMemory(0x1FE, {1});  // asleep: lost
     Write(0x6B, {0x01});
@@ -168,17 +65,81 @@ TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
     EXPECT_EQ(Read(0x6F, 2), (Bytes{0xA1, 0xA2}));
     Write(0x6D, {0x01, 0x00});
     EXPECT_EQ(Read(0x6F, 1), Bytes{0xA3});
-    LoadProgram(1024);
-    Write(0x6A, {0xC0});
-    EXPECT_FALSE(board.motionSensor.ProgramRuns());  // it begins behind what was loaded
-    Write(0x6A, {0x00});
-    LoadProgram();
-    Write(0x6A, {0xC0});
-    EXPECT_TRUE(board.motionSensor.ProgramRuns());
-    board.kernel.Spend(95ms);
-    EXPECT_EQ(Word(0x72), 9 * 16);
-    Write(0x6C, {0x07});
-    EXPECT_FALSE(board.motionSensor.ProgramRuns());
+    for (const Wrong& wrong : wrongs) {
+      LoadProgram();
+      wrong.change();
+      const bool good = *wrong.complaint == 0;
+      const size_t before = board.Complaints().size();
+      Write(0x6A, {0xC0});
+      EXPECT_EQ(board.motionSensor.ProgramRuns(), good);
+      board.kernel.Spend(95ms);
+      EXPECT_EQ(Read(0x72, 2), (good ? Bytes{1, 0x20} : Bytes{0, 0})) << wrong.complaint;  // nine packets
+      if (!good) {
+        EXPECT_THAT(board.Complaints().at(before), testing::HasSubstr(wrong.complaint));
+        complaints++;
+      }
+    }
+    Write(0x0B, {0});
+    EXPECT_THAT(board.Complaints().back(), testing::HasSubstr("write to register 11"));
+    complaints++;
+  });
+}
+
+// A master that is too quick is not heard, and what would harm the part is told.
+TEST_F(MotionSensorBus, LosesItsPlaceWhenTheLinesMoveTooFast) {
+  OnChip([&] {
+    Write(0x19, {7});
+    const auto clock = [&](bool high) { Line(0x40, high); };
+    const auto data = [&](bool high) { Line(0x20, high); };
+    struct Hand {
+      const char* complaint;
+      twin::Duration low, setUp, high, hold;
+    };
+    for (const Hand& hand : {Hand{"", 1300ns, 100ns, 600ns, 600ns},
+                             {"clock low of 1299", 1299ns, 100ns, 600ns, 600ns},
+                             {"data before clock of 99", 1300ns, 99ns, 600ns, 600ns},
+                             {"clock high of 599", 1300ns, 100ns, 599ns, 600ns},
+                             {"start of 599", 1300ns, 100ns, 600ns, 599ns}}) {
+      const size_t before = board.Complaints().size();
+      board.kernel.Spend(2us);
+      data(false);
+      board.kernel.Spend(hand.hold);
+      for (int bit = 7; bit >= 0; bit--) {
+        clock(false);
+        board.kernel.Spend(hand.low - hand.setUp);
+        data((0xD0 >> bit & 1) != 0);
+        if (bit == 0) board.gpio.WriteRegister(0x12146400, 0x10);
+        board.kernel.Spend(hand.setUp);
+        clock(true);
+        board.kernel.Spend(hand.high);
+      }
+      clock(false);
+      board.kernel.Spend(2us);
+      clock(true);
+      EXPECT_EQ(board.gpio.At(6, 3).Level(), *hand.complaint != 0) << hand.complaint;  // low is its acknowledge
+      if (*hand.complaint != 0) {
+        ASSERT_GT(board.Complaints().size(), before) << hand.complaint;
+        EXPECT_THAT(board.Complaints().at(before), testing::HasSubstr(hand.complaint));
+      }
+      board.kernel.Spend(2us);
+      clock(false);
+      board.kernel.Spend(2us);
+      board.gpio.WriteRegister(0x12146400, 0x18);
+      LumoI2cStopBit();
+      complaints = board.Complaints().size();
+    }
+    // Both drive the data line, to different levels; and the stop makes the part let go.
+    LumoI2cStartBit();
+    LumoI2cWriteByte(0xD1);
+    LumoI2cReadAck();
+    LumoI2cHigh(kI2cSda);
+    LumoI2cHigh(kI2cScl);
+    board.kernel.Spend(2us);
+    LumoI2cLow(kI2cScl);
+    LumoI2cStopBit();
+    EXPECT_THAT(board.Complaints().back(), testing::HasSubstr("drives data against the part"));
+    complaints = board.Complaints().size();
+    EXPECT_EQ(Read(0x19, 1), Bytes{7});
   });
 }
 

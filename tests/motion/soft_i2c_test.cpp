@@ -1,65 +1,141 @@
-// The motion sensor's bus, made of two GPIO lines: what an oscilloscope sees, and what a transfer tells.
+// The motion sensor's bus, made of two GPIO lines: each access and each delay of a transfer, and what it tells.
 #include "common/angle_reader/soft_i2c.h"
 
 #include "tests/support/angle_bench.h"
+#include "tests/support/transcript_match.h"
+#include "twin/transcript/transcript.h"
 
 namespace {
 
 using SoftI2c = AngleBench;
 
-TEST_F(SoftI2c, TheBusTellsWhereATransferEnded) {
-  OnBoard(board, [&] {
-    BYTE byte = 0;
-    EXPECT_EQ(LumoI2cRead(0x75, 1, &byte), 0);
-    EXPECT_EQ(byte, 0x68);
-    EXPECT_EQ(LumoI2cRead(0x75, 0, &byte), 0);
-    EXPECT_EQ(LumoI2cWrite(0x75, 0, &byte), 0);
-    const auto with = [&](const char* fault, auto transfer) {
-      board.faults.Clear();
-      board.faults.Add(fault);
-      return transfer();
-    };
-    const auto read = [&] { return LumoI2cRead(0x19, 1, &byte); };
-    const auto write = [&] { return LumoI2cWrite(0x19, 1, &byte); };
-    EXPECT_EQ(with("motion.ack silence detail=-1", read), -1);
-    EXPECT_EQ(with("motion.ack silence detail=25", read), -2);
-    EXPECT_EQ(with("motion.ack silence detail=-1 nth=2", read), -3);
-    EXPECT_EQ(with("motion.ack silence detail=-1", write), -1);
-    EXPECT_EQ(with("motion.ack silence detail=25", write), -2);
-    EXPECT_EQ(with("motion.ack silence detail=25 nth=2", write), -3);
-    EXPECT_EQ(read(), 0);  // each of them let the bus go
-  });
-}
+// What the two lines should be moved by.
+struct Lines {
+  std::vector<std::string> road;
+  unsigned int direction = 0;
 
-// The lines as an oscilloscope on them shows one transfer: data at each rising clock, starts and stops.
-TEST_F(SoftI2c, TheBusMovesItsLinesAsTheProtocolSays) {
-  std::string seen;
-  bool watching = false;
-  twin::Pin& scl = board.gpio.At(6, 4);
-  twin::Pin& sda = board.gpio.At(6, 3);
-  scl.OnChange([&](bool high) {
-    if (watching && high) seen += sda.Level() ? '1' : '0';
-  });
-  sda.OnChange([&](bool high) {
-    if (watching && scl.Level()) seen += high ? 'P' : 'S';
-  });
+  void Line(const char* format, unsigned int a, unsigned int b) {
+    char text[64];
+    snprintf(text, sizeof text, format, a, b);
+    road.emplace_back(text);
+  }
+  void Delay(int count) { road.insert(road.end(), static_cast<size_t>(count), "delay i2c"); }
+  void Direct(unsigned int value) {
+    Line("reg read 0x%08x = 0x%x", 0x12146400, direction);
+    Line("reg write 0x%08x 0x%x", 0x12146400, direction = value);
+  }
+  void Set(unsigned int pins, bool high) {
+    Direct(direction | pins);
+    Line("reg write 0x%08x 0x%x", 0x12146000 + 4 * pins, high ? 0xFF : 0);
+  }
+  void Pulse(bool released, int before, int after) {
+    Delay(1);
+    Set(0x10, true);
+    Delay(released ? 1 : 2);
+    if (released) Line("reg read 0x%08x = 0x%x", 0x12146020, static_cast<unsigned int>(before));
+    if (released) Delay(1);
+    Set(0x10, false);
+    Delay(after);
+  }
+  void BitOut(bool bit) {
+    Set(8, bit);
+    Pulse(false, 0, 1);
+  }
+  void BitIn(bool bit) {
+    Direct(direction & ~8u);
+    Pulse(true, bit ? 8 : 0, 1);
+  }
+  void Start() {
+    Delay(1);
+    Set(0x18, true);
+    Delay(1);
+    Set(8, false);
+    Delay(2);
+    Set(0x10, false);
+    Delay(1);
+  }
+  void Stop() {
+    Delay(1);
+    Set(8, false);
+    Delay(2);
+    Set(0x10, true);
+    Delay(2);
+    Set(8, true);
+    Delay(1);
+  }
+  void ByteOut(int byte, bool taken = true) {
+    for (int bit = 7; bit >= 0; bit--) BitOut((byte >> bit & 1) != 0);
+    BitIn(!taken);
+  }
+  void ByteIn(int byte, bool last) {
+    for (int bit = 7; bit >= 0; bit--) BitIn((byte >> bit & 1) != 0);
+    BitOut(last);
+  }
+};
+
+TEST_F(SoftI2c, MovesTheLinesAccessByAccessAndTellsWhereATransferEnded) {
+  struct Transfer {
+    int result;
+    const char* fault;
+    std::function<int()> run;
+    std::function<void(Lines&)> lines;
+  };
+  BYTE bytes[3] = {0x55, 0x04, 0x18};
+  const auto read = [&](BYTE count) { return [&bytes, count] { return LumoI2cRead(0x1A, count, bytes); }; };
+  const auto write = [&](BYTE count) { return [&bytes, count] { return LumoI2cWrite(0x19, count, bytes); }; };
+  const auto sent = [](std::vector<int> all, bool taken) {
+    return [all, taken](Lines& lines) {
+      for (size_t i = 0; i < all.size(); i++) lines.ByteOut(all[i], taken || i + 1 < all.size());
+    };
+  };
+  const auto again = [](Lines& lines) {
+    lines.ByteOut(0xD0);
+    lines.ByteOut(0x1A);
+    lines.Stop();
+    lines.Start();
+  };
+  const Transfer transfers[] = {
+      {0, "", write(3), sent({0xD0, 0x19, 0x55, 0x04, 0x18}, true)},
+      {0, "", write(0), sent({0xD0, 0x19}, true)},
+      {-1, "motion.ack silence detail=-1", write(2), sent({0xD0}, false)},
+      {-2, "motion.ack silence detail=25", write(2), sent({0xD0, 0x19}, false)},
+      {-3, "motion.ack silence detail=25 nth=2", write(2), sent({0xD0, 0x19, 0x55}, false)},
+      {-1, "motion.ack silence detail=-1", read(2), sent({0xD0}, false)},
+      {-2, "motion.ack silence detail=26", read(2), sent({0xD0, 0x1A}, false)},
+      {-3, "motion.ack silence detail=-1 nth=2", read(2),
+       [&](Lines& lines) {
+         again(lines);
+         lines.ByteOut(0xD1, false);
+       }},
+      {0, "", read(0),
+       [&](Lines& lines) {
+         again(lines);
+         lines.ByteOut(0xD1);
+       }},
+      {0, "", read(2),
+       [&](Lines& lines) {
+         again(lines);
+         lines.ByteOut(0xD1);
+         lines.ByteIn(0x04, false);
+         lines.ByteIn(0x18, true);
+       }},
+  };
   OnBoard(board, [&] {
-    BYTE bytes[2] = {};
-    LumoI2cStopBit();
-    watching = true;
-    EXPECT_EQ(LumoI2cRead(0x74, 2, bytes), 0);
-    watching = false;
+    twin::Transcript transcript{board.kernel, "reg delay"};
+    Lines lines;
+    for (const Transfer& transfer : transfers) {
+      board.faults.Clear();
+      if (*transfer.fault != 0) board.faults.Add(transfer.fault);
+      transcript.Forget();
+      lines.road.clear();
+      EXPECT_EQ(transfer.run(), transfer.result);
+      lines.Start();
+      transfer.lines(lines);
+      lines.Stop();
+      EXPECT_TRUE(SameRoad(lines.road, transcript.Texts()));
+    }
+    EXPECT_EQ(bytes[0] << 8 | bytes[1], 0x0418);
   });
-  // Start, 0xD0, register, stop (its clock rises on a low data line), start, 0xD1, two bytes, the last not
-  // acknowledged.
-  EXPECT_EQ(seen,
-            "S110100000"
-            "011101000"
-            "0P"
-            "S110100010"
-            "000000000"
-            "000000001"
-            "0P");
 }
 
 }  // namespace

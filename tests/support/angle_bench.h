@@ -16,17 +16,12 @@ constexpr double kDegree = std::numbers::pi / 180;
 constexpr int kTouched = 12345;
 
 struct AngleBench : testing::Test {
-  ~AngleBench() override { EXPECT_THAT(board.Complaints(), testing::IsEmpty()); }
+  ~AngleBench() override { EXPECT_EQ(board.Complaints().size(), complaints); }
 
   BYTE Register(BYTE address) {
     BYTE value = 0;
     EXPECT_EQ(LumoI2cRead(address, 1, &value), 0);
     return value;
-  }
-  std::vector<int> Memory(uint16_t address, uint16_t count) {
-    BYTE bytes[16] = {};
-    EXPECT_EQ(mpu_read_mem(address, count, bytes), 0);
-    return {bytes, bytes + count};
   }
   int InitOnBoard() {
     int result = -100;
@@ -47,5 +42,6 @@ struct AngleBench : testing::Test {
   }
 
   twin::Board board{twin::BoardOptions{}};
+  size_t complaints = 0;  // that belong to the test
   int x = kTouched, y = kTouched;
 };

@@ -75,8 +75,16 @@ ssize_t twin_write(int descriptor, const void* data, size_t size) {
   return WithErrno(device == nullptr ? -EBADF : device->Write(data, size));
 }
 
-int twin_fcntl(int descriptor, int /*command*/, ...) {
-  return Board::Current().descriptors.Find(descriptor) != nullptr ? 0 : WithErrno(-EBADF);
+int twin_fcntl(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const int flags = va_arg(arguments, int);
+  va_end(arguments);
+  DeviceFile* device = Board::Current().descriptors.Find(descriptor);
+  if (device == nullptr) return WithErrno(-EBADF);
+  if (command == F_SETFL) return WithErrno(device->SetFlags(flags));
+  Board::Current().Complain("fcntl with command " + std::to_string(command));
+  return WithErrno(-EINVAL);
 }
 
 // A physical address is 32 bits wide, also where an offset has a sign.

@@ -11,14 +11,17 @@
 //            spi open · spi 0x40016B01 0x0           settings: request and value
 //            spi stream 1048576                      any other transfer: its bytes
 //   cipher   cipher written                          the copy protection's place
-//   i2c      i2c write 6B 80 · i2c read 75 = 68      a transaction of the motion bus, as the wires showed it
+//   i2c      i2c write 6B 80 · i2c read 75 = 68      a transaction of the motion bus, as the wires showed it; see
+//            bus_monitor.h
 //   media    media HI_MPI_VENC_StartRecvPicEx 0 = 0  the call, its numbers, the words of its records, its result
 //   file     file open "/mnt/udisk/DCIM/a.tmp" wb · file read 800 · file write 20 · file seek 78082 0 · file flush ·
 //            file close · file rename "a" "b" · file access "a" 2 · file mkdir "a" 777 · file remove "a" ...
 //            a call that failed has " failed" behind it
 //   shell    shell "umount /mnt/udisk"               system; popen has "popen" for "shell" in front of the command
 //   net      net listen 5 · net send "HTTP/1.0 ..."  sockets, where the call changes something
-//   tty      tty open 0x902 · tty settings ...       the serial port
+//   tty      tty open 0x902 · tty flags 0x0 · tty flush input · tty settings i 0x0 o 0x4 c 0x8bd l 0x8a30 min 16
+//            time 1 · tty write "X0Ready ..." · tty read 16 · tty close
+//                                                    the serial port; a read when it returns, with its bytes
 //   clock    clock set 1764100800                    settimeofday and the clock chip
 //   thread   thread create · thread join · exit
 //   log      log main "Full Start\n"                 the function in front of the text, "-" if there is none; no line

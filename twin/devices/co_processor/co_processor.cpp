@@ -34,6 +34,8 @@ CoProcessor::CoProcessor(Kernel& kernel, Faults& faults, GpioBanks& gpio, bool p
     for (Pin* line : {&answer_, &select_, &data_, &clock_}) line->Release(true);
     select_.OnChange([this](bool level) { Selected(level); });
     clock_.OnChange([this](bool level) { Clocked(level); });
+    data_.OnChange([this](bool) { lastData_ = kernel_.Now(); });
+    answer_.OnLook([this] { Answer(); });
   } else {
     // Straight wires: the button's pull-up, and LEDs that stay dark while nothing drives them.
     answer_.Release(true);
@@ -49,6 +51,7 @@ void CoProcessor::Reset() {
   ended_ = false;
   if (cutting_) kernel_.Cancel(cut_);
   cutting_ = false;
+  answerAt_ = Time::max();
   if (present_) {
     answer_.Release(true);
     SetColour({});
@@ -73,6 +76,7 @@ void CoProcessor::Selected(bool level) {
   }
   if (!transferring_) return;
   transferring_ = false;
+  answerAt_ = Time::max();
   answer_.Release(true);
   if (deaf_ || bits_ == 0) return;
   ended_ = true;
@@ -88,16 +92,29 @@ void CoProcessor::Selected(bool level) {
 
 void CoProcessor::Clocked(bool level) {
   if (!transferring_ || deaf_) return;
+  Answer();
   const Time now = kernel_.Now();
   const bool seen = now - lastEdge_ >= kShortestLevel;
   lastEdge_ = now;
   if (!seen) return;
   if (!level) {
-    if (bits_ < kFrameBits) answer_.Drive((reply_ >> (kFrameBits - 1 - bits_) & 1) != 0);
+    if (bits_ >= kFrameBits) return;
+    nextAnswer_ = (reply_ >> (kFrameBits - 1 - bits_) & 1) != 0;
+    answerAt_ = now + kAnswerDelay;
   } else {
-    received_ = (received_ << 1 | static_cast<uint32_t>(data_.Level())) & 0xFFFF;
+    const bool late = now - lastData_ < kShortestLevel;
+    received_ = (received_ << 1 | static_cast<uint32_t>(data_.Level() != late)) & 0xFFFF;
     bits_++;
+    nextAnswer_ = true;
+    answerAt_ = now + kAnswerHold;
   }
+}
+
+void CoProcessor::Answer() {
+  if (kernel_.Now() < answerAt_) return;
+  answerAt_ = Time::max();
+  answer_.Drive(nextAnswer_);
+  if (answer_.DrivenByProcessor()) complain_("the co-processor and the processor both drive the answer line");
 }
 
 void CoProcessor::Obey(uint8_t command) {

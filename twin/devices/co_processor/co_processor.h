@@ -1,14 +1,19 @@
 // The small co-processor that looks after power, button, battery, charger and the colour of LED 0.
 //
 // Bus face: four wires. Select (bank 0 pin 5) frames a transfer of 16 bits; the clock (pin 7) rests high. It puts its
-// bit on the answer line (pin 0) at the falling edge and takes the processor's bit (pin 6) at the rising edge, most
-// significant first. Both words are a byte and its complement. It acts when select rises after exactly 16 bits, and
-// only on a word whose halves are complements; any other transfer is as if it had never been.
+// bit on the answer line (pin 0) behind the falling edge, takes the processor's bit (pin 6) at the rising edge, most
+// significant first, and shows its bit for a moment longer. Both words are a byte and its complement. It acts when
+// select rises after exactly 16 bits, and only on a word whose halves are complements; any other transfer is as if it
+// had never been.
 //   command byte: bit 7 blue, 6 green, 5 red, bits 4 and 1 together: switch the board off
 //   reply byte: bit 7 button released, bit 6 not charging, bits 5-0 battery sample
-// It is a slow part that looks at its wires in a loop: it misses a clock level shorter than kShortestLevel, and a
-// select that follows the last transfer's bits by less than kShortestGap.
-// Not modelled: charging over time; battery and charger are what the world face says.
+// It is a slow part that looks at its wires in a loop. A select or clock level shorter than kShortestLevel is lost; of
+// a data bit that has changed more lately than that it takes what was there before; its own bit is kAnswerDelay late
+// and gone kAnswerHold behind the rising edge, so whoever samples late reads ones; and a select that follows the last
+// transfer's end by less than kShortestGap finds it busy. The processor driving the answer line too is a complaint.
+// The figures are ours: of the real part only that much is known that it is content with 40 times 47 empty turns for
+// each level and 20 of those behind a frame. So a driver that is a few turns short passes here, and one that leaves a
+// wait out does not. Not modelled: charging over time; battery and charger are what the world face says.
 //
 // A board may lack the part. Then the same wires go straight to LED 0 (clock blue, select green, data red, high is lit)
 // and to the button (pin 0, low is pressed), and nothing can switch the board off.
@@ -16,6 +21,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "twin/devices/gpio/gpio.h"
@@ -31,13 +37,16 @@ struct LampColour {
 
 class CoProcessor {
  public:
-  static constexpr Duration kShortestLevel = 1us;
-  static constexpr Duration kShortestGap = 20us;
+  static constexpr Duration kShortestLevel = 8us;
+  static constexpr Duration kAnswerDelay = 6us;
+  static constexpr Duration kAnswerHold = 4us;
+  static constexpr Duration kShortestGap = 200us;
   static constexpr Duration kCutDelay = 10ms;  // from the switch-off frame to the end of the board's power
 
   CoProcessor(Kernel& kernel, Faults& faults, GpioBanks& gpio, bool present);
 
   // --- board ---
+  void SetComplaints(std::function<void(std::string)> sink) { complain_ = std::move(sink); }
   // Called kCutDelay after a switch-off frame, in the scheduler.
   void SetPowerOff(std::function<void()> powerOff) { powerOff_ = std::move(powerOff); }
   // The board's power came or went: the lamp is dark until the next frame, an unfinished transfer is forgotten.
@@ -64,6 +73,7 @@ class CoProcessor {
  private:
   void Selected(bool level);
   void Clocked(bool level);
+  void Answer();  // what is due on the answer line by now
   void Obey(uint8_t command);
   void SetColour(LampColour colour);
   void ShowLines();
@@ -81,12 +91,15 @@ class CoProcessor {
   LampColour colour_;
   std::vector<std::function<void()>> listeners_;
   std::function<void()> powerOff_;
+  std::function<void(std::string)> complain_ = [](const std::string&) {};
 
   bool transferring_ = false;
   bool deaf_ = false;  // of this transfer: silence
   int bits_ = 0;       // rising edges seen
   uint32_t received_ = 0, reply_ = 0;
-  Time lastEdge_{0}, lastEnd_{0};
+  Time lastEdge_{0}, lastEnd_{0}, lastData_{0};
+  bool nextAnswer_ = true;
+  Time answerAt_ = Time::max();
   bool ended_ = false;
   Kernel::EventId cut_ = 0;
   bool cutting_ = false;

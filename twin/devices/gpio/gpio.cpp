@@ -18,11 +18,13 @@ void Pin::Settle() {
 }
 
 void Pin::Drive(bool level) {
+  driven_ = true;
   outside_ = level;
   Settle();
 }
 
 void Pin::Release(bool pull) {
+  driven_ = false;
   outside_ = pull;
   Settle();
 }
@@ -63,8 +65,9 @@ uint32_t GpioBanks::ReadRegister(uint32_t address) {
   if (offset < kDirection) {
     for (uint32_t mask = offset >> 2; mask != 0; mask &= mask - 1) {
       const size_t index = bank * 8 + static_cast<uint32_t>(std::countr_zero(mask));
-      Use(index);
       const Pin& pin = pins_[index];
+      if (pin.look_) pin.look_();
+      Use(index);
       // An output reads back its latch, not the wire.
       if (pin.output_ ? pin.data_ : pin.connected_ && pin.level_) value |= mask & -mask;
     }

@@ -29,8 +29,12 @@ class Pin {
   bool DrivenByProcessor() const { return output_ && connected_; }
   void Drive(bool level);   // from outside
   void Release(bool pull);  // outside lets go: the wire floats at `pull`
+  // Both sides drive it, and not to the same level. The wire is then at the processor's, which is the stronger one.
+  bool Contended() const { return DrivenByProcessor() && driven_ && data_ != outside_; }
   // `listener` hears every change of the wire's level, at the moment it happens. For the life of the pin.
   void OnChange(std::function<void(bool level)> listener) { listeners_.push_back(std::move(listener)); }
+  // Called before the processor looks at the wire, for who has to move it by now without anything else having happened.
+  void OnLook(std::function<void()> listener) { look_ = std::move(listener); }
 
  private:
   friend class GpioBanks;
@@ -40,11 +44,13 @@ class Pin {
   bool output_ = false;    // direction bit
   bool data_ = false;      // output latch
   bool outside_ = false;   // level from outside, or the pull
+  bool driven_ = false;    // outside drives
   bool connected_ = true;  // its function is GPIO
   bool padRight_ = true;
   bool told_ = false;  // the complaint about it is made
   int stuck_ = -1;     // fault: 0 or 1
   std::vector<std::function<void(bool)>> listeners_;
+  std::function<void()> look_;
 };
 
 class GpioBanks final : public RegisterDevice {

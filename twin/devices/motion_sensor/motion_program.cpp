@@ -7,6 +7,9 @@ namespace twin {
 
 namespace {
 
+constexpr uint32_t kSize = 3062;
+constexpr uint16_t kStart = 0x0400;
+
 // --- the program's places, and what stands there when something is on ---
 constexpr uint16_t kRateDivider = 0x216;  // two bytes, high first
 constexpr uint16_t kQuaternion = 0xA9E;   // six-axis
@@ -17,6 +20,39 @@ constexpr uint16_t kGyro = 0xAAB;
 constexpr std::array<uint8_t, 3> kGyroOn = {0xC4, 0xCC, 0xC6};
 constexpr uint16_t kGesture = 0xAB6;
 constexpr std::array<uint8_t, 1> kGestureOn = {0x20};
+
+// Everything that may be set, with what it may be set to; nothing: it may be anything.
+using Bytes = std::vector<uint8_t>;
+struct Place {
+  uint16_t address;
+  uint16_t size;
+  std::vector<Bytes> settings;
+};
+const std::vector<Place>& Places() {
+  static const std::vector<Place> places = {
+      {0x068, 4, {{0x02, 0xCA, 0xE3, 0x09}}},  // the gyroscope's unit at 200 Hz
+      {kRateDivider, 2, {}},
+      {0x426, 3, {}},
+      {0x42A, 3, {}},
+      {0x431, 3, {}},
+      {0x440, 3, {}},
+      {0x4B8,
+       9,
+       {{0xB8, 0xAA, 0xB3, 0x8D, 0xB4, 0x98, 0x0D, 0x35, 0x5D},
+        {0xB8, 0xAA, 0xAA, 0xAA, 0xB0, 0x88, 0xC3, 0xC5, 0xC7}}},
+      {0x73D, 1, {{0xD9}, {0xD8}}},
+      {0x8B0, 1, {{0xF8}, {0xD8}}},
+      {0xA98, 4, {{0xC0, 0xC2, 0xC4, 0xC6}, {0x8B, 0x8B, 0x8B, 0x8B}}},
+      {kQuaternion, 4, {{0x20, 0x28, 0x30, 0x38}, {0xA3, 0xA3, 0xA3, 0xA3}}},
+      {0xAA2, 4, {{0xB2, 0x8B, 0xB6, 0x9B}, {0xB0, 0x80, 0xB4, 0x90}}},
+      {0xAA7, 1, {{0xA3}}},
+      {kAccel, 3, {{0xC0, 0xC8, 0xC2}, {0xA3, 0xA3, 0xA3}}},
+      {kGyro, 3, {{0xC4, 0xCC, 0xC6}, {0xA3, 0xA3, 0xA3}}},
+      {0xAAE, 3, {{0xA3, 0xA3, 0xA3}}},
+      {kGesture, 1, {{0x20}, {0xD8}}},
+      {0xAC1, 12, {{0xFE, 0xF2, 0xAB, 0xC4, 0xAA, 0xF1, 0xDF, 0xDF, 0xBB, 0xAF, 0xDF, 0xDF}}}};
+  return places;
+}
 
 // Mounting: for each axis of the packets an instruction that fetches one of the chip's, and one that adds it, its
 // lowest bit meaning reversed.
@@ -55,19 +91,44 @@ void Append(std::vector<uint8_t>& packet, int64_t value, int bytes) {
 
 void MotionProgram::PowerOn() {
   memory_.fill(0);
-  written_ = 0;
+  written_ = broken_ = 0;
   start_.reset();
 }
 
 void MotionProgram::Write(uint16_t address, uint8_t value) {
+  if (address == 0) written_ = broken_ = 0;  // it is loaded anew
   if (address >= memory_.size()) return;
   memory_[address] = value;
-  if (address == written_) written_++;
+  if (address == written_ && written_ < kSize) {
+    written_++;
+    return;
+  }
+  const bool known = std::any_of(Places().begin(), Places().end(), [address](const Place& place) {
+    return address >= place.address && address < place.address + place.size;
+  });
+  if (written_ >= kSize && !known && broken_ == 0) broken_ = address;
 }
 
 uint8_t MotionProgram::Read(uint16_t address) const { return address < memory_.size() ? memory_[address] : 0; }
 
-bool MotionProgram::Loaded() const { return start_ && *start_ < written_; }
+std::string MotionProgram::Fault() const {
+  const auto at = [](uint32_t address) {
+    char text[16];
+    snprintf(text, sizeof text, "0x%03X", address);
+    return std::string(text);
+  };
+  if (written_ < kSize) return "is not there, only " + std::to_string(written_) + " bytes of it";
+  if (!start_ || *start_ != kStart) return "begins at " + at(kStart);
+  if (broken_ != 0) return "is broken at " + at(broken_);
+  for (const Place& place : Places()) {
+    if (place.settings.empty()) continue;
+    const Bytes now(memory_.begin() + place.address, memory_.begin() + place.address + place.size);
+    const auto& settings = place.settings;
+    if (std::find(settings.begin(), settings.end(), now) == settings.end()) return "is not set at " + at(place.address);
+  }
+  if (!Mounting()) return "has axes that make no mounting";
+  return {};
+}
 
 uint32_t MotionProgram::Divider() const {
   return 1u + (static_cast<uint32_t>(Read(kRateDivider)) << 8 | Read(kRateDivider + 1));

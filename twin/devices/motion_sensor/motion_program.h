@@ -1,14 +1,17 @@
 // The motion processor's memory and the program in it (DMP): what its switches say, and the packets that it makes.
 //
-// The program itself is not run: any image counts, and what the chip does is read off the places that a driver
-// writes over, given in motion_program.cpp. Modelled: mounting of both sensors, which must be the same; packet content
-// (six-axis quaternion, accelerometer, gyroscope, gesture bytes); rate divider. Not modelled: the fusion (a packet
-// tells the attitude as it is, with some noise), the quaternion of the gyroscope alone, taps and what else there is.
+// The program itself is not run: any image of its size counts, and what the chip does is read off the places that a
+// driver writes over, given in motion_program.cpp. Each place is an instruction or a number of the program, and takes
+// only what it is known to take; anywhere else a write behind the load breaks the program. Modelled: mounting of both
+// sensors, which must be the same; packet content (six-axis quaternion, accelerometer, gyroscope, gesture bytes); rate
+// divider. Not modelled: the fusion (a packet tells the attitude as it is, with some noise), the quaternion of the
+// gyroscope alone, taps and what else there is.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "twin/attitude.h"
@@ -27,8 +30,8 @@ class MotionProgram {
   uint8_t Read(uint16_t address) const;
   void SetStart(uint16_t address) { start_ = address; }
 
-  // An image without gaps that holds the start address has been written.
-  bool Loaded() const;
+  // Why it cannot run, as what "the motion program" does or is; empty: it can.
+  std::string Fault() const;
   // Made of every so many samples.
   uint32_t Divider() const;
   // The rotation from the chip's axes to the ones that packets speak in; nothing if the two sensors' differ, or make
@@ -48,6 +51,7 @@ class MotionProgram {
 
   std::array<uint8_t, kBank * kBanks> memory_{};
   uint32_t written_ = 0;  // bytes from 0 on without a gap
+  uint32_t broken_ = 0;   // a place that was written behind the load and is none to be set; 0: none
   std::optional<uint16_t> start_;
 };
 

@@ -7,7 +7,8 @@ namespace twin {
 namespace {
 
 constexpr uint8_t kAddress = 0x68;
-constexpr Duration kResetTime = 10ms;
+constexpr Duration kResetTime = 100ms;
+constexpr Duration kProgramPeriod = 5ms;  // of the samples that the motion program counts on
 
 // --- registers with a meaning ---
 constexpr uint8_t kAccelTrim = 0x06;  // six bytes; bit 0 of the odd ones is the revision
@@ -15,6 +16,8 @@ constexpr uint8_t kProduct = 0x0C;
 constexpr uint8_t kSelfTestTrim = 0x0D;  // four bytes
 constexpr uint8_t kRateDivider = 0x19;
 constexpr uint8_t kConfig = 0x1A;  // bits 2 to 0: filter; 0 and 7 leave the gyroscope at 8 kHz
+constexpr uint8_t kGyroConfig = 0x1B, kAccelConfig = 0x1C;
+constexpr uint8_t k2000DegreesPerSecond = 0x18, k2g = 0;  // in these two
 constexpr uint8_t kFifoSources = 0x23;
 constexpr uint8_t kStatus = 0x3A;
 constexpr uint8_t kFirstMeasured = 0x3B;
@@ -37,6 +40,15 @@ constexpr uint8_t kDmpOn = 0x80, kFifoOn = 0x40, kDmpReset = 0x08;        // use
 constexpr uint8_t kFifoReset = 0x04, kSelfClearing = 0x0F;                // user control
 constexpr uint8_t kOverflow = 0x10, kDmpReady = 0x02, kDataReady = 0x01;  // status
 
+// Registers that the part's map gives to whoever writes, besides the measured ones.
+constexpr std::pair<uint8_t, uint8_t> kWritable[] = {{0x0D, 0x10}, {0x19, 0x1C}, {0x1F, 0x1F}, {0x23, 0x38},
+                                                     {0x3A, 0x3A}, {0x63, 0x69}, {0x6A, 0x74}};
+
+bool Writable(uint8_t address) {
+  return std::any_of(std::begin(kWritable), std::end(kWritable),
+                     [address](const auto& range) { return address >= range.first && address <= range.second; });
+}
+
 }  // namespace
 
 MotionSensor::MotionSensor(Kernel& kernel, Faults& faults, Attitude& attitude, Pin& clock, Pin& data, uint64_t seed)
@@ -49,7 +61,8 @@ MotionSensor::MotionSensor(Kernel& kernel, Faults& faults, Attitude& attitude, P
       hang_(faults, "motion.hang", "the motion sensor holds its data line low"),
       garbage_(faults, "motion.garbage", "value=N: what the motion sensor sends, else drawn; detail register"),
       memory_(faults, "motion.memory", "a byte of the motion program arrives inverted; detail address"),
-      slave_(clock, data, *this) {
+      slave_(kernel, clock, data, *this),
+      monitor_(clock, data) {
   attitude_.BeforeChange([this] { CatchUp(); });
   PowerOnReset();
 }
@@ -74,6 +87,7 @@ void MotionSensor::DeviceReset() {
   At(kPower1) = kSleep;
   At(kWhoAmI) = kAddress;
   fifo_.clear();
+  programIsGood_ = false;
   pointer_ = 0;
   resetUntil_ = kernel_.Now() + kResetTime;
   Retune();
@@ -114,7 +128,7 @@ bool MotionSensor::Written(uint8_t byte) {
 }
 
 uint8_t MotionSensor::Read() {
-  uint8_t value = ReadRegister(pointer_);
+  uint8_t value = kernel_.Now() >= resetUntil_ ? ReadRegister(pointer_) : 0;
   if (const auto effect = garbage_.Ask(pointer_)) {
     value = static_cast<uint8_t>(effect->kind == Effect::Kind::Value ? effect->value
                                                                      : static_cast<int64_t>(kernel_.Random() >> 56));
@@ -130,6 +144,7 @@ void MotionSensor::Advance() {
 // --- registers ---
 
 void MotionSensor::WriteRegister(uint8_t address, uint8_t value) {
+  if (!Writable(address)) Complain("write to register " + std::to_string(address));
   switch (address) {
     case kUserControl: ControlUser(value); break;
     case kPower1:
@@ -140,6 +155,7 @@ void MotionSensor::WriteRegister(uint8_t address, uint8_t value) {
       if (!Asleep()) {
         const auto to = static_cast<uint16_t>(At(kBank) << 8 | At(kMemoryAddress));
         program_.Write(to, memory_.Ask(to) ? static_cast<uint8_t>(~value) : value);
+        programIsGood_ = programIsGood_ && program_.Fault().empty();
         At(kMemoryAddress)++;
       }
       break;
@@ -154,7 +170,7 @@ void MotionSensor::WriteRegister(uint8_t address, uint8_t value) {
     case kWhoAmI: break;  // read only
     case kFifoData: fifo_.push_back(value); break;
     default:
-      if (address > kWhoAmI) return complain_("motion sensor: write to register " + std::to_string(address));
+      if (address > kWhoAmI) return;
       if (address < kFirstMeasured || address > kLastMeasured) At(address) = value;
       break;
   }
@@ -167,7 +183,18 @@ void MotionSensor::ControlUser(uint8_t value) {
   if ((value & kFifoReset) != 0 && (value & kFifoOn) == 0) fifo_.clear();  // only while it is off
   if (!starts) return;
   yawAtStart_ = attitude_.Yaw();
-  if (program_.Loaded() && !program_.Mounting()) complain_("motion sensor: the program's axes make no mounting");
+  JudgeProgram();
+}
+
+// Whether what has been loaded and set can run.
+void MotionSensor::JudgeProgram() {
+  std::string fault = program_.Fault();
+  if (fault.empty() && SamplePeriod() != kProgramPeriod) fault = "counts on 200 samples a second";
+  if (fault.empty() && (At(kGyroConfig) != k2000DegreesPerSecond || At(kAccelConfig) != k2g)) {
+    fault = "counts on 2000 degrees per second and 2 g";
+  }
+  programIsGood_ = fault.empty();
+  if (!programIsGood_) Complain("the motion program " + fault);
 }
 
 uint8_t MotionSensor::ReadRegister(uint8_t address) {
@@ -193,7 +220,7 @@ uint8_t MotionSensor::ReadRegister(uint8_t address) {
       return lastFifoByte_;
     default: break;
   }
-  if (address > kWhoAmI) complain_("motion sensor: read of register " + std::to_string(address));
+  if (address > kWhoAmI) Complain("read of register " + std::to_string(address));
   if (address < kFirstMeasured || address > kLastMeasured) return At(address);
   if (Asleep()) return 0;
   const auto word = RawRegisters(static_cast<uint64_t>(kernel_.Now() / 1ms))[(address - kFirstMeasured) / 2u];
@@ -214,7 +241,7 @@ void MotionSensor::Retune() {
   const Time now = kernel_.Now();
   const bool awake = !Asleep() && (At(kUserControl) & kFifoOn) != 0;
   const bool allAxes = (At(kPower2) & 0x3F) == 0;
-  const bool dmp = awake && allAxes && (At(kUserControl) & kDmpOn) != 0 && program_.Loaded();
+  const bool dmp = awake && allAxes && (At(kUserControl) & kDmpOn) != 0 && programIsGood_;
   Tune(samples_, awake && At(kFifoSources) != 0, SamplePeriod(), now);
   Tune(packets_, dmp, SamplePeriod() * program_.Divider(), now);
 }

@@ -5,14 +5,19 @@
 // select 0x6D, address 0x6E, memory 0x6F, which counts up within its bank; program start 0x70, 0x71. FIFO count is
 // latched when its high byte is read; a full FIFO loses its oldest bytes and sets bit 4 of 0x3A, which reading clears;
 // an empty one repeats its last byte. After power-on or a device reset the part sleeps; asleep it measures nothing
-// and its DMP memory cannot be reached.
+// and its DMP memory cannot be reached. For 100 ms behind a device reset registers take nothing and read 0.
 // The FIFO is filled at the sample rate with what 0x23 names, and by the DMP at the rate of its program, which runs
 // when it is loaded, switched on, and all axes are on. Nothing is made before somebody looks: an idle part costs
 // nothing.
+// Complaints: what the bus objects to (i2c_slave.h); a write to a register that the part's register map reserves; the
+// DMP switched on without its program, with a program that has been written over where nothing is to be set or with
+// what is no setting (motion_program.h), or with another rate or range than its program counts on (200 Hz, 2000 degrees
+// per second, 2 g). Such a program does not run: there are no packets.
 // It sits in the camera turned half around its z axis: its x and y are the camera's, reversed.
 // Modelled further: accelerometer, gyroscope and temperature registers, ranges, self test against the factory's trim,
 // yaw counted from the DMP's start. Not modelled: angular rates while the camera is turned, start-up time of the
-// gyroscope, filters beyond the sample rate they imply, the second bus, motion detection, interrupt pin.
+// gyroscope, filters beyond the sample rate they imply, which clock it runs by, the second bus, motion detection,
+// interrupt pin; rests of 50 ms behind a change of its sensors or an emptying of the FIFO.
 // World face: the board's Attitude; SetNoise, SetPart. Fault face: below.
 #pragma once
 
@@ -24,6 +29,7 @@
 
 #include "twin/attitude.h"
 #include "twin/devices/gpio/gpio.h"
+#include "twin/devices/motion_sensor/bus_monitor.h"
 #include "twin/devices/motion_sensor/i2c_slave.h"
 #include "twin/devices/motion_sensor/motion_program.h"
 #include "twin/faults/faults.h"
@@ -73,6 +79,7 @@ class MotionSensor final : private I2cPart {
   };
 
   bool HoldsDataLow() override;
+  void Complain(const std::string& what) override { complain_("motion sensor: " + what); }
   bool Addressed(uint8_t address, bool reads) override;
   bool Written(uint8_t byte) override;
   uint8_t Read() override;
@@ -82,6 +89,7 @@ class MotionSensor final : private I2cPart {
   uint8_t ReadRegister(uint8_t address);
   void ControlUser(uint8_t value);
   void Advance();
+  void JudgeProgram();
 
   bool Asleep() const;
   Duration SamplePeriod() const;
@@ -117,10 +125,12 @@ class MotionSensor final : private I2cPart {
   std::deque<uint8_t> fifo_;
   Stream samples_;
   Stream packets_;
-  double yawAtStart_ = 0;  // degrees
+  double yawAtStart_ = 0;       // degrees
+  bool programIsGood_ = false;  // as judged when it was switched on
 
   FaultPoint absent_, ack_, hang_, garbage_, memory_;
   I2cSlave slave_;
+  BusMonitor monitor_;
 };
 
 }  // namespace twin
