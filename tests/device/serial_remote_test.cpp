@@ -169,7 +169,6 @@ TEST_F(SerialRemote, OpensReadsAndClosesItsPort) {
     const int fd = ctrlSigs->serialFd;
     EXPECT_GE(fd, 3);
     Transcript transcript{board.kernel, "tty log sleep"};
-    termios after = board.serial.Settings();
     board.kernel.Spawn("serial", [&] { LumoSerialMain(ctrlSigs.get()); });
     board.kernel.Spend(10ms);
     board.serial.Send("X0?");
@@ -179,8 +178,9 @@ TEST_F(SerialRemote, OpensReadsAndClosesItsPort) {
     EXPECT_EQ(ctrlSigs->serialFd, fd);
     const std::string silence[] = {"log HI_Serial_Recv \"Serial haven't data receive!\\n\"",
                                    "log LumoSerialMain \"Serial haven't data receive \\n\"", "sleep 1000"};
-    std::vector<std::string> expected = {"tty open 0x902", "tty flags 0x0", "tty flush input", Settings(after),
-                                         "tty read 3"};
+    // A fresh port's flags, less what would touch a byte: 9600 8N1.
+    std::vector<std::string> expected = {"tty open 0x902", "tty flags 0x0", "tty flush input",
+                                         "tty settings i 0x0 o 0x4 c 0xcbd l 0x8a20 min 16 time 1", "tty read 3"};
     for (int i = 0; i < 2; i++) expected.insert(expected.end(), std::begin(silence), std::end(silence));
     expected.insert(expected.end(), "tty close");
     EXPECT_TRUE(SameRoad(expected, transcript.Texts()));

@@ -20,6 +20,7 @@ namespace {
 
 constexpr size_t kLineSize = 19;
 constexpr Framing kRemote = {};
+constexpr int kClosed = -1;  // access
 
 struct Speed {
   speed_t code;
@@ -76,6 +77,7 @@ SerialPort::~SerialPort() {
 }
 
 void SerialPort::Reset() {
+  access_ = kClosed;
   kernelSide_.Reset();
   fromRemote_.Forget();
   toRemote_.Forget();
@@ -131,6 +133,7 @@ int SerialPort::Open(int flags) {
 
 void SerialPort::Close() {
   Note("close");
+  access_ = kClosed;
   kernelSide_.Flush();
 }
 
@@ -221,7 +224,7 @@ void SerialPort::Arrive(uint8_t byte, Reception reception) {
     if (effect->kind == Effect::Kind::Silence) return;
     if (effect->kind == Effect::Kind::Value) byte = static_cast<uint8_t>(effect->value);
   }
-  if (gone_) return;
+  if (gone_ || access_ == kClosed) return;  // nobody listens, and nobody echoes
   Leave(kernelSide_.Take(byte, reception));
   changed_.Notify();
 }
