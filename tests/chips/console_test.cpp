@@ -57,6 +57,18 @@ TEST_F(ConsoleOfABoard, AScriptTellsAStoryFromPowerOnToTheLastShot) {
   EXPECT_TRUE(console.Quitting());
 }
 
+TEST_F(ConsoleOfABoard, HoldsTheCameraAndPlacesItOnEarth) {
+  for (const char* line : {"tilt 3 -2.5", "heading 90", "attitude", "gps 31.75 -121.5"}) console.Execute(line);
+  EXPECT_EQ(out.str(), "tilt 3.00 -2.50, heading 90.00\n");
+  EXPECT_NEAR(board.attitude.ToWorld()[1][0], -1, 0.01) << "its front looks east, and west is positive";
+  EXPECT_TRUE(board.gpsCompass.HasFix());
+  console.Execute("gps off");
+  EXPECT_FALSE(board.gpsCompass.HasFix());
+  for (const char* line : {"tilt 91 0", "tilt 0 -181", "tilt 1x 0", "heading 361", "gps 90.1 0", "gps nan 181"}) {
+    EXPECT_THAT(Refusal(line), HasSubstr("wants degrees")) << line;
+  }
+}
+
 TEST_F(ConsoleOfABoard, AFailedExpectationOrWaitSaysItsPlaceAndWhatWasFound) {
   EXPECT_EQ(Refusal("wait idle 10s"), "waited for the board to be idle, but the power is off");
   board.PowerOn();

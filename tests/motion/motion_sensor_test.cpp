@@ -40,16 +40,10 @@ struct MotionSensorBus : AngleBench {
 
 // What a driver that forgets something gets.
 TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
-  struct Wrong {
-    const char* complaint;
-    std::function<void()> change;
-  };
-  const Wrong wrongs[] = {
+  const Bytes later = {0x04, 0x10};
+  const std::pair<const char*, std::function<void()>> wrongs[] = {
       {"", [] {}},
-      {"begins at 0x400",
-       [&] {
-         Write(0x70, {0x04, 0x10});
-       }},
+      {"begins at 0x400", [&] { Write(0x70, later); }},
       {"is broken at 0x5A0", [&] { WriteMemory(0x5A0, {1}); }},
       {"is not set at 0xAA2", [&] { WriteMemory(0xAA2, {1}); }},
       {"has axes that make no mounting", [&] { WriteMemory(0x440, {0x36}); }},
@@ -65,17 +59,17 @@ TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
     EXPECT_EQ(Read(0x6F, 2), (Bytes{0xA1, 0xA2}));
     Write(0x6D, {0x01, 0x00});
     EXPECT_EQ(Read(0x6F, 1), Bytes{0xA3});
-    for (const Wrong& wrong : wrongs) {
+    for (const auto& [complaint, change] : wrongs) {
       LoadProgram();
-      wrong.change();
-      const bool good = *wrong.complaint == 0;
+      change();
+      const bool good = *complaint == 0;
       const size_t before = board.Complaints().size();
       Write(0x6A, {0xC0});
       EXPECT_EQ(board.motionSensor.ProgramRuns(), good);
       board.kernel.Spend(95ms);
-      EXPECT_EQ(Read(0x72, 2), (good ? Bytes{1, 0x20} : Bytes{0, 0})) << wrong.complaint;  // nine packets
+      EXPECT_EQ(Read(0x72, 2), (good ? Bytes{1, 0x20} : Bytes{0, 0})) << complaint;  // nine packets
       if (!good) {
-        EXPECT_THAT(board.Complaints().at(before), testing::HasSubstr(wrong.complaint));
+        EXPECT_THAT(board.Complaints().at(before), testing::HasSubstr(complaint));
         complaints++;
       }
     }

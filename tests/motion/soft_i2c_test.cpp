@@ -28,22 +28,22 @@ struct Lines {
     Direct(direction | pins);
     Line("reg write 0x%08x 0x%x", 0x12146000 + 4 * pins, high ? 0xFF : 0);
   }
-  void Pulse(bool released, int before, int after) {
+  void Pulse(bool released, unsigned int data) {
     Delay(1);
     Set(0x10, true);
     Delay(released ? 1 : 2);
-    if (released) Line("reg read 0x%08x = 0x%x", 0x12146020, static_cast<unsigned int>(before));
+    if (released) Line("reg read 0x%08x = 0x%x", 0x12146020, data);
     if (released) Delay(1);
     Set(0x10, false);
-    Delay(after);
+    Delay(1);
   }
   void BitOut(bool bit) {
     Set(8, bit);
-    Pulse(false, 0, 1);
+    Pulse(false, 0);
   }
   void BitIn(bool bit) {
     Direct(direction & ~8u);
-    Pulse(true, bit ? 8 : 0, 1);
+    Pulse(true, bit ? 8 : 0);
   }
   void Start() {
     Delay(1);
@@ -63,7 +63,7 @@ struct Lines {
     Set(8, true);
     Delay(1);
   }
-  void ByteOut(int byte, bool taken = true) {
+  void ByteOut(int byte, bool taken) {
     for (int bit = 7; bit >= 0; bit--) BitOut((byte >> bit & 1) != 0);
     BitIn(!taken);
   }
@@ -78,48 +78,23 @@ TEST_F(SoftI2c, MovesTheLinesAccessByAccessAndTellsWhereATransferEnded) {
     int result;
     const char* fault;
     std::function<int()> run;
-    std::function<void(Lines&)> lines;
+    std::vector<int> sent;  // each taken, the last one if the result is 0
+    int again = 0;          // sent behind a stop and a start
+    std::vector<int> received = {};
   };
   BYTE bytes[3] = {0x55, 0x04, 0x18};
   const auto read = [&](BYTE count) { return [&bytes, count] { return LumoI2cRead(0x1A, count, bytes); }; };
   const auto write = [&](BYTE count) { return [&bytes, count] { return LumoI2cWrite(0x19, count, bytes); }; };
-  const auto sent = [](std::vector<int> all, bool taken) {
-    return [all, taken](Lines& lines) {
-      for (size_t i = 0; i < all.size(); i++) lines.ByteOut(all[i], taken || i + 1 < all.size());
-    };
-  };
-  const auto again = [](Lines& lines) {
-    lines.ByteOut(0xD0);
-    lines.ByteOut(0x1A);
-    lines.Stop();
-    lines.Start();
-  };
-  const Transfer transfers[] = {
-      {0, "", write(3), sent({0xD0, 0x19, 0x55, 0x04, 0x18}, true)},
-      {0, "", write(0), sent({0xD0, 0x19}, true)},
-      {-1, "motion.ack silence detail=-1", write(2), sent({0xD0}, false)},
-      {-2, "motion.ack silence detail=25", write(2), sent({0xD0, 0x19}, false)},
-      {-3, "motion.ack silence detail=25 nth=2", write(2), sent({0xD0, 0x19, 0x55}, false)},
-      {-1, "motion.ack silence detail=-1", read(2), sent({0xD0}, false)},
-      {-2, "motion.ack silence detail=26", read(2), sent({0xD0, 0x1A}, false)},
-      {-3, "motion.ack silence detail=-1 nth=2", read(2),
-       [&](Lines& lines) {
-         again(lines);
-         lines.ByteOut(0xD1, false);
-       }},
-      {0, "", read(0),
-       [&](Lines& lines) {
-         again(lines);
-         lines.ByteOut(0xD1);
-       }},
-      {0, "", read(2),
-       [&](Lines& lines) {
-         again(lines);
-         lines.ByteOut(0xD1);
-         lines.ByteIn(0x04, false);
-         lines.ByteIn(0x18, true);
-       }},
-  };
+  const Transfer transfers[] = {{0, "", write(3), {0xD0, 0x19, 0x55, 0x04, 0x18}},
+                                {0, "", write(0), {0xD0, 0x19}},
+                                {-1, "motion.ack silence detail=-1", write(2), {0xD0}},
+                                {-2, "motion.ack silence detail=25", write(2), {0xD0, 0x19}},
+                                {-3, "motion.ack silence detail=25 nth=2", write(2), {0xD0, 0x19, 0x55}},
+                                {-1, "motion.ack silence detail=-1", read(2), {0xD0}},
+                                {-2, "motion.ack silence detail=26", read(2), {0xD0, 0x1A}},
+                                {-3, "motion.ack silence detail=-1 nth=2", read(2), {0xD0, 0x1A}, 0xD1},
+                                {0, "", read(0), {0xD0, 0x1A}, 0xD1},
+                                {0, "", read(2), {0xD0, 0x1A}, 0xD1, {0x04, 0x18}}};
   OnBoard(board, [&] {
     twin::Transcript transcript{board.kernel, "reg delay"};
     Lines lines;
@@ -130,7 +105,12 @@ TEST_F(SoftI2c, MovesTheLinesAccessByAccessAndTellsWhereATransferEnded) {
       lines.road.clear();
       EXPECT_EQ(transfer.run(), transfer.result);
       lines.Start();
-      transfer.lines(lines);
+      const bool twice = transfer.again != 0, good = transfer.result == 0;
+      for (const int& byte : transfer.sent) lines.ByteOut(byte, good || twice || &byte != &transfer.sent.back());
+      if (twice) lines.Stop();
+      if (twice) lines.Start();
+      if (twice) lines.ByteOut(transfer.again, good);
+      for (const int& byte : transfer.received) lines.ByteIn(byte, &byte == &transfer.received.back());
       lines.Stop();
       EXPECT_TRUE(SameRoad(lines.road, transcript.Texts()));
     }

@@ -18,18 +18,16 @@ constexpr int kTouched = 12345;
 struct AngleBench : testing::Test {
   ~AngleBench() override { EXPECT_EQ(board.Complaints().size(), complaints); }
 
-  BYTE Register(BYTE address) {
-    BYTE value = 0;
-    EXPECT_EQ(LumoI2cRead(address, 1, &value), 0);
-    return value;
-  }
   int InitOnBoard() {
     int result = -100;
     OnBoard(board, [&] { result = LumoInitAngle(); });
     return result;
   }
-  // The next bytes that the chip sends from its FIFO.
-  void ForgePacket(const std::vector<int32_t>& quaternion) {
+  // The next bytes that the chip sends from its FIFO, alone there.
+  void ForgePacket(const std::vector<int32_t>& quaternion, bool empty = true) {
+    if (empty) mpu_reset_fifo();
+    if (empty) board.kernel.Spend(std::chrono::milliseconds(15));
+    board.faults.Clear();
     uint64_t nth = 1;
     for (const int32_t part : quaternion) {
       for (int shift = 24; shift >= 0; shift -= 8) {
