@@ -1,6 +1,7 @@
 // Noise and sharpening by gain: whole stops give whole columns of the tables, between them the mix.
 #include "common/fpga_ctrl/capture/isp_params.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -9,7 +10,7 @@
 
 namespace {
 
-// By whole stops of gain above unity, in the order of ValuesAt.
+// By whole stops of gain above unity, in the order of the records' fields.
 constexpr std::array<std::array<int, 8>, 23> kTables = {{
     {128, 136, 156, 176, 208, 255, 255, 255},
     {72, 72, 20},
@@ -42,31 +43,14 @@ std::vector<int> ValuesAt(int gain) {
   LUMO_ISP_BAYER_SHARPEN_EX_S ex = {};
   LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S yuv = {};
   LumoCalcIspParas(&thresh, &shp, &ex, &yuv, gain);
-  const int limits[] = {20, 40, 65, 90};
-  for (size_t i = 0; i < 4; i++) EXPECT_EQ(yuv.au8LumaThd[i], limits[i]);
-  return {thresh,
-          shp.u8SharpenD,
-          shp.u8SharpenUd,
-          shp.u16LumaThd,
-          ex.u8SharpenHF,
-          ex.u8SharpenMF,
-          ex.u8SharpenLF,
-          ex.u8SadAmplifier,
-          static_cast<int>(yuv.bEnLowLumaShoot),
-          yuv.u8TextureSt,
-          yuv.u8EdgeSt,
-          yuv.u8OverShoot,
-          yuv.u8UnderShoot,
-          yuv.u8TextureThd,
-          yuv.u8EdgeThd,
-          yuv.u8JagCtrl,
-          yuv.u8SaltCtrl,
-          yuv.u8PepperCtrl,
-          yuv.u8DetailCtrl,
-          yuv.au8LumaWgt[0],
-          yuv.au8LumaWgt[1],
-          yuv.au8LumaWgt[2],
-          yuv.au8LumaWgt[3]};
+  EXPECT_THAT(yuv.au8LumaThd, testing::ElementsAre(20, 40, 65, 90));
+  std::vector<int> values = {thresh, shp.u8SharpenD, shp.u8SharpenUd, shp.u16LumaThd};
+  const auto add = [&](const BYTE* first, const BYTE* last) { values.insert(values.end(), first, last + 1); };
+  add(&ex.u8SharpenHF, &ex.u8SadAmplifier);
+  values.push_back(static_cast<int>(yuv.bEnLowLumaShoot));
+  add(&yuv.u8TextureSt, &yuv.u8DetailCtrl);
+  add(&yuv.au8LumaWgt[0], &yuv.au8LumaWgt[3]);
+  return values;
 }
 
 TEST(IspParams, EveryFieldIsItsColumnOrTheMixOfTwo) {

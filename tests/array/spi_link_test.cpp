@@ -39,17 +39,10 @@ TEST_F(SpiLink, ThreeLayersMakeOneAnswer) {
   for (const Case& c : std::initializer_list<Case>{
            {{0x80, 7, 255}, 1, 1}, {{0, 0, 0}, 0, 0}, {{0, 0, 9}, 0, 1}, {{1, 0, 1}, 0, 1}, {{0, 1, -1}, -1, -1}}) {
     tap.answer = [&c](int layer, int) { return c.layers[static_cast<size_t>(layer)]; };
-    Road road;
-    for (const int code : {0x40, 0x43, 0x44, 0x41, 0x48}) {
-      for (int layer = 0; layer < 3; layer++) road.Read(layer, code, c.layers[static_cast<size_t>(layer)]);
-    }
-    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&c] {
-                           EXPECT_EQ(LumoSpiIsReady(), c.all);
-                           EXPECT_EQ(LumoSpiIsCapConfFinish(), c.all);
-                           EXPECT_EQ(LumoSpiIsCapSaveFinish(), c.all);
-                           EXPECT_EQ(LumoSpiIsFifoAlmostFull(), c.any);
-                           EXPECT_EQ(LumoSpiReadLoadBusy(), c.any);
-                         })));
+    RoadOf([&c] {
+      for (const auto& ask : {LumoSpiIsReady, LumoSpiIsCapConfFinish, LumoSpiIsCapSaveFinish}) EXPECT_EQ(ask(), c.all);
+      for (const auto& ask : {LumoSpiIsFifoAlmostFull, LumoSpiReadLoadBusy}) EXPECT_EQ(ask(), c.any);
+    });
   }
 }
 
@@ -69,9 +62,9 @@ TEST_F(SpiLink, WaitsByTheMillisecondLookingOnceAtLeast) {
     tap.answer = [&](int layer, int) { return layer == 0 && ++asked >= one.polls ? one.last : layer; };
     Road road;
     for (int poll = 1; poll <= one.polls; poll++) {
-      road.Read(0, one.code, poll == one.polls ? one.last : 0);
-      road.Read(1, one.code, 1);
-      road.Read(2, one.code, 2);
+      for (int layer = 0; layer < 3; layer++) {
+        road.Read(layer, one.code, layer == 0 && poll == one.polls ? one.last : layer);
+      }
       if (poll < one.polls) road.Sleep(1000);
     }
     if (*one.message != 0) road.Log(one.code == 0x40 ? "LumoSpiWaitReady" : "LumoSpiWaitCapSaveFinish", one.message);
@@ -124,24 +117,19 @@ TEST_F(SpiLink, EachCommandSendsItsRowAndALostFrameIsToldByItsPlace) {
 }
 
 TEST_F(SpiLink, AReadThatFailsOnItsWayIsNoValue) {
-  struct Case {
-    int (*read)();
-    int missing, result;
-    std::string log;
-  };
-  const auto exposure = [] { return LumoSpiReadExposure(); };
   const auto sensor = [] { return LumoSpiCciRead(1, 3, 0x300B, 20); };
-  const std::string lost = "ioctl SPI_IOC_MESSAGE error, layIdx = 1, spiCmd = ";
-  for (const Case& one : std::initializer_list<Case>{{exposure, 0x50, -1, lost + "80"},
-                                                     {exposure, 0x51, -1, lost + "81"},
-                                                     {exposure, 0x52, -1, lost + "82"},
-                                                     {exposure, 0, 0x333333, ""},
-                                                     {sensor, 0x45, -1, lost + "69"},
-                                                     {sensor, 0, 0x33, ""}}) {
-    tap.answer = [&one](int layer, int code) { return code == one.missing && layer == 1 ? -1 : 0x33; };
+  for (const int missing : {0x50, 0x51, 0x52, 0x45, 0}) {
+    tap.answer = [missing](int layer, int code) { return code == missing && layer == 1 ? -1 : 0x33; };
     Road road;
-    if (!one.log.empty()) road.Log("LumoSpiRead", one.log);
-    EXPECT_TRUE(SameRoad(road.lines, RoadOf([&] { EXPECT_EQ(one.read(), one.result); }, "log")));
+    if (missing != 0) {
+      road.Log("LumoSpiRead", "ioctl SPI_IOC_MESSAGE error, layIdx = 1, spiCmd = " + std::to_string(missing));
+    }
+    EXPECT_TRUE(SameRoad(road.lines, RoadOf(
+                                         [&] {
+                                           EXPECT_EQ(LumoSpiReadExposure(), missing >= 0x50 ? -1 : 0x333333);
+                                           EXPECT_EQ(sensor(), missing == 0x45 ? -1 : 0x33);
+                                         },
+                                         "log")));
   }
   tap.answer = [](int, int) { return 0; };
   Road road;
