@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common/httpd/serve.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/http_bench.h"
 #include "tests/support/made_shot.h"
 
@@ -66,7 +67,7 @@ std::string Delivered(const MadeShot& made, bool isPreview) {
 
 struct ShotFiles : HttpBench {
   void SetUp() override { Start(); }
-  void Put(const std::string& name, const Bytes& bytes) { support::WriteFile(Disk("DCIM/" + name), bytes); }
+  void Put(const std::string& name, const Bytes& bytes) { PutBytes(Disk("DCIM/" + name), bytes); }
   HttpAnswer Shot(const std::string& query) { return Get("/get_file?filename=" + query, kBulk); }
   HttpAnswer Thumb(const std::string& name) { return Get("/get_thumb?filename=" + name); }
   HttpAnswer Record(const std::string& name) { return Get("/get_parameters?filename=" + name); }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/file_bytes.h"
 #include "tests/support/made_shot.h"
 #include "tools/lumora-shot/pictures.h"
 
@@ -34,7 +35,7 @@ Outcome Call(const std::string& arguments) {
 class Program : public testing::Test {
  protected:
   std::string Make(const std::string& name, const MadeShot& shot = {}) const {
-    support::WriteFile(folder_ / name, shot.Make());
+    PutBytes(folder_ / name, shot.Make());
     return folder_ / name;
   }
   std::vector<std::string> Files(const std::string& directory) const {
@@ -62,11 +63,10 @@ TEST_F(Program, VerifyTellsGoodBadAndUnreadableApart) {
 
 TEST_F(Program, WrongUseIsTwoAndHelpIsZero) {
   const std::string good = Make("good.ori");
+  const std::string extract = "extract " + good + " " + (folder_ / "x");
   for (const std::string& arguments :
-       {std::string(), std::string("verify"), std::string("polish ") + good, "extract " + good,
-        "extract " + good + " " + (folder_ / "x") + " --size huge",
-        "extract " + good + " " + (folder_ / "x") + " --camera 25",
-        "extract " + good + " " + (folder_ / "x") + " --exposure 3", "extract " + good + " " + good,
+       {std::string(), std::string("verify"), "polish " + good, "extract " + good, extract + " --size huge",
+        extract + " --camera 25", extract + " --exposure 3", "extract " + good + " " + good,
         "sheet " + good + " " + (folder_ / "no/such/folder.jpg"), "info " + (folder_ / "none.ori")}) {
     const Outcome outcome = Call(arguments);
     EXPECT_EQ(outcome.result, 2) << arguments;
@@ -76,9 +76,7 @@ TEST_F(Program, WrongUseIsTwoAndHelpIsZero) {
 }
 
 TEST_F(Program, InfoTellsTheRecordToPersonsAndPrograms) {
-  MadeShot shot;
-  shot.captureMode = 2;
-  const std::string path = Make("six.ori", shot);
+  const std::string path = Make("six.ori", {.captureMode = 2});
   const Outcome text = Call("info " + path);
   EXPECT_EQ(text.result, 0);
   EXPECT_THAT(text.text, AllOf(HasSubstr("2026-11-24 20:34:56.789"), HasSubstr("six steps, automatic"),
@@ -100,24 +98,22 @@ TEST_F(Program, InfoTellsTheRecordToPersonsAndPrograms) {
 }
 
 TEST_F(Program, ExtractWritesTheChosenPicturesByteForByte) {
-  MadeShot shot;
-  shot.hasLogo = true;
-  shot.logo = {'L'};
+  const MadeShot shot{.hasLogo = true, .logo = {'L'}};
   const std::string path = Make("shot.ori", shot);
   const std::string all = folder_ / "all", one = folder_ / "deep/one", row = folder_ / "row";
   EXPECT_EQ(Call("extract " + path + " " + all).result, 0);
   EXPECT_EQ(Files(all).size(), 152U);
-  EXPECT_EQ(support::ReadFile(all + "/shot_cam24_exp2_full.jpg"), support::JpegOf("full", 24, 2));
-  EXPECT_EQ(support::ReadFile(all + "/shot_thumbnail.jpg"), shot.thumbnail);
-  EXPECT_EQ(support::ReadFile(all + "/shot_logo.jpg"), shot.logo);
+  EXPECT_EQ(FileBytes(all + "/shot_cam24_exp2_full.jpg"), support::JpegOf("full", 24, 2));
+  EXPECT_EQ(FileBytes(all + "/shot_thumbnail.jpg"), shot.thumbnail);
+  EXPECT_EQ(FileBytes(all + "/shot_logo.jpg"), shot.logo);
   EXPECT_EQ(Call("extract " + path + " " + one + " --camera 9 --exposure 0 --size half").result, 0);
   EXPECT_THAT(Files(one), ElementsAre("shot_cam09_exp0_half.jpg"));
-  EXPECT_EQ(support::ReadFile(one + "/shot_cam09_exp0_half.jpg"), support::JpegOf("half", 9, 0));
+  EXPECT_EQ(FileBytes(one + "/shot_cam09_exp0_half.jpg"), support::JpegOf("half", 9, 0));
 
   // Entry 28 is camera 9, exposure 1; the index stands behind the logo of one byte.
-  auto bytes = support::ReadFile(path);
+  auto bytes = FileBytes(path);
   std::fill_n(bytes.begin() + 78089 + 28 * 20, 20, uint8_t{0});
-  support::WriteFile(path, bytes);
+  PutBytes(path, bytes);
   const Outcome holed = Call("extract " + path + " " + row + " --camera 9 --size half");
   EXPECT_EQ(holed.result, 1);
   EXPECT_THAT(holed.text, HasSubstr("cam09_exp1_half is missing"));
@@ -126,11 +122,11 @@ TEST_F(Program, ExtractWritesTheChosenPicturesByteForByte) {
 
 TEST_F(Program, SheetShowsThePicturesUprightAndMarksHoles) {
   const std::string path = Make("shot.ori");
-  auto bytes = support::ReadFile(path);
+  auto bytes = FileBytes(path);
   std::fill_n(bytes.begin() + 78082 + 20, 20, uint8_t{0});  // camera 0, exposure 1
-  support::WriteFile(path, bytes);
+  PutBytes(path, bytes);
   ASSERT_EQ(Call("sheet " + path + " " + (folder_ / "sheet.jpg")).result, 0);
-  const shot::Rgb page = shot::DecodeRgb(support::ReadFile(folder_ / "sheet.jpg"));
+  const shot::Rgb page = shot::DecodeRgb(FileBytes(folder_ / "sheet.jpg"));
   const auto at = [&](int x, int y) { return &page.pixels[3 * static_cast<size_t>(y * page.width + x)]; };
   const int left = 16 + 48, top = 16 + 44 + 24;  // of the first picture
   EXPECT_NEAR(at(left + 100, top + 30)[1], 50, 8) << "the sensor's lower half is the room's upper half";

@@ -7,17 +7,20 @@
 
 namespace {
 
-std::string Judgement(int captureMode, int columnSize, const std::array<ExposureSet, kExposureSets>& sets) {
+// `split` makes the set of one bracket's exposure.
+std::string Judgement(int captureMode, int columnSize, int base, const auto& split) {
   std::array<int32_t, 64> words{};
   const std::pair<size_t, int> constants[] = {{0, 2},   {1, 1},   {2, 2026}, {3, 1}, {4, 1}, {28, captureMode + 2},
                                               {33, 95}, {34, 80}, {41, 32}};
   for (const auto& [word, value] : constants) words[word] = value;
-  for (size_t i = 0; i < sets.size(); ++i) {
+  const auto brackets = LumoBracketExposures(static_cast<BYTE>(captureMode), base);
+  for (size_t i = 0; i < kExposureSets; ++i) {
+    const auto set = LumoMakeExposureSet(static_cast<BYTE>(captureMode), static_cast<int>(i), split(brackets[i]));
     const size_t word = i < 3 ? 10 + 4 * i : 46 + 4 * (i - 3);
-    words[word] = sets[i].shutterLines;
-    words[word + 1] = sets[i].totalLines;
+    words[word] = set.shutterLines;
+    words[word + 1] = set.totalLines;
     words[word + 2] = 2 * columnSize;
-    words[word + 3] = sets[i].gain;
+    words[word + 3] = set.gain;
   }
   shot::Shot shot;
   shot.record = shot::RecordOf(words);
@@ -26,36 +29,26 @@ std::string Judgement(int captureMode, int columnSize, const std::array<Exposure
   return shot::Text(findings.Take());
 }
 
-TEST(RecordCheck, AcceptsEveryAutomaticExposureOfTheCamera) {
-  for (const BYTE captureMode : {0, 2, 4, 6})
-    for (const BYTE strobeMode : {0, 1, 2})
+TEST(RecordCheck, AcceptsEveryExposureOfTheCamera) {
+  for (const BYTE captureMode : {0, 1, 2, 3, 4, 5, 6, 7})
+    for (const BYTE strobeMode : {0, 1, 2}) {
       for (const BYTE isoMode : {0, 1})
         for (int base = captureMode < 2 ? 0x80 : captureMode < 4 ? 0x100 : 0x400; base <= 0x8C780; base += 509) {
-          const auto brackets = LumoBracketExposures(captureMode, base);
-          std::array<ExposureSet, kExposureSets> sets;
-          for (size_t i = 0; i < sets.size(); ++i)
-            sets[i] = LumoMakeExposureSet(captureMode, static_cast<int>(i),
-                                          LumoSplitAutomatic(strobeMode, isoMode, base, brackets[i]));
-          ASSERT_EQ(Judgement(captureMode, kDefaultColumnSize, sets), "")
+          if (captureMode % 2 == 1) break;
+          const auto split = [&](auto bracket) { return LumoSplitAutomatic(strobeMode, isoMode, base, bracket); };
+          ASSERT_EQ(Judgement(captureMode, kDefaultColumnSize, base, split), "")
               << int{captureMode} << " " << int{strobeMode} << " " << int{isoMode} << " base " << base;
         }
-}
-
-TEST(RecordCheck, AcceptsEveryExposureByHand) {
-  for (const BYTE captureMode : {1, 3, 5, 7})
-    for (const BYTE strobeMode : {0, 1, 2})
       for (const int iso : {50, 100, 150, 333, 1600})
         for (int us = 1; us < 20000000; us += us / 40 + 1) {
-          const ExposureRequest request{
-              captureMode, strobeMode, 0, 0, LumoRoundManualExposure(captureMode, strobeMode, us), iso};
-          const ManualExposure manual = LumoPrepareManualExposure(request);
-          const auto brackets = LumoBracketExposures(captureMode, manual.curExposure);
-          std::array<ExposureSet, kExposureSets> sets;
-          for (size_t i = 0; i < sets.size(); ++i)
-            sets[i] = LumoMakeExposureSet(captureMode, static_cast<int>(i), LumoSplitManual(manual, brackets[i]));
-          ASSERT_EQ(Judgement(captureMode, manual.columnSize, sets), "")
+          if (captureMode % 2 == 0) break;
+          const ManualExposure manual = LumoPrepareManualExposure(
+              {captureMode, strobeMode, 0, 0, LumoRoundManualExposure(captureMode, strobeMode, us), iso});
+          const auto split = [&](auto bracket) { return LumoSplitManual(manual, bracket); };
+          ASSERT_EQ(Judgement(captureMode, manual.columnSize, manual.curExposure, split), "")
               << int{captureMode} << " " << int{strobeMode} << " ISO " << iso << " " << us << " us";
         }
+    }
 }
 
 }  // namespace

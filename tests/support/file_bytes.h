@@ -21,7 +21,11 @@ inline std::string FileText(const std::filesystem::path& path) {
   return {bytes.begin(), bytes.end()};
 }
 
-inline void PutText(const std::filesystem::path& path, const std::string& text) {
+inline void PutText(const std::filesystem::path& path, std::string_view text) {
   std::filesystem::create_directories(path.parent_path());
   std::ofstream{path, std::ios::binary} << text;
+}
+
+inline void PutBytes(const std::filesystem::path& path, const std::vector<uint8_t>& bytes) {
+  PutText(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }

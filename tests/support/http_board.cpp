@@ -2,9 +2,9 @@
 
 #include <sstream>
 
-using namespace std::chrono_literals;
+#include "tests/support/file_bytes.h"
 
-HttpBoard::HttpBoard(std::vector<twin::UsbAdapter> usb) : board(twin::BoardOptions{.usb = std::move(usb)}) {}
+using namespace std::chrono_literals;
 
 void HttpBoard::SetUp() { BootAgain(); }
 
@@ -56,6 +56,6 @@ std::string HttpBoard::Fetch(const std::string& name) {
   const HttpAnswer answer = Get("/get_file?filename=" + name, kBulk);
   EXPECT_TRUE(answer.raw == FileAnswer("application/octet-stream", answer.body));
   const std::string path = folder / (name + ".ori");
-  support::WriteFile(path, support::Bytes(answer.body.begin(), answer.body.end()));
+  PutText(path, answer.body);
   return path;
 }

@@ -13,7 +13,8 @@
 
 class HttpBoard : public testing::Test {
  protected:
-  explicit HttpBoard(std::vector<twin::UsbAdapter> usb = {twin::UsbAdapter::Ethernet});
+  explicit HttpBoard(std::vector<twin::UsbAdapter> usb = {twin::UsbAdapter::Ethernet})
+      : board(twin::BoardOptions{.usb = std::move(usb)}) {}
   void SetUp() override;     // boots, and waits for both ports
   void TearDown() override;  // nothing may have been complained of
   void BootAgain();          // after a power-off
@@ -38,8 +39,8 @@ class HttpBoard : public testing::Test {
 
   // Fetches a file by /get_file and keeps the body. Returns where.
   std::string Fetch(const std::string& name);
-  bool SwitchedOff(twin::Duration limit = std::chrono::minutes(1)) {
-    return board.RunUntil([this] { return !board.Powered(); }, limit);
+  bool SwitchedOff() {
+    return board.RunUntil([this] { return !board.Powered(); }, std::chrono::minutes(1));
   }
 
   twin::Board board;

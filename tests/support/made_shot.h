@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -11,14 +13,11 @@ namespace support {
 
 using Bytes = std::vector<uint8_t>;
 
+// A JPEG of pixels of three bytes; subsampling as the encoder numbers it (0 is 4:4:4, 2 is 4:2:0, 3 is gray).
+Bytes JpegFrom(const Bytes& rgb, int width, int height, int subsampling, int quality);
 // A JPEG 4:2:0 whose upper half is light and whose lower half is dark, as a sensor that hangs upside down sees a room.
 // Made once for each size and quality.
 const Bytes& TwoToneJpeg(int width, int height, int quality);
-
-// A JPEG of fine noise, so that its data are dense; subsampling as the encoder numbers it (0 is 4:4:4, 2 is 4:2:0, 3 is
-// gray).
-Bytes NoiseJpeg(int width, int height, int subsampling);
-
 // The JPEG of one place in a made shot: the above with a comment "half 12 1", so that each picture's bytes are its own.
 Bytes JpegOf(const std::string& size, int camera, int exposure);
 
@@ -28,7 +27,7 @@ struct MadeShot {
   int captureMode = 0;  // below 2: 3 exposures, else 6
   bool skippedSection = false;
   bool hasLogo = false;
-  Bytes logo;
+  Bytes logo = {};
   std::function<Bytes(const std::string& size, int camera, int exposure)> jpeg = JpegOf;
   Bytes thumbnail = TwoToneJpeg(408, 306, 80);
   int half = 0;  // 1 or 2: only these cameras of a two-half shot are filled in
@@ -42,16 +41,14 @@ struct MadeShot {
 // A place for files that is new for each test and gone after it.
 class TestFolder {
  public:
-  TestFolder();
-  ~TestFolder();
+  TestFolder() {
+    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
+  }
+  ~TestFolder() { std::filesystem::remove_all(path_); }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
-  std::string path_;
+  std::string path_ = std::filesystem::temp_directory_path() / "lumora-shot-XXXXXX";
 };
-
-// Puts `bytes` into `path`, whatever stood there.
-void WriteFile(const std::string& path, const Bytes& bytes);
-Bytes ReadFile(const std::string& path);
 
 }  // namespace support
