@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <map>
 
 #include "sensor/defaults.h"
 #include "sensor/exposure.h"
@@ -33,14 +32,9 @@ class Description : public ::testing::Test {
   // What has been printed since the last time.
   std::string Printed() {
     const std::string log = board.Log();
-    const std::string text = log.substr(std::min(seen, log.size()));
-    seen = log.size();
-    return text;
+    return log.substr(std::exchange(seen, log.size()));
   }
-  int LinesPrinted() {
-    const std::string printed = Printed();
-    return static_cast<int>(std::count(printed.begin(), printed.end(), '\n'));
-  }
+  long LinesPrinted() { return std::ranges::count(Printed(), '\n'); }
   static HI_S32 Want(HI_U32 width, HI_U32 height) {
     const ISP_CMOS_SENSOR_IMAGE_MODE_S picture = {width, height, 30};
     return cmos_set_image_mode(&picture);
@@ -52,17 +46,13 @@ class Description : public ::testing::Test {
 };
 
 TEST_F(Description, TakesItsModeFromThePictureAndWantsAStartOnlyForAnother) {
-  struct Row {
-    HI_U32 width, height;
-    HI_S32 answer;
-    int mode;
-  };
+  using Row = std::tuple<HI_U32, HI_U32, HI_S32, int>;  // width and height; the answer, and the mode then
   const auto ask = [](const std::vector<Row>& rows) {
-    for (const Row& row : rows) {
-      EXPECT_EQ(Want(row.width, row.height), row.answer) << row.width << " " << row.height;
-      EXPECT_EQ(gu8SensorImageMode, row.mode);
+    for (const auto& [width, height, answer, mode] : rows) {
+      EXPECT_EQ(Want(width, height), answer) << width << " " << height;
+      EXPECT_EQ(gu8SensorImageMode, mode);
       EXPECT_EQ(cmos_set_wdr_mode(0), 0);
-      EXPECT_EQ(gu32FullLinesStd, row.mode == 0 ? 3120u : 2200u);
+      EXPECT_EQ(gu32FullLinesStd, mode == 0 ? 3120u : 2200u);
     }
   };
   On([&] {
@@ -109,38 +99,31 @@ TEST_F(Description, WritesAllOfTheChipsTimingOrNothing) {
 }
 
 TEST_F(Description, TurnsRatesIntoPeriodAndLines) {
-  struct Row {
-    HI_U8 mode;
-    HI_FLOAT rate;
-    uint32_t period, lines;
+  struct Mode {
+    uint32_t fastest, period, lines;  // rate, its period, lines at one frame a second
   };
-  const Row rows[] = {{0, 30, 2402400, 3640},      {0, 35, 2059200, 3120}, {0, 0.5, 144144000, 218400},
-                      {1, 40, 3997696, 3080},      {1, 20, 7995392, 6160}, {2, 30, 2402400, 2200},
-                      {2, 0.5, 144144000, 132000}, {3, 15, 4804800, 1036}, {3, 0.5, 144144000, 31104},
-                      {4, 60, 3997696, 2200},      {4, 30, 7995392, 4400}, {5, 30, 7995392, 4550},
-                      {5, 0.5, 479723520, 273000}};
-  const std::pair<HI_U8, HI_FLOAT> refused[] = {{0, 35.5f}, {1, 41}, {2, 31},    {3, 15.5f}, {4, 60.5f},
-                                                {5, 60.5f}, {0, -1}, {0, 0.49f}, {0, NAN}};
+  const Mode modes[] = {{35, 2059200, 109200}, {40, 3997696, 123200}, {30, 2402400, 66000},
+                        {15, 4804800, 15552},  {60, 3997696, 132000}, {60, 3997696, 136500}};
   On([&] {
     AE_SENSOR_DEFAULT_S exposure = {};
-    for (const Row& row : rows) {
-      SCOPED_TRACE(std::to_string(row.mode) + " " + std::to_string(row.rate));
-      gu8SensorImageMode = row.mode;
-      EXPECT_EQ(cmos_fps_set(row.rate, &exposure), 0);
-      EXPECT_EQ(FramePeriod(), row.period);
-      EXPECT_EQ(gu32FullLinesStd, row.lines);
-      EXPECT_EQ(exposure.u32FullLinesStd, row.lines);
-      EXPECT_EQ(exposure.u32MaxIntTime, row.lines - 8);
-      EXPECT_EQ(exposure.u32LinesPer500ms, static_cast<uint32_t>(row.lines * row.rate / 2));
-      EXPECT_EQ(exposure.f32Fps, row.rate);
-    }
-    Printed();
-    for (const auto& [mode, rate] : refused) {
-      gu8SensorImageMode = mode;
-      EXPECT_EQ(cmos_fps_set(rate, &exposure), -1) << rate;
+    for (const Mode& mode : modes) {
+      gu8SensorImageMode = static_cast<HI_U8>(&mode - modes);
+      for (const HI_FLOAT rate : {static_cast<HI_FLOAT>(mode.fastest), 10.0f, 0.5f}) {
+        SCOPED_TRACE(std::to_string(mode.fastest) + " " + std::to_string(rate));
+        const auto lines = static_cast<uint32_t>(mode.lines / rate);
+        EXPECT_EQ(cmos_fps_set(rate, &exposure), 0);
+        EXPECT_EQ(FramePeriod(), static_cast<uint32_t>(static_cast<double>(mode.period) * mode.fastest / rate));
+        EXPECT_THAT((std::array{gu32FullLines, exposure.u32FullLinesStd, exposure.u32MaxIntTime + 8}), Each(lines));
+        EXPECT_EQ(exposure.u32LinesPer500ms, static_cast<uint32_t>(lines * rate / 2));
+        EXPECT_EQ(exposure.f32Fps, rate);
+      }
+      Printed();
+      for (const HI_FLOAT rate : {static_cast<HI_FLOAT>(mode.fastest) + 0.5f, -1.0f, 0.49f, NAN}) {
+        EXPECT_EQ(cmos_fps_set(rate, &exposure), -1) << rate;
+      }
+      EXPECT_EQ(LinesPrinted(), 4);
     }
     EXPECT_EQ(board.LogCount("Not support Fps: 35.500000\n"), 1u);
-    EXPECT_EQ(LinesPrinted(), 9);
     EXPECT_EQ(FramePeriod(), 479723520u);
     EXPECT_EQ(exposure.u32FullLinesStd, 273000u);
 
@@ -181,57 +164,41 @@ TEST_F(Description, BoundsExposuresAndOffersWhatHasChanged) {
     EXPECT_EQ(Want(3264, 2448), 0);
     EXPECT_EQ(changed().size(), 11u) << "all of it for another start";
 
-    struct Row {
-      HI_U8 mode;
-      HI_U32 lines, exposure, value;
-    };
-    for (const Row& row : std::vector<Row>{{0, 3120, 1000, 2120},
-                                           {0, 3120, 3111, 9},
-                                           {0, 3120, 3120, 8},
-                                           {0, 3120, ~0u, 8},
-                                           {0, 3120, 5, 3115},
-                                           {0, 3120, 4, 3115},
-                                           {0, 3120, 0, 3115},
-                                           {5, 3120, 3111, 10},
-                                           {0, 0x3FFFF, 1000, 0xFFFF},
-                                           {0, 2, 1, 0}}) {
-      gu8SensorImageMode = row.mode;
-      gu32FullLines = row.lines;
-      cmos_inttime_update(row.exposure);
+    const HI_U32 rows[][4] = {{0, 3120, 3111, 9}, {0, 3120, 3120, 8},  {0, 3120, ~0u, 8}, {0, 3120, 5, 3115},
+                              {0, 3120, 4, 3115}, {5, 3120, 3111, 10}, {0, 2, 1, 0},      {0, 0x3FFFF, 1000, 0xFFFF}};
+    for (const auto& [mode, lines, exposure, value] : rows) {
+      gu8SensorImageMode = static_cast<HI_U8>(mode);
+      gu32FullLines = lines;
+      cmos_inttime_update(exposure);
       EXPECT_EQ(cmos_get_sns_regs_info(&list), 0);
-      EXPECT_EQ(list.astRegs[0].u32Data | list.astRegs[1].u32Data << 8, row.value) << row.exposure;
+      EXPECT_EQ(list.astRegs[0].u32Data | list.astRegs[1].u32Data << 8, value) << exposure;
     }
   });
 }
 
-// Every gain that is asked for, against the gains that are there at all.
 TEST_F(Description, GivesTheNearestGainBelow) {
-  On([] {
-    const auto analog = [](HI_U32 gain) {
-      HI_U32 value = 0xDEAD;
-      EXPECT_EQ(cmos_again_calc_table(&gain, &value), 0);
-      return std::pair(gain, value);
-    };
-    std::map<HI_U32, HI_U32> gains;
-    for (HI_U32 gain = 1024; gain <= 22528; gain++) gains.insert(analog(gain));
-    ASSERT_EQ(gains.size(), 123u);
-    for (HI_U32 i = 0; const auto& [gain, value] : gains) {
-      EXPECT_EQ(value, 16 * i++) << gain;
-      EXPECT_EQ(analog(gain).first, gain);
-      EXPECT_LT(analog(gain - 1).first, gain == 1024 ? 1025 : gain);
+  using Answer = std::pair<HI_U32, HI_U32>;  // the gain and its register value
+  const auto ask = [](HI_S32 (*of)(HI_U32*, HI_U32*), HI_U32 gain) {
+    HI_U32 value = 0xDEAD;
+    EXPECT_EQ(of(&gain, &value), 0);
+    return Answer(gain, value);
+  };
+  On([&] {
+    Answer below = {1024, 0};
+    for (HI_U32 value = 0; value <= 0x7A0; value += 16) {
+      const HI_U32 gain = 1024 * 2048 / (2048 - value);
+      EXPECT_EQ(ask(cmos_again_calc_table, gain - 1), below);
+      below = {gain, value};
+      EXPECT_EQ(ask(cmos_again_calc_table, gain), below);
     }
-    EXPECT_EQ(analog(0).first, 1024u);
-    EXPECT_EQ(analog(0x5554).second, 0x790u);
-    for (const HI_U32 gain : {0x5555u, 22528u, ~0u}) EXPECT_EQ(analog(gain), std::pair(0x5555u, 0x7A0u));
-
-    const HI_U32 steps[][3] = {{0, 0x400, 0},       {0x7FF, 0x400, 0},   {0x800, 0x800, 1},   {0xFFF, 0x800, 1},
-                               {0x1000, 0x1000, 2}, {0x1FFF, 0x1000, 2}, {0x2000, 0x2000, 3}, {~0u, 0x2000, 3}};
-    for (const auto& [wanted, given, step] : steps) {
-      HI_U32 gain = wanted, its = 9;
-      EXPECT_EQ(cmos_dgain_calc_table(&gain, &its), 0);
-      EXPECT_EQ(gain, given) << wanted;
-      EXPECT_EQ(its, step) << wanted;
+    for (const HI_U32 gain : {22528u, ~0u}) EXPECT_EQ(ask(cmos_again_calc_table, gain), below);
+    below = {0x400, 0};
+    for (HI_U32 step = 0; step <= 3; step++) {
+      EXPECT_EQ(ask(cmos_dgain_calc_table, (0x400 << step) - 1), below);
+      below = {0x400 << step, step};
+      EXPECT_EQ(ask(cmos_dgain_calc_table, 0x400 << step), below);
     }
+    EXPECT_EQ(ask(cmos_dgain_calc_table, ~0u), below);
   });
 }
 
