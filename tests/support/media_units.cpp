@@ -103,6 +103,8 @@ const R* MediaUnits::Spoilt(R record) {
 void MediaUnits::Bind(MPP_CHN_S from, MPP_CHN_S to) { Ok(HI_MPI_SYS_Bind(&from, &to)); }
 
 void MediaUnits::StartSystem() {
+  if (thorough) Ok(HI_MPI_SYS_Exit());
+  if (thorough) Ok(HI_MPI_VB_Exit());
   Ok(HI_MPI_VB_SetConf(Spoilt(PoolsRecord())));
   Ok(HI_MPI_VB_Init());
   Ok(HI_MPI_SYS_SetConf(Spoilt(MPP_SYS_CONF_S{64})));
@@ -118,13 +120,14 @@ void MediaUnits::StartReceiver() {
 }
 
 void MediaUnits::StartIsp() {
-  constexpr SENSOR_ID kSensor = 7;
-  ALG_LIB_S exposure = {0, "hisi_ae_lib"}, white = {0, "hisi_awb_lib"};
+  constexpr SENSOR_ID kSensor = 226;
+  ALG_LIB_S exposure = {0, "hisi_ae_lib"}, white = {0, "hisi_awb_lib"}, focus = {0, "hisi_af_lib"};
   Ok(HI_MPI_ISP_SensorRegCallBack(0, kSensor, &kIsp));
   Ok(HI_MPI_AE_SensorRegCallBack(0, &exposure, kSensor, &kExposure));
   Ok(HI_MPI_AWB_SensorRegCallBack(0, &white, kSensor, &kWhiteBalance));
   Ok(HI_MPI_AE_Register(0, &exposure));
   Ok(HI_MPI_AWB_Register(0, &white));
+  if (thorough) Ok(HI_MPI_AF_Register(0, &focus));
   Ok(HI_MPI_ISP_MemInit(0));
   const ISP_WDR_MODE_S mode = {WDR_MODE_NONE};
   Ok(HI_MPI_ISP_SetWDRMode(0, &mode));
@@ -135,12 +138,25 @@ void MediaUnits::StartIsp() {
 }
 
 void MediaUnits::StartInput() {
+  const VI_WDR_ATTR_S wdr = {WDR_MODE_NONE, HI_FALSE};
+  ISP_WDR_MODE_S mode = {};
+  if (thorough) Ok(HI_MPI_ISP_GetWDRMode(0, &mode));
   Ok(HI_MPI_VI_SetDevAttr(0, Spoilt(DeviceRecord())));
+  if (thorough) Ok(HI_MPI_VI_SetWDRAttr(0, &wdr));
   Ok(HI_MPI_VI_EnableDev(0));
-  Ok(HI_MPI_VI_SetDCIParam(0, Spoilt(VI_DCI_PARAM_S{HI_FALSE})));
-  Ok(HI_MPI_VI_SetCSCAttr(0, Spoilt(VI_CSC_ATTR_S{VI_CSC_TYPE_601})));
   Ok(HI_MPI_VI_SetChnAttr(0, Spoilt(ChannelRecord())));
   Ok(HI_MPI_VI_EnableChn(0));
+  ISP_REG_ATTR_S layout = {};
+  PQ_BIN_MODULE_S module = {0x3519A, {}};
+  VI_DCI_PARAM_S contrast = {};
+  VI_CSC_ATTR_S matrix = {};
+  if (thorough) Ok(HI_MPI_ISP_GetISPRegAttr(0, &layout));
+  std::memcpy(&module.stPqBinIsp, &layout, sizeof layout);
+  if (thorough) Ok(HI_PQ_BIN_Init(&module));
+  if (thorough) Ok(HI_MPI_VI_GetDCIParam(0, &contrast));
+  Ok(HI_MPI_VI_SetDCIParam(0, Spoilt(VI_DCI_PARAM_S{HI_FALSE})));
+  if (thorough) Ok(HI_MPI_VI_GetCSCAttr(0, &matrix));
+  Ok(HI_MPI_VI_SetCSCAttr(0, Spoilt(VI_CSC_ATTR_S{VI_CSC_TYPE_601})));
 }
 
 void MediaUnits::StartVpss() {
@@ -157,6 +173,10 @@ void MediaUnits::StartVpss() {
 void MediaUnits::StartEncoder(VENC_CHN channel) {
   const VENC_CHN_ATTR_S attr = {{PT_JPEG, *Spoilt(JpegRecord(channel))}};
   Ok(HI_MPI_VENC_CreateChn(channel, &attr));
+  VENC_PARAM_JPEG_S quality = {};
+  if (thorough) Ok(HI_MPI_VENC_GetJpegParam(channel, &quality));
+  quality.u32Qfactor = channel == 0 ? 95 : 85;
+  if (thorough) Ok(HI_MPI_VENC_SetJpegParam(channel, &quality));
   Bind(VpssEnd(channel), EncoderEnd(channel));
 }
 

@@ -54,6 +54,7 @@ struct MediaUnits {
 
   std::function<void(Record)> spoil = [](Record) {};
   std::optional<int> refused;
+  bool thorough = false;  // makes the calls too that no picture needs
   std::vector<std::string> complaints;
   twin::Kernel kernel;
   twin::Faults faults{kernel};
