@@ -138,22 +138,9 @@ struct Road {
   }
   void SetUp(int lensType = 0) {
     Ready();
-    for (const auto& [address, value] : {std::pair{0x02, 0x19},
-                                         {0x04, 0x02},
-                                         {0x05, 0x03},
-                                         {0x06, 0x01},
-                                         {0x09, 0x01},
-                                         {0x0A, 0x01},
-                                         {0x14, 0xC2},
-                                         {0x15, 0x4C},
-                                         {0x36, 0x2C},
-                                         {0x17, 0x2B},
-                                         {0x18, 0x2B},
-                                         {0x19, 0x0C},
-                                         {0x1E, 0x0A},
-                                         {0x1F, 0x0A}}) {
-      Sensor(address, value);
-    }
+    const int receivers[] = {0x0219, 0x0402, 0x0503, 0x0601, 0x0901, 0x0A01, 0x14C2,
+                             0x154C, 0x362C, 0x172B, 0x182B, 0x190C, 0x1E0A, 0x1F0A};  // register and value
+    for (const int word : receivers) Sensor(word >> 8, word & 0xFF);
     Table("reg20_table_a.bin", lensType);
     Table("reg20_table_b.bin", lensType);
     Sensor(0x3820, 0x06, 0);

@@ -20,17 +20,12 @@ ExposureRequest Manual(BYTE captureMode, int manualExpsUs, int manualIso = 100, 
   return {captureMode, strobeMode, 0, 0, manualExpsUs, manualIso};
 }
 
-// --- manual ---
-
 TEST(ManualExposure, GainFollowsIsoByTruncatedHalving) {
-  struct Case {
-    int iso, gain_a, gain_b;
-  };
-  for (const Case& c :
-       {Case{100, 16, 1}, {150, 24, 1}, {199, 31, 1}, {200, 16, 2}, {320, 25, 2}, {-7, 16, 1}, {6400, 16, 16}}) {
-    const ManualExposure manual = LumoPrepareManualExposure(Manual(1, 10000, c.iso));
-    EXPECT_EQ(manual.gain_a, c.gain_a) << c.iso;
-    EXPECT_EQ(manual.gain_b, c.gain_b) << c.iso;
+  const int rows[][3] = {{100, 16, 1}, {150, 24, 1}, {199, 31, 1},  {200, 16, 2},
+                         {320, 25, 2}, {-7, 16, 1},  {6400, 16, 16}};
+  for (const auto& [iso, gain_a, gain_b] : rows) {
+    const ManualExposure manual = LumoPrepareManualExposure(Manual(1, 10000, iso));
+    EXPECT_THAT((std::array{manual.gain_a, manual.gain_b}), ElementsAre(gain_a, gain_b)) << iso;
   }
 }
 
@@ -59,23 +54,20 @@ TEST(ManualExposure, LongTimesStretchTheRows) {
 }
 
 TEST(ManualExposure, RoundsToTheLightsPeriods) {
-  struct Case {
-    BYTE mode, strobe;
-    int us, rounded;
-  };
-  for (const Case& c : std::vector<Case>{
-           {1, 0, 12345, 12345},     {1, 1, 4999, 4999},       {1, 1, 5000, 10000},     {1, 1, 14999, 10000},
-           {1, 1, 15000, 20000},     {1, 1, 27999, 30000},     {1, 1, 28000, 40000},    {1, 1, 59999, 40000},
-           {1, 1, 60000, 80000},     {1, 1, 9000000, 8800000}, {3, 1, 13999, 10000},    {3, 1, 14000, 20000},
-           {3, 1, 27999, 20000},     {3, 1, 28000, 40000},     {3, 1, 55999, 40000},    {3, 1, 56000, 80000},
-           {3, 1, 300000, 320000},   {5, 1, 13999, 10000},     {5, 1, 14000, 20000},    {5, 1, 55999, 60000},
-           {5, 1, 56000, 80000},     {5, 1, 223999, 240000},   {5, 1, 224000, 320000},  {1, 2, 4999, 4999},
-           {1, 2, 5000, 8333},       {1, 2, 12499, 16666},     {1, 2, 23999, 24999},    {1, 2, 24000, 33333},
-           {1, 2, 9000000, 8866711}, {3, 2, 11999, 8333},      {3, 2, 12000, 16667},    {3, 2, 48000, 66667},
-           {5, 2, 47999, 50001},     {5, 2, 48000, 66667},     {5, 2, 192000, 266667},  {7, 1, 224000, 320000},
-           {1, 3, 5000, 8333},       {5, 1, INT_MAX, 8800000}, {1, 2, INT_MAX, 8866711}}) {
-    EXPECT_EQ(LumoRoundManualExposure(c.mode, c.strobe, c.us), c.rounded)
-        << "mode " << int{c.mode} << " strobe " << int{c.strobe} << " us " << c.us;
+  const int rows[][4] = {
+      {1, 0, 12345, 12345},     {1, 1, 4999, 4999},       {1, 1, 5000, 10000},     {1, 1, 14999, 10000},
+      {1, 1, 15000, 20000},     {1, 1, 27999, 30000},     {1, 1, 28000, 40000},    {1, 1, 59999, 40000},
+      {1, 1, 60000, 80000},     {1, 1, 9000000, 8800000}, {3, 1, 13999, 10000},    {3, 1, 14000, 20000},
+      {3, 1, 27999, 20000},     {3, 1, 28000, 40000},     {3, 1, 55999, 40000},    {3, 1, 56000, 80000},
+      {3, 1, 300000, 320000},   {5, 1, 13999, 10000},     {5, 1, 14000, 20000},    {5, 1, 55999, 60000},
+      {5, 1, 56000, 80000},     {5, 1, 223999, 240000},   {5, 1, 224000, 320000},  {1, 2, 4999, 4999},
+      {1, 2, 5000, 8333},       {1, 2, 12499, 16666},     {1, 2, 23999, 24999},    {1, 2, 24000, 33333},
+      {1, 2, 9000000, 8866711}, {3, 2, 11999, 8333},      {3, 2, 12000, 16667},    {3, 2, 48000, 66667},
+      {5, 2, 47999, 50001},     {5, 2, 48000, 66667},     {5, 2, 192000, 266667},  {7, 1, 224000, 320000},
+      {1, 3, 5000, 8333},       {5, 1, INT_MAX, 8800000}, {1, 2, INT_MAX, 8866711}};
+  for (const auto& [mode, strobe, us, rounded] : rows) {
+    EXPECT_EQ(LumoRoundManualExposure(static_cast<BYTE>(mode), static_cast<BYTE>(strobe), us), rounded)
+        << "mode " << mode << " strobe " << strobe << " us " << us;
   }
 }
 
@@ -92,14 +84,13 @@ TEST(AutomaticExposure, BringsTheSceneToItsTarget) {
 }
 
 TEST(AutomaticExposure, LimitsHoldWhateverTheLayersReport) {
-  const std::vector<std::pair<BYTE, int>> shortest = {{0, 0x80}, {2, 0x100}, {4, 0x400}, {6, 0x400}};
-  for (const auto& [mode, least] : shortest) {
-    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 1, 255), least);
-    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), -1, 100), least);  // failed read
-    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), -1, 0), least);
-    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 0, 0), least);
-    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 5000, 0), 0x8C780);  // nothing seen at all
-    EXPECT_EQ(LumoAutomaticExposure(Automatic(mode), 0xFFFFFF, 1), 0x8C780);
+  for (const auto& [mode, least] : {std::pair{0, 0x80}, {2, 0x100}, {4, 0x400}, {6, 0x400}}) {
+    const ExposureRequest request = Automatic(static_cast<BYTE>(mode));
+    for (const auto& [exposure, average] : {std::pair{1, 255}, {-1, 100}, {-1, 0}, {0, 0}}) {  // -1: a failed read
+      EXPECT_EQ(LumoAutomaticExposure(request, exposure, average), least);
+    }
+    EXPECT_EQ(LumoAutomaticExposure(request, 5000, 0), 0x8C780);  // nothing seen at all
+    EXPECT_EQ(LumoAutomaticExposure(request, 0xFFFFFF, 1), 0x8C780);
   }
 }
 
@@ -127,72 +118,55 @@ TEST(AutomaticExposure, FlickerStepsDoubleWithTheValue) {
 
 // --- brackets ---
 
-TEST(Brackets, FollowTheCaptureMode) {
-  for (const BYTE mode : {0, 1})
-    EXPECT_THAT(LumoBracketExposures(mode, 1003), ElementsAre(250, 1003, 4012, 4012, 4012, 4012));
-  for (const BYTE mode : {2, 3})
-    EXPECT_THAT(LumoBracketExposures(mode, 1003), ElementsAre(125, 250, 501, 1003, 2006, 4012));
-  for (const BYTE mode : {4, 5, 6, 7, 255}) {
-    EXPECT_THAT(LumoBracketExposures(mode, 1003), ElementsAre(31, 125, 501, 1003, 2006, 4012));
-  }
-}
+using Wanted = std::array<int, 4>;  // exposure; both gains and the shutter for it
 
-// --- shutter and gain ---
-
-struct Wanted {
-  BYTE strobe, iso;
-  int base, exposure, gain_a, gain_b, shutter;
-};
-
-void ExpectSplits(const std::vector<Wanted>& splits) {
-  for (const Wanted& w : splits) {
-    const ExposureSplit split = LumoSplitAutomatic(w.strobe, w.iso, w.base, w.exposure);
-    EXPECT_THAT((std::array{split.gain_a, split.gain_b, split.shutter}), ElementsAre(w.gain_a, w.gain_b, w.shutter));
+void ExpectSplits(BYTE strobe, BYTE iso, int base, const std::vector<Wanted>& splits) {
+  for (const auto& [exposure, gain_a, gain_b, shutter] : splits) {
+    const ExposureSplit split = LumoSplitAutomatic(strobe, iso, base, exposure);
+    EXPECT_THAT((std::array{split.gain_a, split.gain_b, split.shutter}), ElementsAre(gain_a, gain_b, shutter));
   }
 }
 
 TEST(Split, Plain) {
-  const int base = 0x8C780;
   // Hand-held: steps of 0x400, 0x480, 0x500, 0x600, 0x700, 0x800 and 0x910 rows, each with its own least exposure.
-  ExpectSplits({{0, 0, base, 0x20, 16, 1, 0x20},
-                {0, 0, base, 0x3FFF, 16, 1, 0x3FFF},
-                {0, 0, base, 0x4000, 16, 1, 0x4000},
-                {0, 0, base, 0x50FF, 20, 1, 16588},
-                {0, 0, base, 0x5100, 18, 1, 0x4800},
-                {0, 0, base, 0x6400, 20, 1, 0x5000},
-                {0, 0, base, 0x9000, 24, 1, 0x6000},
-                {0, 0, base, 0xC400, 28, 1, 0x7000},
-                {0, 0, base, 0x10000, 16, 2, 0x8000},
-                {0, 0, base, 0x143FF, 20, 2, 33177},
-                {0, 0, base, 0x14400, 18, 2, 36864},
-                {0, 0, base, 0x231E00, 31, 32, 37120}});
+  ExpectSplits(0, 0, 0x8C780,
+               {{0x20, 16, 1, 0x20},
+                {0x3FFF, 16, 1, 0x3FFF},
+                {0x4000, 16, 1, 0x4000},
+                {0x50FF, 20, 1, 16588},
+                {0x5100, 18, 1, 0x4800},
+                {0x6400, 20, 1, 0x5000},
+                {0x9000, 24, 1, 0x6000},
+                {0xC400, 28, 1, 0x7000},
+                {0x10000, 16, 2, 0x8000},
+                {0x143FF, 20, 2, 33177},
+                {0x14400, 18, 2, 36864},
+                {0x231E00, 31, 32, 37120}});
   // On a tripod.
-  ExpectSplits(
-      {{0, 1, base, 0x20, 16, 1, 0x20}, {0, 1, base, 0x78700, 16, 1, 0x78700}, {0, 1, base, 0x231E00, 19, 4, 484513}});
+  ExpectSplits(0, 1, 0x8C780, {{0x20, 16, 1, 0x20}, {0x78700, 16, 1, 0x78700}, {0x231E00, 19, 4, 484513}});
   // A second half without a measurement divides by nothing.
-  ExpectSplits({{0, 0, 0, 0, 16, 1, 0x20}, {1, 0, 0, 0, 16, 1, 0x20}, {2, 0, 0, 0, 16, 1, 0x20}});
+  for (const BYTE strobe : {0, 1, 2}) ExpectSplits(strobe, 0, 0, {{0, 16, 1, 0x20}});
 }
 
 TEST(Split, FlickerRuleLooksAtTheBaseAndWantsWholePeriods) {
-  const int base = 0x9A8;
-  ExpectSplits({{1, 0, base, 1236, 16, 1, 1236},               // under a period: no rule
-                {1, 0, base, 4944, 16, 1, 309 * 16},           // one period
-                {1, 0, base, 19 * 309, 19, 1, 309 * 16},       // 16 to 18 do not divide it
-                {1, 0, base, 19776, 16, 1, 4 * 309 * 16},      // first gain that fits wins
-                {1, 0, base, 256 * 309, 16, 2, 8 * 309 * 16},  // eight periods are the limit
-                {1, 0, base, 4 * 0x256B0, 31, 8, 8 * 309 * 16},
-                {1, 0, base, 680 * 309, 17, 8, 5 * 309 * 16},  // of all gains only 8 x 17 fits
-                {1, 0, base, 20 * 309 + 5, 20, 1, 4948},       // none, as when the light changed between two halves
-                {1, 0, base - 1, 0x5100, 18, 1, 0x4800}});     // below that base the plain rule holds
+  constexpr int period = 309;
+  ExpectSplits(1, 0, 0x9A8,
+               {{1236, 16, 1, 1236},                     // under a period: no rule
+                {4944, 16, 1, period * 16},              // one period
+                {19 * period, 19, 1, period * 16},       // 16 to 18 do not divide it
+                {19776, 16, 1, 4 * period * 16},         // first gain that fits wins
+                {256 * period, 16, 2, 8 * period * 16},  // eight periods are the limit
+                {4 * 0x256B0, 31, 8, 8 * period * 16},
+                {680 * period, 17, 8, 5 * period * 16},  // of all gains only 8 x 17 fits
+                {20 * period + 5, 20, 1, 4948}});        // none: the light changed in between
+  ExpectSplits(1, 0, 0x9A7, {{0x5100, 18, 1, 0x4800}});  // below that base the plain rule holds
   // On a tripod 64 periods with a gain of 112 are the first fit for the longest bracket.
-  const ExposureSplit longest = LumoSplitAutomatic(1, 1, 0x87300, 4 * 0x87300);
-  EXPECT_EQ(longest.gain_a * longest.gain_b, 112);
-  EXPECT_EQ(longest.shutter, 64 * 309 * 16);
+  ExpectSplits(1, 1, 0x87300, {{4 * 0x87300, 28, 4, 64 * period * 16}});
   // Dark and hand-held the search finds nothing; taken at its word it leaves a shutter of 0 to divide by.
-  ExpectSplits({{1, 0, 0x26A00, 4 * 0x26A00, 16, 16, 8 * 309 * 16},
-                {1, 0, 0x87300, 4 * 0x87300, 28, 32, 8 * 309 * 16},
-                {2, 0, 0x20200, 4 * 0x20200, 16, 16, 8 * 257 * 16},
-                {2, 0, 0x78780, 4 * 0x78780, 30, 32, 8 * 257 * 16}});
+  for (const auto& [strobe, base, gain_a, gain_b] :
+       {Wanted{1, 0x26A00, 16, 16}, {1, 0x87300, 28, 32}, {2, 0x20200, 16, 16}, {2, 0x78780, 30, 32}}) {
+    ExpectSplits(static_cast<BYTE>(strobe), 0, base, {{4 * base, gain_a, gain_b, 8 * (strobe == 1 ? 309 : 257) * 16}});
+  }
 }
 
 // Every base that a measurement can give, in every setting: light is kept, limits hold, the sensor has the codes.

@@ -4,38 +4,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <vector>
 
 namespace {
 
-// By whole stops of gain above unity, in the order of the records' fields.
-constexpr std::array<std::array<int, 8>, 23> kTables = {{
-    {128, 136, 156, 176, 208, 255, 255, 255},
-    {72, 72, 20},
-    {58, 58, 22},
-    {80, 80, 80, 32, 32, 32, 32, 32},
-    {48, 48, 16},
-    {48, 48, 16},
-    {24, 24, 8},
-    {16, 16, 16, 16, 16, 16, 16, 16},
-    {0, 1, 1, 1, 1, 1, 1, 1},
-    {12},
-    {56},
-    {32},
-    {32},
-    {10, 56, 56, 56, 56, 56, 56, 56},
-    {0, 32, 32, 32, 32, 32, 32, 32},
-    {16, 4, 4, 4, 4, 4, 4, 4},
-    {50, 255, 255, 255, 255, 255, 255, 255},
-    {50, 255, 255, 255, 255, 255, 255, 255},
-    {140, 130, 130, 130, 130, 130, 130, 130},
-    {160, 110, 110, 110, 110, 110, 110, 110},
-    {200, 150, 150, 150, 150, 150, 150, 150},
-    {240, 180, 180, 180, 180, 180, 180, 180},
-    {255, 255, 255, 255, 255, 255, 255, 255},
-}};
+// At the first three whole stops of gain above unity, and at all further ones; in the order of the records' fields. The
+// noise threshold alone goes on.
+constexpr int kNoise[] = {128, 136, 156, 176, 208, 255, 255, 255};
+constexpr int kTables[][4] = {{72, 72, 20, 0},      {58, 58, 22, 0},      {80, 80, 80, 32},     {48, 48, 16, 0},
+                              {48, 48, 16, 0},      {24, 24, 8, 0},       {16, 16, 16, 16},     {0, 1, 1, 1},
+                              {12, 0, 0, 0},        {56, 0, 0, 0},        {32, 0, 0, 0},        {32, 0, 0, 0},
+                              {10, 56, 56, 56},     {0, 32, 32, 32},      {16, 4, 4, 4},        {50, 255, 255, 255},
+                              {50, 255, 255, 255},  {140, 130, 130, 130}, {160, 110, 110, 110}, {200, 150, 150, 150},
+                              {240, 180, 180, 180}, {255, 255, 255, 255}};
 
 std::vector<int> ValuesAt(int gain) {
   BYTE thresh = 0;
@@ -57,12 +39,13 @@ TEST(IspParams, EveryFieldIsItsColumnOrTheMixOfTwo) {
   for (const int gain : {-3, 0, 15, 16, 24, 32, 40, 64, 96, 128, 200, 256, 512, 700, 1024, 2048, 1 << 30}) {
     const double stop = gain <= 16 ? 0 : std::min(std::log2(gain / 16.0), 6.99999);
     const auto column = static_cast<size_t>(stop);
-    std::vector<int> expected;
-    for (const auto& table : kTables) {
-      const double mix = table[column] * (1 - (stop - static_cast<double>(column))) +
-                         table[column + 1] * (stop - static_cast<double>(column));
-      expected.push_back(static_cast<int>(mix + 0.5));
-    }
+    const auto mix = [&](int left, int right) {
+      const double part = stop - static_cast<double>(column);
+      return static_cast<int>(left * (1 - part) + right * part + 0.5);
+    };
+    std::vector<int> expected = {mix(kNoise[column], kNoise[column + 1])};
+    for (const auto& row : kTables)
+      expected.push_back(mix(row[std::min(column, size_t{3})], row[std::min(column + 1, size_t{3})]));
     EXPECT_EQ(ValuesAt(gain), expected) << "gain " << gain;
   }
 }
