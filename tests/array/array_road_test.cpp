@@ -101,12 +101,9 @@ TEST_F(ArrayRoad, TheDeviceOpensAndCloses) {
 
 TEST_F(ArrayRoad, MuteKeepsTheBuzzerFromSoundingAndNothingElse) {
   Road road;
-  road.Pin(0x12140008, true);
-  road.Pin(0x12140008, false);
+  for (const bool high : {true, false, true}) road.Pin(0x12140008, high);
   EXPECT_TRUE(SameRoad(road.lines, RoadOf([] {
-                         LumoGpioSetBuzzerOff(0, 1);
-                         LumoGpioSetBuzzerOff(1, 1);
-                         LumoGpioSetBuzzerOff(0, 0);
+                         for (const BYTE mute : {1, 0}) LumoGpioSetBuzzerOff(0, mute), LumoGpioSetBuzzerOff(1, mute);
                        })));
 }
 
@@ -126,21 +123,17 @@ TEST_F(ArrayRoad, WakesRestsAndComesBackFromAPowerCycle) {
                        })));
 }
 
-// Sensors that answer wrongly once or twice only make lines.
 TEST_F(ArrayRoad, WrongChipIdsAreAskedForTwiceAndTold) {
   int asked = 0;
   tap.answer = [&](int layer, int code) {
     const bool odd = tap.askedLayer == 0 && tap.askedCamera == 8 && (code == 0x45 || code == 0x46);
-    if (odd && asked++ != 1) return 0x77;  // its first byte once, its second twice
-    return Answer(layer, code);
+    return odd && asked++ != 1 ? 0x77 : Answer(layer, code);  // its first byte once, its second twice
   };
-  const auto made = RoadOf([] { EXPECT_EQ(LumoFpgaInit(), 0); }, "log");
   Road road;
-  const std::string who = " layIdx = 0, camIdx = 8, readReg = 119";
-  road.Log("LumoFpgaInit", "LumoSpiCciRead 0x300B(0x88) error," + who);
-  road.Log("LumoFpgaInit", "LumoSpiCciRead 0x300C(0x65) error," + who);
-  road.Log("LumoFpgaInit", "LumoSpiCciRead 0x300C(0x65) error again," + who);
-  EXPECT_TRUE(SameRoad(road.lines, made));
+  for (const char* what : {"0x300B(0x88) error", "0x300C(0x65) error", "0x300C(0x65) error again"}) {
+    road.Log("LumoFpgaInit", std::string("LumoSpiCciRead ") + what + ", layIdx = 0, camIdx = 8, readReg = 119");
+  }
+  EXPECT_TRUE(SameRoad(road.lines, RoadOf([] { EXPECT_EQ(LumoFpgaInit(), 0); }, "log")));
   EXPECT_EQ(asked, 4);
 }
 
@@ -189,10 +182,7 @@ TEST_F(ArrayRoad, ReadsTemperaturesOutOfStandby) {
 TEST_F(ArrayRoad, ReadsPositionAndHeadingAndStartsTheCompassCalibration) {
   ctrlSigs->usbMode = kUsbSerial;
   Road road;
-  const auto wake = [&] {
-    road.Awake();
-    road.FifoReset();
-  };
+  const auto wake = [&] { road.Awake(), road.FifoReset(); };
   wake();
   for (const int byte : {0, 1, 2, 3, 4, 4, 6, 7, 8, 9, 10, 11, 12, 13}) road.SensorIs(0, 0, 0xFF00 + byte, 0);
   road.Log("LumoReadGpsCompass",
@@ -227,8 +217,7 @@ TEST_F(ArrayRoad, WhatFindsNoReadyLayersSaysSoAndRests) {
     module->usbMode = kUsbSerial;
     return LumoGetGpsState(module.get());
   };
-  const char* wait = "LumoSpiWaitReady error";
-  const char* awake = "LumoFpgaAwake error";
+  const char *wait = "LumoSpiWaitReady error", *awake = "LumoFpgaAwake error";
   const Case cases[] = {
       {0, LumoFpgaInit, -3, {{"LumoFpgaInit", wait}}},
       {0, LumoInitAllCameras, -1, {{"LumoInitAllCameras", wait}}},

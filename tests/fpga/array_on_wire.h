@@ -54,11 +54,16 @@ struct ArrayOnWire : testing::Test, twin::DeviceFile {
       body();
     });
   }
-  void ResetPulse() {
+  void ResetPulse(twin::Duration low = 1ms, twin::Duration rest = 1ms) {
     LumoGpioSetFpgaResetn(0);
-    board.kernel.Spend(1ms);
+    board.kernel.Spend(low);
     LumoGpioSetFpgaResetn(1);
-    board.kernel.Spend(1ms);
+    board.kernel.Spend(rest);
+  }
+  void PowerCycle(twin::Duration off) {
+    LumoGpioSetPowerEn(0);
+    board.kernel.Spend(off);
+    LumoGpioSetPowerEn(1);
   }
   void Clock(uint32_t value) { board.registers.Write(twin::FpgaArray::kClockRegister, value); }
 

@@ -27,11 +27,10 @@ TEST_F(LayerContract, ADamagedStreamDoesNotConfigure) {
       EXPECT_EQ(board.gpio.At(5, 7).Level(), init);
     };
     const auto none = [](Bytes&) {};
-    const auto at = [](Bytes& s, size_t place) { return s.begin() + static_cast<long>(place); };
     expect("sync word", -2, true, [&](Bytes& s) { s[sync + 2] ^= 0x10; });
     expect("one bit of the frames", -2, false, [](Bytes& s) { s[700000] ^= 1; });
     expect("check sum", -2, false, [&](Bytes& s) { s[check + 7] ^= 1; });
-    expect("a word is missing", -2, false, [&](Bytes& s) { s.erase(at(s, 800000), at(s, 800004)); });
+    expect("a word is missing", -2, false, [&](Bytes& s) { s.erase(s.begin() + 800000, s.begin() + 800004); });
     expect("cut off", -2, true, [](Bytes& s) { s.erase(s.end() - 4000, s.end()); });
     expect("right in itself, for a smaller part", -2, true, [](Bytes& s) {
       s = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1',  '2',
@@ -41,12 +40,10 @@ TEST_F(LayerContract, ADamagedStreamDoesNotConfigure) {
     Clock(0x14);
     expect("the configuration clock off", -2, true, none);
     Clock(4);
-    uint8_t bits = 8;  // the words leave with their bytes exchanged
-    board.array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
-    expect("words of eight bits", -2, true, none);
-    bits = 16;
-    board.array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
-    expect("and none of it sticks", 0, true, none);
+    for (uint8_t bits : {8, 16}) {  // the words leave with their bytes exchanged
+      board.array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
+      expect(bits == 8 ? "words of eight bits" : "and none of it sticks", bits == 8 ? -2 : 0, true, none);
+    }
   });
 }
 
@@ -80,9 +77,7 @@ TEST_F(LayerContract, WhatEndsWhat) {
     ResetPulse();
     EXPECT_TRUE(answers());
     EXPECT_THAT(board.Complaints(), testing::IsEmpty());
-    LumoGpioSetPowerEn(0);
-    board.kernel.Spend(200ms);
-    LumoGpioSetPowerEn(1);
+    PowerCycle(200ms);
     board.kernel.Spend(100ms);
     ResetPulse();
     EXPECT_EQ(LumoGpioGetFpgaDone(), 0);
@@ -98,29 +93,22 @@ TEST_F(LayerContract, WhatIsTooShortTooEarlyOrOnAWrongPinIsToldAndDoesNothing) {
     std::function<void()> wrong;
   };
   const auto reg = [this](uint32_t address, uint32_t value) { board.registers.Write(address, value); };
+  const auto ask = [] { LumoSpiRead(0, 0x40); };
   const Case cases[] = {
-      {"the reset was low for too short a time", false,
-       [&] { LumoGpioSetFpgaResetn(0), board.kernel.Spend(100us), LumoGpioSetFpgaResetn(1), board.kernel.Spend(1ms); }},
+      {"the reset was low for too short a time", false, [&] { ResetPulse(100us); }},
       {"a frame to layers that are starting", true,
-       [&] {
-         LumoGpioSetFpgaResetn(0), board.kernel.Spend(1ms), LumoGpioSetFpgaResetn(1), LumoSpiSetCamResetnAll(1);
-         board.kernel.Spend(1ms);
-       }},
+       [&] { ResetPulse(1ms, 0ms), LumoSpiSetCamResetnAll(1), board.kernel.Spend(1ms); }},
       {"PROGRAM_B was low for too short a time", false,
        [&] { LumoGpioSetFpgaProgramB(0), LumoGpioSetFpgaProgramB(1), board.kernel.Spend(10ms); }},
       {"PROGRAM_B under suspend", false, [&] { LumoGpioSetFpgaSuspend(1), LumoGpioSetFpgaProgramB(0); }},
-      {"the power was off for too short a time", false,
-       [&] { LumoGpioSetPowerEn(0), board.kernel.Spend(50ms), LumoGpioSetPowerEn(1); }},
+      {"the power was off for too short a time", false, [&] { PowerCycle(50ms); }},
       {"bank 6 pin 2 is driven, but its function is another", true,
        [&] { reg(0x12040098, 1), LumoGpioSetFpgaSuspend(1); }},
       {"bank 0 pin 4 is driven through a pad that is not set for it", true,
        [&] { reg(0x120408E8, 0x110), LumoGpioSetLedEn0(0); }},
-      {"SPI transfer that its pins do not carry out", true,
-       [&] { reg(0x12040088, 0), LumoSpiRead(0, 0x40), reg(0x12040088, 1); }},
-      {"SPI transfer that its pins do not carry out", true,
-       [&] { reg(0x1204087C, 0), LumoSpiRead(0, 0x40), reg(0x1204087C, 0x100); }},
-      {"SPI transfer that keeps the layers selected", true,
-       [&] { keepSelected = true, LumoSpiRead(0, 0x40), keepSelected = false; }},
+      {"SPI transfer that its pins do not carry out", true, [&] { reg(0x12040088, 0), ask(), reg(0x12040088, 1); }},
+      {"SPI transfer that its pins do not carry out", true, [&] { reg(0x1204087C, 0), ask(), reg(0x1204087C, 0x100); }},
+      {"SPI transfer that keeps the layers selected", true, [&] { keepSelected = true, ask(), keepSelected = false; }},
       {"no sensor answers a read", true, [] { LumoSpiSetCamResetnAll(0), LumoSpiCciRead(2, 3, 0x300B, 500); }},
       {"a temperature is read that is not converted", true, [] { LumoSpiCciRead(2, 3, 0x4D13, 500); }},
       {"is to stream without a software reset and clocks", true,

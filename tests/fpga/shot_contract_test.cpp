@@ -20,6 +20,9 @@ TEST_F(ShotContract, NoShotWithout) {
     int us;
     std::function<bool(std::vector<uint16_t>&)> spoil;
   };
+  const auto noWriteTo = [](int address) {
+    return [address](std::vector<uint16_t>& words) { return Register(words) != address; };
+  };
   const Case cases[] = {
       {"a capture start", 4000, [](auto& words) { return Code(words) != 0xD1; }},
       {"room for the frame starts", 4000,
@@ -29,14 +32,14 @@ TEST_F(ShotContract, NoShotWithout) {
        }},
       {"an end mark", 4000, [](auto& words) { return Code(words) != 0x15 || (H(words) & 0x1F) != 7 << 2; }},
       {"the layers' knowledge of stretched rows", 1'000'000, [](auto& words) { return Code(words) != 0x16; }},
-      {"a row of the receivers", 4000, [](auto& words) { return Register(words) != 0x001E; }},
-      {"a software reset", 4000, [](auto& words) { return Register(words) != 0x0103; }},
-      {"the lanes' clock", 4000, [](auto& words) { return Register(words) != 0x0302; }},
-      {"the lanes' output", 4000, [](auto& words) { return Register(words) != 0x031E; }},
-      {"the pixel clock", 4000, [](auto& words) { return Register(words) != 0x030D; }},
-      {"the output timing", 4000, [](auto& words) { return Register(words) != 0x4837; }},
-      {"the output size", 4000, [](auto& words) { return Register(words) != 0x380B; }},
-      {"the window", 4000, [](auto& words) { return Register(words) != 0x3805; }}};
+      {"a row of the receivers", 4000, noWriteTo(0x001E)},
+      {"a software reset", 4000, noWriteTo(0x0103)},
+      {"the lanes' clock", 4000, noWriteTo(0x0302)},
+      {"the lanes' output", 4000, noWriteTo(0x031E)},
+      {"the pixel clock", 4000, noWriteTo(0x030D)},
+      {"the output timing", 4000, noWriteTo(0x4837)},
+      {"the output size", 4000, noWriteTo(0x380B)},
+      {"the window", 4000, noWriteTo(0x3805)}};
   for (const Case& one : cases) {
     spoil = one.spoil;
     OnBoard(board, [&] {

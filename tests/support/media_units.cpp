@@ -33,40 +33,34 @@ void StartSensor() {
   HI_MPI_SYS_Munmap(periods, 16);
 }
 
-const ISP_SENSOR_REGISTER_S kIsp = {
-    StartSensor,
-    [] {},
-    [] {},
-    [](const ISP_CMOS_SENSOR_IMAGE_MODE_S* mode) { return mode->u32Width > 4000 ? HI_FAILURE : HI_SUCCESS; },
-    [](HI_U8) { return HI_SUCCESS; },
-    [](ISP_CMOS_DEFAULT_S* tables) {
-      cmos_get_isp_default(tables);  // any that can be meant
-      return Give(tables);
-    },
-    [](ISP_CMOS_BLACK_LEVEL_S* black) {
-      *black = {};
-      return Give(black);
-    },
-    [](ISP_SNS_REGS_INFO_S*) { return HI_SUCCESS; },
-    [](HI_BOOL) {},
-};
+constexpr auto kDone = [](auto...) { return HI_SUCCESS; };
+constexpr auto kNothing = [](auto...) {};
 
-const AE_SENSOR_REGISTER_S kExposure = {
-    [](AE_SENSOR_DEFAULT_S* exposure) {
-      *exposure = {2500, 2500 * 15, 4, 2490, 1024, 2048, 1024, 1024, 0};
-      return Give(exposure);
-    },
-    [](HI_FLOAT rate, AE_SENSOR_DEFAULT_S* exposure) {
-      exposure->f32Fps = rate;
-      return HI_SUCCESS;
-    },
-    [](HI_U32, AE_SENSOR_DEFAULT_S*) { return HI_SUCCESS; },
-    [](HI_U32) {},
-    [](HI_U32, HI_U32) {},
-    [](HI_U32*, HI_U32*) { return HI_SUCCESS; },
-    [](HI_U32*, HI_U32*) { return HI_SUCCESS; },
-};
+HI_S32 TakeMode(const ISP_CMOS_SENSOR_IMAGE_MODE_S* mode) { return mode->u32Width > 4000 ? HI_FAILURE : HI_SUCCESS; }
 
+HI_S32 GiveTables(ISP_CMOS_DEFAULT_S* tables) {
+  cmos_get_isp_default(tables);  // any that can be meant
+  return Give(tables);
+}
+
+HI_S32 GiveBlackLevel(ISP_CMOS_BLACK_LEVEL_S* black) {
+  *black = {};
+  return Give(black);
+}
+
+HI_S32 GiveExposure(AE_SENSOR_DEFAULT_S* exposure) {
+  *exposure = {2500, 2500 * 15, 4, 2490, 1024, 2048, 1024, 1024, 0};
+  return Give(exposure);
+}
+
+HI_S32 SetRate(HI_FLOAT rate, AE_SENSOR_DEFAULT_S* exposure) {
+  exposure->f32Fps = rate;
+  return HI_SUCCESS;
+}
+
+const ISP_SENSOR_REGISTER_S kIsp = {StartSensor, kNothing,       kNothing, TakeMode, kDone,
+                                    GiveTables,  GiveBlackLevel, kDone,    kNothing};
+const AE_SENSOR_REGISTER_S kExposure = {GiveExposure, SetRate, kDone, kNothing, kNothing, kDone, kDone};
 const AWB_SENSOR_REGISTER_S kWhiteBalance = {[](AWB_SENSOR_DEFAULT_S* white) {
   white->u16WbRefTemp = 5000;
   return Give(white);
