@@ -2,6 +2,7 @@
 // of them what is undone, in which order, and what is said.
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <set>
@@ -264,20 +265,20 @@ TEST_F(SetUp, SettingsOfAnExposureReachTheIsp) {
     EXPECT_EQ(SAMPLE_VENC_1080P_MJPEG_JPEG_set_Sharpen(&sharpen, &extended, &manual), 0);
   });
   board.Run(10ms);
-  ISP_NR_ATTR_S noise = {HI_TRUE, OP_TYPE_AUTO, {}};
-  ISP_BAYER_SHARPEN_ATTR_S bayer = {HI_TRUE, OP_TYPE_AUTO, {}};
-  ISP_YUV_SHARPEN_ATTR_S yuv = {HI_TRUE, OP_TYPE_AUTO, {}};
-  Lines expected = {Line("HI_MPI_ISP_GetNRAttr", 0, &noise)};
-  noise.stManual = {55, 55};
-  expected =
-      expected + Lines{Line("HI_MPI_ISP_SetNRAttr", 0, &noise), Line("HI_MPI_ISP_GetBayerSharpenAttr", 0, &bayer)};
-  bayer.stManual = {{1, 2, 300}, {4, 5, 6, 7}};
-  expected = expected +
-             Lines{Line("HI_MPI_ISP_SetBayerSharpenAttr", 0, &bayer), Line("HI_MPI_ISP_GetYuvSharpenAttr", 0, &yuv)};
-  yuv.enOpType = OP_TYPE_MANUAL;
-  yuv.stManual.u8DetailCtrl = 77;
-  yuv.stManual.au8LumaWgt[3] = 88;
-  EXPECT_TRUE(SameRoad(expected + Lines{Line("HI_MPI_ISP_SetYuvSharpenAttr", 0, &yuv)}, transcript.Texts("test")));
+  const ISP_NR_ATTR_S noise[] = {{HI_TRUE, OP_TYPE_AUTO, {}}, {HI_TRUE, OP_TYPE_AUTO, {55, 55}}};
+  const ISP_BAYER_SHARPEN_ATTR_S bayer[] = {{HI_TRUE, OP_TYPE_AUTO, {}},
+                                            {HI_TRUE, OP_TYPE_AUTO, {{1, 2, 300}, {4, 5, 6, 7}}}};
+  ISP_YUV_SHARPEN_ATTR_S yuv[] = {{HI_TRUE, OP_TYPE_AUTO, {}}, {HI_TRUE, OP_TYPE_MANUAL, {}}};
+  std::memcpy(&yuv[1].stManual, &manual, sizeof manual);
+  Lines expected;
+  const auto changes = [&](const std::string& what, const auto& records) {
+    expected.push_back(Line("HI_MPI_ISP_Get" + what, 0, &records[0]));
+    expected.push_back(Line("HI_MPI_ISP_Set" + what, 0, &records[1]));
+  };
+  changes("NRAttr", noise);
+  changes("BayerSharpenAttr", bayer);
+  changes("YuvSharpenAttr", yuv);
+  EXPECT_TRUE(SameRoad(expected, transcript.Texts("test")));
 }
 
 }  // namespace

@@ -59,22 +59,14 @@ TEST_F(Description, TakesItsModeFromThePictureAndWantsAStartOnlyForAnother) {
     EXPECT_EQ(gu8SensorImageMode, 2);
     ask({{3264, 2448, 0, 0}, {3264, 2448, 0, 0}});  // nothing has been started yet
     sensor_init();
-    ask({{3264, 2448, -1, 0},
-         {4000, 3000, -1, 0},
-         {4196, 2160, 0, 2},
-         {4001, 2161, -1, 2},
-         {4000, 3001, -1, 2},
-         {4197, 2160, -1, 2},
-         {4196, 2161, -1, 2},
-         {4000, 2161, 0, 0}});
+    ask({{3264, 2448, -1, 0}, {4000, 3000, -1, 0}, {4196, 2160, 0, 2}});
+    ask({{4001, 2161, -1, 2}, {4000, 3001, -1, 2}, {4197, 2160, -1, 2}, {4196, 2161, -1, 2}, {4000, 2161, 0, 0}});
     EXPECT_EQ(board.LogCount("Not support! Width:4001, Height:2161, Fps:30.000000\n"), 1u);
     EXPECT_EQ(board.LogCount("Not support!"), 4u);
-    Printed();
     EXPECT_EQ(cmos_set_wdr_mode(1), -1);
-    EXPECT_EQ(Printed(), "NOT support this mode!\n");
     gu8SensorImageMode = 6;
     sensor_init();
-    EXPECT_EQ(Printed(), "NOT support this mode!\n");
+    EXPECT_EQ(board.LogCount("NOT support this mode!\n"), 2u);
 
     const twin::Time start = board.Now();
     const HI_U32 words[] = {0x00010002, 0xFFFE0007, 0xFFFF0000, 0xFFFE0100};
@@ -151,7 +143,7 @@ TEST_F(Description, BoundsExposuresAndOffersWhatHasChanged) {
     EXPECT_EQ(Want(3264, 2448), 0);
     EXPECT_EQ(cmos_set_wdr_mode(0), 0);
     EXPECT_EQ(changed().size(), 11u);
-    EXPECT_THAT(changed(), ElementsAre());
+    EXPECT_TRUE(changed().empty());
     cmos_inttime_update(3120 - 0x0123);
     EXPECT_THAT(changed(), ElementsAre(0, 1));
     cmos_inttime_update(3120 - 0x0124);
