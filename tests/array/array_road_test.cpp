@@ -10,6 +10,7 @@
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/device.h"
 #include "tests/array/road_bench.h"
+#include "tests/support/stc_frame.h"
 
 using namespace std::chrono_literals;
 
@@ -42,27 +43,6 @@ void Pins(Road& road) {
   }
 }
 
-// One frame of the co-processor's link, with a line in that stays high.
-void LinkFrame(Road& road, unsigned word) {
-  const auto delays = [&](int count) {
-    while (count-- > 0) road.Add("delay stc");
-  };
-  road.Pin(0x12140080, false);
-  for (int bit = 16; bit >= 0; bit--) {
-    if (bit < 16) {
-      road.Pin(0x12140200, false);
-      delays(1);
-      road.Pin(0x12140200, true);
-      road.RegIs(0x12140004, 1);
-    }
-    road.Pin(0x12140100, bit > 0 && (word >> (bit - 1) & 1) != 0);
-    delays(1);
-  }
-  road.Pin(0x12140080, true);
-  road.Pin(0x12140100, true);
-  delays(20);
-}
-
 TEST_F(ArrayRoad, TheDeviceOpensAndCloses) {
   std::fstream(board.paths.Local() / "CameraConf_800", std::ios::in | std::ios::out | std::ios::binary)
       .seekp(2)
@@ -70,8 +50,8 @@ TEST_F(ArrayRoad, TheDeviceOpensAndCloses) {
   ctrlSigs->stcSpiMode = 1;
   Road road;
   Pins(road);
-  LinkFrame(road, 0xE01F);
-  LinkFrame(road, 0xE01F);
+  for (int exchange = 0; exchange < 2; exchange++)
+    std::ranges::copy(StcFrame(0xE01F, 0xFFFF), std::back_inserter(road.lines));
   road.Add("log - \"LumoStcSpiReadWrite:0\\n\"");
   for (const auto& [pin, high] : {std::pair{0x12140200u, true}, {0x12140080u, false}, {0x12140100u, false}}) {
     road.Pin(pin, high);  // a roomy disk is blue

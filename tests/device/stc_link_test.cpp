@@ -11,6 +11,7 @@
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/device.h"
 #include "tests/support/on_board.h"
+#include "tests/support/stc_frame.h"
 #include "tests/support/transcript_match.h"
 #include "twin/transcript/transcript.h"
 
@@ -34,32 +35,6 @@ struct StcLink : testing::Test {
   std::unique_ptr<ControlSignals> ctrlSigs = std::make_unique<ControlSignals>();
 };
 
-// One frame on the wires: what goes out, what comes back.
-std::vector<std::string> Frame(uint16_t out, uint16_t in) {
-  std::vector<std::string> road;
-  const auto set = [&](const char* address, bool high) {
-    road.push_back(std::string("reg write ") + address + (high ? " 0xff" : " 0x0"));
-  };
-  const char* select = "0x12140080";
-  const char* data = "0x12140100";
-  const char* clock = "0x12140200";
-  set(select, false);
-  set(data, (out & 0x8000) != 0);
-  road.emplace_back("delay stc");
-  for (int bit = 15; bit >= 0; bit--) {
-    set(clock, false);
-    road.emplace_back("delay stc");
-    set(clock, true);
-    road.push_back(std::string("reg read 0x12140004 = 0x") + ((in >> bit & 1) != 0 ? "1" : "0"));
-    set(data, bit > 0 && (out >> (bit - 1) & 1) != 0);
-    road.emplace_back("delay stc");
-  }
-  set(select, true);
-  set(data, true);
-  road.insert(road.end(), 20, "delay stc");
-  return road;
-}
-
 TEST_F(StcLink, SendsAndTakesSixteenBitsAndBelievesOnlyAComplement) {
   struct Row {
     BYTE blue, green, red, off;
@@ -80,7 +55,7 @@ TEST_F(StcLink, SendsAndTakesSixteenBitsAndBelievesOnlyAComplement) {
       board.faults.Add(rule);
       transcript.Forget();
       EXPECT_EQ(LumoStcSpiReadWrite(row.blue, row.green, row.red, row.off), row.result);
-      EXPECT_TRUE(SameRoad(Frame(row.out, row.in), transcript.Texts()));
+      EXPECT_TRUE(SameRoad(StcFrame(row.out, row.in), transcript.Texts()));
     }
   });
 }
