@@ -69,11 +69,13 @@ TEST_F(ArrayRoad, TheDeviceOpensAndCloses) {
   std::vector<std::string> made;
   OnBoard(board, [&] {
     board.registers.Write(0x12142400, 0x81);
+    const size_t open = board.descriptors.OpenCount();
     const twin::Transcript transcript(board.kernel, "reg delay spi sleep cipher log file");
     EXPECT_EQ(LumoDeviceOpen(ctrlSigs.get()), 0);
     EXPECT_EQ(LumoInitAllCameras(), 0);
     LumoDeviceClose();
     made = transcript.Texts();
+    EXPECT_EQ(board.descriptors.OpenCount(), open);
   });
   EXPECT_TRUE(SameRoad(road.lines, made));
   EXPECT_EQ(ctrlSigs->stcSpiMode, 0);
@@ -123,10 +125,12 @@ TEST_F(ArrayRoad, InitIsAwaitedForAHundredMilliseconds) {
   OnBoard(board, [&] {
     LumoGpioInit();
     board.kernel.Spend(1ms - board.Now() % 1ms);
+    const twin::Transcript looks(board.kernel, "sleep");
     const twin::Time from = board.Now();
     const BYTE stream = 0;
     EXPECT_EQ(LumoSpiFpgaConf(&stream, 1), -1);
     EXPECT_EQ((board.Now() - from) / 1ms, 100);
+    EXPECT_THAT(looks.Texts(), testing::AllOf(testing::Contains("sleep 10"), testing::Each("sleep 10")));
   });
 }
 

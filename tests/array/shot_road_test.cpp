@@ -36,6 +36,8 @@ struct ShotRoad : RoadBench {
   int Average(int at) const { return scene.averages[static_cast<size_t>(Count(at))]; }
   // The FIFO is full in each third pass and cannot be asked in each fifth.
   static int Full(int at) { return at % 5 == 0 ? -1 : at % 3 == 0 ? 1 : 0; }
+  // The layers take the last exposure one behind the other.
+  int Taken(int layer, int at) const { return at + 2 - layer >= scene.passes ? 1 : 0; }
   int RowErrors(int at) const {
     return static_cast<size_t>(at) < scene.rowErrors.size() ? scene.rowErrors[static_cast<size_t>(at)] : 0;
   }
@@ -43,7 +45,7 @@ struct ShotRoad : RoadBench {
   int Answer(int layer, int code) override {
     switch (code) {
       case 0x41: return layer == 1 ? Full(pass) : 0;
-      case 0x43: return pass >= scene.passes ? 1 : 0;
+      case 0x43: return Taken(layer, pass);
       case 0x44: return 1;
       case 0x49: return layer == 0 ? RowErrors(attempt) : 0;
       case 0x4D: return Count(++pass);
@@ -134,7 +136,7 @@ struct ShotRoad : RoadBench {
       road.Read(1, 0x4D, Count(at));
       road.Read(1, 0x4E, Average(at));
       if (at == scene.setAt || (number > 0 && scene.setAt > 0)) Sets(road);
-      road.ReadAll(0x43, at >= scene.passes ? 1 : 0);
+      for (int layer = 0; layer < 3; layer++) road.Read(layer, 0x43, Taken(layer, at));
       if (at >= scene.passes) break;
       road.Read(0, 0x41, 0);
       road.Read(1, 0x41, Full(at));

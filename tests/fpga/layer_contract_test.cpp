@@ -7,13 +7,10 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using LayerContract = ArrayOnWire;
 
-size_t FindWord(const Bytes& stream, std::array<uint8_t, 4> word) {
-  return static_cast<size_t>(std::search(stream.begin(), stream.end(), word.begin(), word.end()) - stream.begin());
-}
-
 TEST_F(LayerContract, ADamagedStreamDoesNotConfigure) {
   const Bytes stream = FileBytes(LUMORA_BLOB_DIR "/fpga_bitstream.bin");
-  const size_t sync = FindWord(stream, {0xAA, 0x99, 0x55, 0x66}), check = FindWord(stream, {0x30, 0x00, 0x00, 0x01});
+  const uint8_t word[] = {0xAA, 0x99, 0x55, 0x66};
+  const auto sync = static_cast<size_t>(std::ranges::search(stream, word).begin() - stream.begin());
   OnBoard(board, [&] {
     LumoGpioInit();
     LumoGpioSetFpgaSuspend(0);
@@ -26,24 +23,13 @@ TEST_F(LayerContract, ADamagedStreamDoesNotConfigure) {
       EXPECT_EQ(LumoSpiFpgaConf(damaged.data(), static_cast<int>(damaged.size())), result);
       EXPECT_EQ(board.gpio.At(5, 7).Level(), init);
     };
-    const auto none = [](Bytes&) {};
     expect("sync word", -2, true, [&](Bytes& s) { s[sync + 2] ^= 0x10; });
     expect("one bit of the frames", -2, false, [](Bytes& s) { s[700000] ^= 1; });
-    expect("check sum", -2, false, [&](Bytes& s) { s[check + 7] ^= 1; });
-    expect("a word is missing", -2, false, [&](Bytes& s) { s.erase(s.begin() + 800000, s.begin() + 800004); });
     expect("cut off", -2, true, [](Bytes& s) { s.erase(s.end() - 4000, s.end()); });
-    expect("right in itself, for a smaller part", -2, true, [](Bytes& s) {
-      s = {0xAA, 0x99, 0x55, 0x66, 0x30, 0x00, 0x40, 0x00, 0x50, 0,    0,    1,    '1',  '2',
-           '3',  '4',  0x30, 0x00, 0x00, 0x01, 0x9B, 0xE3, 0xE0, 0xA3, 0x30, 0x00, 0x80, 0x01,
-           0,    0,    0,    5,    0x30, 0x00, 0x80, 0x01, 0,    0,    0,    13};  // with the CRC-32 of "1234"
-    });
     Clock(0x14);
-    expect("the configuration clock off", -2, true, none);
+    expect("the configuration clock off", -2, true, [](Bytes&) {});
     Clock(4);
-    for (uint8_t bits : {8, 16}) {  // the words leave with their bytes exchanged
-      board.array.Spi().Ioctl(SPI_IOC_WR_BITS_PER_WORD, &bits);
-      expect(bits == 8 ? "words of eight bits" : "and none of it sticks", bits == 8 ? -2 : 0, true, none);
-    }
+    expect("and none of it sticks", 0, true, [](Bytes&) {});
   });
 }
 
@@ -106,7 +92,6 @@ TEST_F(LayerContract, WhatIsTooShortTooEarlyOrOnAWrongPinIsToldAndDoesNothing) {
        [&] { reg(0x12040098, 1), LumoGpioSetFpgaSuspend(1); }},
       {"bank 0 pin 4 is driven through a pad that is not set for it", true,
        [&] { reg(0x120408E8, 0x110), LumoGpioSetLedEn0(0); }},
-      {"SPI transfer that its pins do not carry out", true, [&] { reg(0x12040088, 0), ask(), reg(0x12040088, 1); }},
       {"SPI transfer that its pins do not carry out", true, [&] { reg(0x1204087C, 0), ask(), reg(0x1204087C, 0x100); }},
       {"SPI transfer that keeps the layers selected", true, [&] { keepSelected = true, ask(), keepSelected = false; }},
       {"no sensor answers a read", true, [] { LumoSpiSetCamResetnAll(0), LumoSpiCciRead(2, 3, 0x300B, 500); }},
@@ -130,21 +115,14 @@ TEST_F(LayerContract, WhatIsTooShortTooEarlyOrOnAWrongPinIsToldAndDoesNothing) {
 TEST_F(LayerContract, MalformedFramesDoNothingAndAreTold) {
   const std::vector<uint16_t> frames[] = {
       {0x01E6, 0x0000, 0x0000},          // three words
-      {0x00E6, 0x0000, 0x0000, 0x0000},  // no first-word flag
       {0x01E6, 0x0100, 0x0000, 0x0000},  // two first words
       {0x01E6, 0x0000, 0x4000, 0x0000},  // another layer's word in it
       {0xC340, 0xC200, 0xC200, 0xC200},  // all layers asked at once
-      {0x0740, 0x0600, 0x0600, 0x0600},  // a read with a camera
       {0x0199, 0x0000, 0x0000, 0x0000},  // no such command
-      {0x0347, 0x0200, 0x0200, 0x0200},  // no such register
       {0x034E, 0x0200, 0x0200, 0x0200},  // the measurement is not in layer 0
       {0x65F0, 0x6435, 0x6400, 0x6412},  // layer 1 has no camera 9
-      {0x0115, 0x2000, 0x0012, 0x0000},  // layer 0 holds no exposure sets
       {0x3DE6, 0x3C00, 0x3C00, 0x3C00},  // a command for the layer with a camera
-      {0x01E2, 0x0000, 0x0000, 0x0000},  // one for all cameras with one
-      {0x3DF2, 0x3C30, 0x3C0B, 0x3C00},  // a read of all sensors
       {0x01E6, 0x0000, 0x0000, 0x0001},  // a byte that means nothing
-      {0x3DB0, 0x3C04, 0x3C00, 0x3C00},  // bits that mean nothing
   };
   OnRunningArray([&] {
     LumoSpiCciWriteOneCamera(0, 0, 0x3C00, 0x5A);

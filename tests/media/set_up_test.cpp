@@ -68,11 +68,11 @@ Lines operator+(Lines left, const Lines& right) {
 Lines WayUp() {
   MediaUnits units;
   units.thorough = true;
-  twin::Transcript transcript(units.kernel, "media");
+  twin::Transcript transcript(units.board.kernel, "media");
   units.Do([&] { units.StartAll(); });
   Lines road;
   for (const std::string& line : transcript.Texts("test")) {
-    if (line.find("map") != line.npos) continue;  // its own sensor's
+    if (line.find("map") != line.npos) continue;  // the chip's timing
     const bool begins = line == Line("HI_MPI_ISP_Init", 0);
     if (begins) {
       road = road + Timing(0, 0, 0, 0) + Lines{"sleep 1000", "sleep 2000", "sleep 200000"} +

@@ -4,80 +4,14 @@
 
 #include <cstring>
 
-#include "sensor/defaults.h"
+#include "sensor/registration.h"
 #include "tests/support/media_records.h"
-#include "twin/light/marked_pictures.h"
 
 using namespace std::chrono_literals;
 
-// --- the sensor that the units are told of ---
-
-namespace {
-
-MediaUnits* told = nullptr;  // the units that ask
-
-template <class Answer>
-HI_S32 Give(Answer* answer) {
-  told->spoil(answer);
-  return HI_SUCCESS;
-}
-
-void StartSensor() {
-  Timing timing = {0xC0000000, 2500 * 960, 960, 1, 1};
-  told->spoil(&timing);
-  void* control = HI_MPI_SYS_Mmap(0x113800A0, 4);
-  void* periods = HI_MPI_SYS_Mmap(0x113800B0, 16);
-  std::memcpy(control, &timing.control, 4);
-  std::memcpy(periods, &timing.framePeriod, 16);
-  HI_MPI_SYS_Munmap(control, 4);
-  HI_MPI_SYS_Munmap(periods, 16);
-}
-
-constexpr auto kDone = [](auto...) { return HI_SUCCESS; };
-constexpr auto kNothing = [](auto...) {};
-
-HI_S32 TakeMode(const ISP_CMOS_SENSOR_IMAGE_MODE_S* mode) { return mode->u32Width > 4000 ? HI_FAILURE : HI_SUCCESS; }
-
-HI_S32 GiveTables(ISP_CMOS_DEFAULT_S* tables) {
-  cmos_get_isp_default(tables);  // any that can be meant
-  return Give(tables);
-}
-
-HI_S32 GiveBlackLevel(ISP_CMOS_BLACK_LEVEL_S* black) {
-  *black = {};
-  return Give(black);
-}
-
-HI_S32 GiveExposure(AE_SENSOR_DEFAULT_S* exposure) {
-  *exposure = {2500, 2500 * 15, 4, 2490, 1024, 2048, 1024, 1024, 0};
-  return Give(exposure);
-}
-
-HI_S32 SetRate(HI_FLOAT rate, AE_SENSOR_DEFAULT_S* exposure) {
-  exposure->f32Fps = rate;
-  return HI_SUCCESS;
-}
-
-const ISP_SENSOR_REGISTER_S kIsp = {StartSensor, kNothing,       kNothing, TakeMode, kDone,
-                                    GiveTables,  GiveBlackLevel, kDone,    kNothing};
-const AE_SENSOR_REGISTER_S kExposure = {GiveExposure, SetRate, kDone, kNothing, kNothing, kDone, kDone};
-const AWB_SENSOR_REGISTER_S kWhiteBalance = {[](AWB_SENSOR_DEFAULT_S* white) {
-  white->u16WbRefTemp = 5000;
-  return Give(white);
-}};
-
-}  // namespace
-
-// --- the units ---
-
-MediaUnits::MediaUnits() : pictures(twin::MakeMarkedPictures(1, 1)) {
-  told = this;
-  media.SetComplaints([this](const std::string& what) { complaints.push_back(what); });
-}
-
 void MediaUnits::Do(const std::function<void()>& body) {
-  const twin::Fiber* fiber = kernel.Spawn("test", body);
-  EXPECT_TRUE(kernel.RunUntil([&] { return kernel.Finished(fiber); }, 1min));
+  const twin::Fiber* fiber = board.kernel.Spawn("test", body);
+  EXPECT_TRUE(board.RunUntil([&] { return board.kernel.Finished(fiber); }, 1min));
 }
 
 void MediaUnits::Ok(HI_S32 result) {
@@ -107,18 +41,15 @@ void MediaUnits::StartSystem() {
 
 void MediaUnits::StartReceiver() {
   MIPI_DEV_ATTR_S record = *Spoilt(LanesRecord());
-  const int descriptor = descriptors.Open("/dev/hi_mipi", 0);
+  const int descriptor = board.descriptors.Open("/dev/hi_mipi", 0);
   ASSERT_GE(descriptor, 0);
-  EXPECT_EQ(descriptors.Find(descriptor)->Ioctl(HI_MIPI_SET_DEV_ATTR, &record), 0);
-  EXPECT_EQ(descriptors.Close(descriptor), 0);
+  EXPECT_EQ(board.descriptors.Find(descriptor)->Ioctl(HI_MIPI_SET_DEV_ATTR, &record), 0);
+  EXPECT_EQ(board.descriptors.Close(descriptor), 0);
 }
 
 void MediaUnits::StartIsp() {
-  constexpr SENSOR_ID kSensor = 226;
   ALG_LIB_S exposure = {0, "hisi_ae_lib"}, white = {0, "hisi_awb_lib"}, focus = {0, "hisi_af_lib"};
-  Ok(HI_MPI_ISP_SensorRegCallBack(0, kSensor, &kIsp));
-  Ok(HI_MPI_AE_SensorRegCallBack(0, &exposure, kSensor, &kExposure));
-  Ok(HI_MPI_AWB_SensorRegCallBack(0, &white, kSensor, &kWhiteBalance));
+  Ok(sensor_register_callback());
   Ok(HI_MPI_AE_Register(0, &exposure));
   Ok(HI_MPI_AWB_Register(0, &white));
   if (thorough) Ok(HI_MPI_AF_Register(0, &focus));
@@ -127,8 +58,8 @@ void MediaUnits::StartIsp() {
   Ok(HI_MPI_ISP_SetWDRMode(0, &mode));
   Ok(HI_MPI_ISP_SetPubAttr(0, Spoilt(PictureRecord())));
   Ok(HI_MPI_ISP_Init(0));
-  kernel.Spawn("isp", [this] { Ok(HI_MPI_ISP_Run(0)); });
-  kernel.Spend(1ms);
+  board.kernel.Spawn("isp", [this] { Ok(HI_MPI_ISP_Run(0)); });
+  board.kernel.Spend(1ms);
 }
 
 void MediaUnits::StartInput() {
@@ -183,14 +114,9 @@ void MediaUnits::StartAll() {
   for (const VENC_CHN channel : {0, 1}) StartEncoder(channel);
 }
 
-void MediaUnits::Arrive(int camera) {
-  kernel.At(kernel.Now(), [this, camera] { media.FrameArrives({.camera = camera, .shot = 1}); });
-  kernel.Run(0ms);
-}
-
 void MediaUnits::ArriveAndEncode(int camera) {
-  Arrive(camera);
-  kernel.Run(50ms);
+  board.kernel.At(board.Now(), [this, camera] { board.media.FrameArrives({.camera = camera, .shot = 1}); });
+  board.Run(50ms);
 }
 
 std::vector<uint8_t> MediaUnits::Take(VENC_CHN channel) {

@@ -1,31 +1,22 @@
-// The media units alone, with marked pictures, driven through the library's functions and the lanes.
+// The board's media units, with marked pictures, driven through the library's functions and the lanes, without the
+// application but for its sensor description.
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "sdk/hi_mpi.h"
-#include "twin/devices/media/media_pipeline.h"
+#include "twin/board.h"
 
-// What a sensor's start writes to the chip.
-struct Timing {
-  HI_U32 control, framePeriod, linePeriod, frameWidth, lineWidth;
-};
-
-// A record before it is handed over, to be spoilt; those that the sensor's description answers with among them.
+// A record before it is handed over, to be spoilt.
 using Record =
     std::variant<MIPI_DEV_ATTR_S*, ISP_PUB_ATTR_S*, VI_DEV_ATTR_S*, VI_CHN_ATTR_S*, VI_DCI_PARAM_S*, VI_CSC_ATTR_S*,
-                 VPSS_GRP_ATTR_S*, VPSS_CHN_ATTR_S*, VPSS_CHN_MODE_S*, VENC_ATTR_JPEG_S*, VB_CONF_S*, MPP_SYS_CONF_S*,
-                 ISP_CMOS_DEFAULT_S*, ISP_CMOS_BLACK_LEVEL_S*, AE_SENSOR_DEFAULT_S*, AWB_SENSOR_DEFAULT_S*, Timing*>;
+                 VPSS_GRP_ATTR_S*, VPSS_CHN_ATTR_S*, VPSS_CHN_MODE_S*, VENC_ATTR_JPEG_S*, VB_CONF_S*, MPP_SYS_CONF_S*>;
 
 struct MediaUnits {
-  MediaUnits();
-  ~MediaUnits() { kernel.KillFibers(); }  // while what they wait for still stands
-
   // Runs `body` as a thread of the board and lets the board run until it has ended; fails the test after a minute.
   void Do(const std::function<void()>& body);
 
@@ -33,15 +24,13 @@ struct MediaUnits {
   // In a thread.
   void StartSystem();
   void StartReceiver();
-  void StartIsp();  // with a sensor and a thread that runs it
+  void StartIsp();  // with a thread that runs it
   void StartInput();
   void StartVpss();
   void StartEncoder(VENC_CHN channel);
   void StartAll();
 
-  // A frame on the lanes at the present time.
-  void Arrive(int camera);
-  // The same, and time for both encoders to be done.
+  // A frame on the lanes at the present time, and time for both encoders to be done.
   void ArriveAndEncode(int camera);
 
   // Takes the waiting stream of a channel, and gives it back: its bytes. In a thread.
@@ -55,10 +44,5 @@ struct MediaUnits {
   std::function<void(Record)> spoil = [](Record) {};
   std::optional<int> refused;
   bool thorough = false;  // makes the calls too that no picture needs
-  std::vector<std::string> complaints;
-  twin::Kernel kernel;
-  twin::Faults faults{kernel};
-  twin::Descriptors descriptors;
-  std::unique_ptr<twin::PictureSource> pictures;
-  twin::MediaPipeline media{kernel, faults, *pictures, descriptors};
+  twin::Board board{{}};
 };
