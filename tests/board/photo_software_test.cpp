@@ -9,13 +9,14 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <numbers>
 
 #include "tests/support/file_bytes.h"
 #include "tests/support/http.h"
 #include "tests/support/lens_calibration.h"
+#include "tests/support/made_shot.h"
 #include "tests/support/tiff_walk.h"
+#include "tools/lumora-shot/verify.h"
 
 namespace {
 
@@ -34,14 +35,9 @@ constexpr std::array<std::array<int, 3>, 24> colours = {
 constexpr int kFirstGray = 18;
 int ColourAt(int column, int row) { return (7 * column + 11 * row) % 24; }
 
-double Linear(double display) {
-  const double d = display / 255;
-  return d <= 0.04045 ? d / 12.92 : std::pow((d + 0.055) / 1.055, 2.4);
-}
-
 fs::path MakeChart(const fs::path& path) {
   constexpr int pixelsPerPatch = 128, width = kColumns * pixelsPerPatch, height = kRows * pixelsPerPatch;
-  std::vector<unsigned char> pixels;
+  support::Bytes pixels;
   for (int y = 0; y < height; y++) {
     for (int x = 0; x < width; x++) {
       for (int value : colours[size_t(ColourAt(x / pixelsPerPatch, y / pixelsPerPatch))]) {
@@ -49,13 +45,7 @@ fs::path MakeChart(const fs::path& path) {
       }
     }
   }
-  unsigned char* jpeg = nullptr;
-  unsigned long size = 0;
-  const tjhandle encoder = tjInitCompress();
-  tjCompress2(encoder, pixels.data(), width, 0, height, TJPF_RGB, &jpeg, &size, TJSAMP_444, 100, 0);
-  tjDestroy(encoder);
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<char*>(jpeg), static_cast<std::streamsize>(size));
-  tjFree(jpeg);
+  PutBytes(path, support::JpegFrom(pixels, width, height, TJSAMP_444, 100));
   return path;
 }
 
@@ -122,7 +112,7 @@ std::vector<Patch> PatchesOf(const Photo& photo, int camera, const LensCalibrati
           for (int u = x - reach; u <= x + reach; u++) patch.seen[c] += photo.At(u, v, c);
         }
         patch.seen[c] /= (2.0 * reach + 1) * (2.0 * reach + 1);
-        patch.truth[c] = Linear(colours[size_t(patch.colour)][c]) * lenses.RelativeLight(camera, *upright, int(c));
+        patch.truth[c] = LinearLight(colours[size_t(patch.colour)][c]) * lenses.RelativeLight(camera, *upright, int(c));
       }
       patches.push_back(patch);
     }
@@ -181,6 +171,7 @@ TEST_F(PhotoSoftware, OpensEveryFileOfAShotWithoutAWordAndShowsTheScene) {
   board.Run(2s);
   EXPECT_EQ(Get(board, "/do_capture?saveraw=1").body, "OK");
   ASSERT_TRUE(board.RunUntilShotEnds(30min));
+  EXPECT_EQ(shot::Text(shot::Verify(shot::File(board.disk.OnlyShot().string()), shot::Depth::Pictures)), "");
   const std::string raw = board.disk.OnlyShot().replace_extension().string() + "/";
   ASSERT_EQ(std::distance(fs::directory_iterator(raw), {}), 75);
   EXPECT_EQ(OutputOf("exiftool -q -q -a -s3 -Warning -Error " + raw + "*.dng 2>&1"), "");
@@ -194,10 +185,9 @@ TEST_F(PhotoSoftware, OpensEveryFileOfAShotWithoutAWordAndShowsTheScene) {
     for (int camera : {0, 3, 12, 19, 24}) {
       char name[16];
       std::snprintf(name, sizeof name, "RAW_%02d_%d.dng", camera, exposure);
-      const TiffWalk walk(FileBytes(raw + name));
       std::ranges::move(PatchesOf(PhotoFrom(OutputOf(developer + raw + name)), camera, lenses),
                         std::back_inserter(patches));
-      const TiffDirectory exif = walk.Directory(static_cast<uint64_t>(walk.First().at(34665).values.at(0)));
+      const TiffDirectory exif = TiffWalk(FileBytes(raw + name)).Exif();
       exposed = exif.at(33434).values.at(0) * exif.at(34855).values.at(0) / 100;
     }
     SCOPED_TRACE(exposure);

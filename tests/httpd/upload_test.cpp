@@ -53,9 +53,6 @@ TEST_F(Upload, GoodOnesReplaceEachOther) {
   EXPECT_TRUE(RunUntilEnded(board, *client));
   EXPECT_TRUE(client->WasReset());
   ExpectOnDisk(image);
-  PutText(Disk("lumora.updated"), "the note of an update");
-  EXPECT_EQ(Get("/del_updated_firmware").raw, OkAnswer());
-  EXPECT_FALSE(std::filesystem::exists(Disk("lumora.updated")));
 }
 
 TEST_F(Upload, BadOnesKeepTheImageOfBefore) {

@@ -2,14 +2,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <vector>
 
-#include "twin/light/marked_pictures.h"
-#include "twin/light/read_mark.h"
 #include "twin/light/rendered_pictures.h"
-#include "twin/light/tone.h"
 
 using namespace twin;
 
@@ -64,43 +60,9 @@ TEST(Readout, HasBlackAt14NoiseByGainAndPixelsThatDoNotWork) {
   EXPECT_GT(low.white, 20);
   EXPECT_LT(low.white, 60);
 
-  // They are the sensor's own and stay where they are.
-  const Readout one(*pictures, FrameOf(12, 1e-9)), again(*pictures, FrameOf(12, 1e-9, 2)),
-      other(*pictures, FrameOf(13, 1e-9));
-  const auto whites = [](const Readout& readout) {
-    std::vector<size_t> places;
-    for (size_t i = 0; i < readout.levels.size(); i++) {
-      if (readout.levels[i] == 1023) places.push_back(i);
-    }
-    return places;
-  };
-  EXPECT_EQ(whites(one), whites(again));
-  EXPECT_NE(whites(one), whites(other));
-
   // Full light is white but for the pixels that see none.
   const Readout bright(*pictures, FrameOf(12, 100));
   EXPECT_GT(std::count(bright.levels.begin(), bright.levels.end(), 1023),
             static_cast<long>(bright.levels.size()) * 99 / 100);
   EXPECT_GT(std::count(bright.levels.begin(), bright.levels.end(), 0), 20);
-}
-
-TEST(Readout, OfAMarkedFrameIsItsMark) {
-  const auto pictures = MakeMarkedPictures(1.0, 1);
-  for (const auto& [camera, seconds] : {std::pair{0, 0.0005}, {2, 1.0}, {12, 0.01}, {22, 0.0005}, {24, 0.02}}) {
-    StoredFrame frame = FrameOf(camera, seconds);
-    frame.bracket = camera % 6;
-    const Readout readout(*pictures, frame);
-    shot::Gray gray{width, height, {}};
-    std::array<uint8_t, 1024> display{};
-    for (int level = 0; level < 1024; level++) {
-      display.at(level) = static_cast<uint8_t>(std::lround(255 * Display((level - 14) / 1009.0)));
-    }
-    for (const uint16_t level : readout.levels) gray.pixels.push_back(display.at(level));
-    const auto found = twin::ReadMark(gray);
-    ASSERT_TRUE(found) << camera;
-    EXPECT_EQ(found->mark.camera, camera);
-    EXPECT_EQ(found->mark.bracket, camera % 6);
-    EXPECT_TRUE(found->FieldAgrees()) << found->field << " for " << found->mark.gray;
-    EXPECT_EQ(found->turned, camera >= 2 && camera <= 22);
-  }
 }

@@ -57,25 +57,6 @@ TEST(ShotFile, EveryFormIsWalkedToItsLastByte) {
   }
 }
 
-TEST(ShotFile, TheRecordsWordsStandUnderTheirNames) {
-  const support::TestFolder folder;
-  auto bytes = MadeShot{}.Make();
-  for (size_t at = 0; at < 256; ++at) bytes[8 + at] = at % 4 == 0 ? static_cast<uint8_t>(at / 4) : 0;  // word i is i
-  bytes[8 + 26 * 4 + 1] = bytes[8 + 26 * 4 + 2] = bytes[8 + 26 * 4 + 3] = 0xFF;                        // but one
-  PutBytes(folder / "made.ori", bytes);
-  const shot::Record record = shot::ReadShot(folder / "made.ori").record;
-  // Byte offsets divided by four, from the format's table.
-  EXPECT_EQ(record.Exposure(0), (shot::ExposureSet{40 / 4, 44 / 4, 48 / 4, 52 / 4}));
-  EXPECT_EQ(
-      (std::vector{record.shootDateYear, record.shootIdx, record.Exposure(2).gain, record.evBiasMode, record.hdrMode,
-                   record.oriQuality, record.twoHalfMode, record.timerMode, record.prevExpos, record.latitude,
-                   record.Exposure(3).shutterLines, record.Exposure(5).gain, record.compassValue, record.reserve[3]}),
-      (std::vector{8 / 4, 36 / 4, 84 / 4, 104 / 4 - 256, 112 / 4, 132 / 4, 144 / 4, 152 / 4, 164 / 4, 180 / 4, 184 / 4,
-                   228 / 4, 236 / 4, 252 / 4}));
-  const auto words = shot::WordsOf(record);
-  for (int i = 0; i < 64; ++i) EXPECT_EQ(words[i], i == 26 ? i - 256 : i) << shot::recordFields[i];
-}
-
 TEST(ShotFile, WhatIsNoFileCannotBeRead) {
   const support::TestFolder folder;
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);

@@ -14,17 +14,6 @@ int32_t WordAt(const RawImageInfo& info, size_t offset) {
   return word;
 }
 
-tm At(int month, int day, int hour, int minute, int second) {  // in 2026
-  tm when{};
-  when.tm_year = 126;
-  when.tm_mon = month - 1;
-  when.tm_mday = day;
-  when.tm_hour = hour;
-  when.tm_min = minute;
-  when.tm_sec = second;
-  return when;
-}
-
 // Every word of the record by its offset in the file; those that are not named must be 0.
 TEST(ShotRecord, EachFieldStandsAtItsOffset) {
   auto ctrlSigs = std::make_unique<ControlSignals>();
@@ -45,7 +34,8 @@ TEST(ShotRecord, EachFieldStandsAtItsOffset) {
     exposures.totalLines[i] = 2470 + i;
     exposures.gain[i] = 16 + i;
   }
-  const tm when = At(12, 31, 23, 58, 59);
+  tm when{};
+  strptime("2026-12-31 23:58:59", "%F %T", &when);
 
   RawImageInfo info;
   std::memset(&info, 0xEE, sizeof(info));
@@ -67,20 +57,6 @@ TEST(ShotRecord, EachFieldStandsAtItsOffset) {
     const auto found = expected.find(offset);
     EXPECT_EQ(WordAt(info, offset), found == expected.end() ? 0 : found->second) << "offset " << offset;
   }
-}
-
-TEST(ShotName, CarriesPrefixTimeAndTheExtensionOfTheEnd) {
-  auto ctrlSigs = std::make_unique<ControlSignals>();
-  std::strcpy(ctrlSigs->prefix, "abcdefghijk");
-  const tm when = At(1, 2, 3, 4, 5);
-  char path[kOriPathSize];
-  LumoShotTmpPath(path, ctrlSigs.get(), &when);
-  EXPECT_STREQ(path, "/mnt/udisk/DCIM/abcdefghijk2026-01-02_03.04.05.tmp");
-  LumoSetExtension(path, "dwo");
-  EXPECT_STREQ(path, "/mnt/udisk/DCIM/abcdefghijk2026-01-02_03.04.05.dwo");
-  LumoSingleTmpPath(path, 7);
-  LumoSetExtension(path, "jpg");
-  EXPECT_STREQ(path, "/mnt/udisk/DCIM/07.jpg");
 }
 
 }  // namespace

@@ -35,16 +35,6 @@ struct Filing : testing::Test {
     stream.u32PackCount = 3;
     return SAMPLE_COMM_VENC_SaveSnap(&stream, &en, ch, ctrlSigs.get());
   }
-  static std::string Name(const std::string& tag, int ch, int frame) {
-    return tag + (ch == 0 ? " full " : " half ") + std::to_string(frame);
-  }
-  // One channel a frame behind the other, as the larger picture is.
-  void Walk(const std::string& tag, int frames) {
-    for (int frame = 0; frame <= frames; frame++) {
-      if (frame < frames) Frame(1, Name(tag, 1, frame));
-      if (frame > 0) Frame(0, Name(tag, 0, frame - 1));
-    }
-  }
 };
 
 // Camera 12, exposure 1 of three and 3 of six. On the road of a shot that is frame 48, and 101: the first frame is
@@ -53,45 +43,25 @@ TEST_F(Filing, KeepsTheThumbnailsHalfPicture) {
   ctrlSigs->thumbCamIdx = 12;
   OnBoard(board, [&] {
     Open();
-    Walk("shot", 94);
-    const std::string wanted = Name("shot", 1, 48);
-    ASSERT_NE(en.jpgFileBuf, nullptr);
-    EXPECT_EQ(en.jpgFileBufSize, 2 * static_cast<int>(wanted.size()));
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(en.jpgFileBuf), wanted.size()), wanted);
-
-    // The next shot's picture fits: the same buffer. Then one that does not.
-    const BYTE* const buffer = en.jpgFileBuf;
-    const auto next = [&](int mode, const std::string& tag) {
+    const auto kept = [&](int mode, const std::string& picture) {
       en.mode = mode;
-      en.fileOffset = en.fullCnt = en.halfCnt = 0;
+      en.halfCnt = mode < 2 ? 48 : 101;
       std::fill(std::begin(en.jpgDataIndex), std::end(en.jpgDataIndex), JpgDataIndexInfo{});
-      Walk(tag, mode < 2 ? 94 : 187);
+      Frame(1, picture);
+      return std::string(reinterpret_cast<char*>(en.jpgFileBuf), en.jpgFileBuf == nullptr ? 0 : picture.size());
     };
-    next(2, "shot of six");
+    EXPECT_EQ(kept(0, "of three"), "of three");
+    EXPECT_EQ(en.jpgFileBufSize, 2 * 8);
+    const BYTE* const buffer = en.jpgFileBuf;
+    EXPECT_EQ(kept(2, "this one fits"), "this one fits");
     EXPECT_EQ(en.jpgFileBuf, buffer);
-    const std::string six = Name("shot of six", 1, 101);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(en.jpgFileBuf), six.size()), six);
-
     // No memory for a larger one: the shot goes on, without a copy.
     board.faults.Add("heap.malloc fail times=1");
-    next(0, std::string(100, 'x'));
-    EXPECT_EQ(en.jpgFileBuf, nullptr);
+    EXPECT_EQ(kept(0, std::string(100, 'x')), "");
     EXPECT_EQ(en.jpgFileBufSize, 0);
-    EXPECT_EQ(en.fullCnt, 94);
+    EXPECT_EQ(en.halfCnt, 49);
   });
   EXPECT_THAT(board.Log(), HasSubstr("malloc en->jpgFileBuf error\n"));
-}
-
-TEST_F(Filing, ASingleCameraShotIsItsFirstFullFrame) {
-  OnBoard(board, [&] {
-    Open();
-    ctrlSigs->saveSingle = 13;
-    for (const auto& [ch, text] : {std::pair{1, "half one"}, {0, "full one"}, {0, "full two"}, {1, "half two"}}) {
-      EXPECT_EQ(Frame(ch, text), 0);
-    }
-  });
-  EXPECT_EQ(Filed(), "full one");
-  EXPECT_EQ(en.fullCnt, 2);
 }
 
 // A timeout between the two first frames steps the later channel back to -1.

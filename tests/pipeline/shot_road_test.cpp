@@ -1,9 +1,12 @@
 // The road of a shot through the main thread, from the exposed array to its rest: each wait, file call and line of the
-// log, as the order of the frames has it. Polls of a millisecond are left out.
+// log, as the order of the frames has it (polls of a millisecond are left out), and what then stands in the file.
 #include <gmock/gmock.h>
 
+#include <numeric>
 #include <optional>
+#include <set>
 
+#include "common/fpga_ctrl/capture/isp_params.h"
 #include "tests/support/file_bytes.h"
 #include "tests/support/marked_shot.h"
 #include "tests/support/snap_loop.h"
@@ -16,6 +19,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::Pair;
+
+using Bytes = std::vector<uint8_t>;
 
 constexpr std::string_view kFirstHalf = "1100111100011110001111011";
 constexpr std::array<int, 3> kPositions = {9, 8, 8};
@@ -45,9 +50,10 @@ struct Mode {
   const char* name;
   int captureMode = 0;
   int saveSingle = 0;
-  bool logo = false;
+  std::optional<int> logo = std::nullopt;
   bool remote = false;
   int halves = 1;
+  bool shortCalibration = false;
 };
 
 class Road {
@@ -70,14 +76,14 @@ class Road {
     Add("sleep 30000");
   }
   void OpenFile(const std::string& path) { Add("file open \"" + path + "\" wb"); }
-  void Head(const std::string& path, int indexSize, std::optional<int> logo) {
-    for (const char* line :
-         {"file open \"CameraConf_800\" rb", "file read 800", "file close", "file open \"CameraVignet_800\" rb"})
-      Add(line);
+  void Head(const std::string& path, int indexSize, std::optional<int> logo, bool shortCalibration) {
+    Add("file open \"CameraConf_800\" rb");
+    Add(shortCalibration ? "file read 100" : "file read 800");
+    for (const char* line : {"file close", "file open \"CameraVignet_800\" rb"}) Add(line);
     OpenFile(path);
     Write({2, 2, 4, 256, 2, 4, 800, 2, 4});
     for (int camera = 0; camera < 25; camera++) {
-      Add("file read 3080");
+      Add(shortCalibration && camera >= 2 ? "file read 0" : "file read 3080");
       Write({3080});
     }
     Add(std::string("file open \"logo.jpg\" rb") + (logo ? "" : " failed"));
@@ -112,6 +118,8 @@ class Road {
 };
 
 struct ShotRoad : SnapLoop, testing::WithParamInterface<Mode> {
+  ShotRoad() : SnapLoop(0.02) {}  // so dark that the exposures of a bracket have gains of their own
+  std::filesystem::path Local(const std::string& name) const { return board.paths.Local() / name; }
   // What the main thread did from the moment when the array had exposed, without its polls.
   static std::vector<std::string> FromThePriming(const twin::Transcript& transcript) {
     std::vector<std::string> lines;
@@ -128,20 +136,44 @@ struct ShotRoad : SnapLoop, testing::WithParamInterface<Mode> {
     }
     return lines;
   }
+  // A change of the ISP's settings shows a frame late, and yet each kept frame has those of its own exposure's gain.
+  void ExpectSettingsOfEachExposure(const std::vector<Frame>& frames, const shot::Record& record) const {
+    std::set<int> used;
+    size_t numbers[2] = {};
+    for (const twin::DeliveredFrame& one : board.media.Delivered()) {
+      const size_t number = numbers[one.channel]++ % frames.size();
+      if (!frames[number]) continue;
+      BYTE expected;
+      LUMO_ISP_BAYER_SHARPEN_S shp;
+      LUMO_ISP_BAYER_SHARPEN_EX_S shpEx;
+      LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S manual;
+      LumoCalcIspParas(&expected, &shp, &shpEx, &manual, record.Exposure(frames[number]->second).gain);
+      used.insert(expected);
+      EXPECT_EQ(one.settings.nr.stManual.u8Thresh, expected) << "frame " << number;
+      EXPECT_EQ(one.settings.yuvSharpen.stManual.u8EdgeSt, manual.u8EdgeSt) << "frame " << number;
+    }
+    EXPECT_GE(used.size(), 2u) << "all exposures have the same gain: nothing was proved";
+  }
 };
 
 TEST_P(ShotRoad, GoesThroughEachFrameInOrder) {
   const Mode& mode = GetParam();
   const int exposures = mode.captureMode < 2 ? 3 : 6, indexSize = exposures * 1000;
-  constexpr int kLogo = 2500;
   ctrl->captureMode = static_cast<BYTE>(mode.captureMode);
   ctrl->saveSingle = static_cast<BYTE>(mode.saveSingle);
-  if (mode.logo) std::ofstream(board.paths.Local() / "logo.jpg") << std::string(kLogo, 'x');
+  Bytes logo(static_cast<size_t>(mode.logo.value_or(0)));
+  std::iota(logo.begin(), logo.end(), 0);
+  if (mode.logo) PutBytes(Local("logo.jpg"), logo);
   if (mode.remote) ctrl->serialFd = 77;
+  if (mode.halves == 2) ctrl->thumbCamIdx = 3;  // of the second half
+  if (mode.shortCalibration) {
+    std::filesystem::resize_file(Local("CameraConf_800"), 100);
+    std::filesystem::resize_file(Local("CameraVignet_800"), 2 * 3080);
+  }
   Start();
   if (mode.saveSingle != 0) {  // needs no calibration, and has no raw frames
     ctrl->saveRaw = 1;
-    for (const char* file : {"CameraConf_800", "CameraVignet_800"}) std::filesystem::remove(board.paths.Local() / file);
+    for (const char* file : {"CameraConf_800", "CameraVignet_800"}) std::filesystem::remove(Local(file));
   }
   std::vector<std::vector<std::string>> made;
   for (int half = 1; half <= mode.halves; half++) {
@@ -182,7 +214,8 @@ TEST_P(ShotRoad, GoesThroughEachFrameInOrder) {
     return;
   }
 
-  const shot::Shot shot = shot::ReadShot((Dcim() / Files().at(0)).string());
+  const shot::File file((Dcim() / Files().at(0)).string());
+  const shot::Shot& shot = file.Get();
   ASSERT_TRUE(shot.Whole());
   const shot::ExposureSet& middle = shot.record.Exposure(exposures == 3 ? 1 : 3);
   EXPECT_EQ(ctrl->lastExposure, static_cast<int>(int64_t{middle.totalRows} * middle.shutterLines / 120));
@@ -191,7 +224,7 @@ TEST_P(ShotRoad, GoesThroughEachFrameInOrder) {
   for (int half = 1; half <= mode.halves; half++) {
     Road road;
     road.Prime(8);
-    if (half == 1) road.Head(oldPath, indexSize, mode.logo ? std::optional(kLogo) : std::nullopt);
+    if (half == 1) road.Head(oldPath, indexSize, mode.logo, mode.shortCalibration);
     road.Log("LumoVencCapture", "Finish Cap   ShootIdx:1");
     for (size_t number = 0; number < frames.size(); number++) {
       for (const int channel : {1, 0}) {
@@ -212,16 +245,29 @@ TEST_P(ShotRoad, GoesThroughEachFrameInOrder) {
     road.Rest();
     EXPECT_TRUE(SameRoad(road.lines, made[static_cast<size_t>(half - 1)])) << "half " << half;
   }
+
+  ExpectSettingsOfEachExposure(frames, shot.record);
+  const auto shotOf = [&](int camera) { return mode.halves == 2 && kFirstHalf[size_t(camera)] == '0' ? 2u : 1u; };
+  ExpectMarkedShot(file.Path(), {.exposures = exposures, .shotOf = shotOf, .thumbCamera = ctrl->thumbCamIdx});
+  // What is missing of the calibration is zeros, and the last of the vignetting records again.
+  Bytes conf = FileBytes(Local("CameraConf_800")), vignetting = FileBytes(Local("CameraVignet_800"));
+  conf.resize(800);
+  while (vignetting.size() < 25 * 3080) vignetting.insert(vignetting.end(), vignetting.end() - 3080, vignetting.end());
+  EXPECT_EQ(file.Read(shot::Part::Cameras), conf);
+  EXPECT_EQ(file.Read(shot::Part::Vignetting), vignetting);
+  EXPECT_EQ(file.Read(shot::Part::Logo), logo);
 }
 
 // Single pictures from the ends of the layers, of the camera of layer 1 that is counted last, and of none.
 INSTANTIATE_TEST_SUITE_P(
     Modes, ShotRoad,
-    testing::Values(Mode{.name = "Three"}, Mode{.name = "SixWithLogo", .captureMode = 2, .logo = true},
-                    Mode{.name = "Remote", .remote = true}, Mode{.name = "TwoHalves", .captureMode = 4, .halves = 2},
-                    Mode{.name = "Camera0", .saveSingle = 1}, Mode{.name = "Camera15", .saveSingle = 16},
-                    Mode{.name = "Camera16", .saveSingle = 17}, Mode{.name = "Camera23", .saveSingle = 24},
-                    Mode{.name = "Camera24", .saveSingle = 25}, Mode{.name = "NoCamera", .saveSingle = 255}),
+    testing::Values(Mode{.name = "Three", .shortCalibration = true},
+                    Mode{.name = "SixWithLogo", .captureMode = 2, .logo = 2500},
+                    Mode{.name = "Remote", .logo = 0, .remote = true},
+                    Mode{.name = "TwoHalves", .captureMode = 4, .halves = 2}, Mode{.name = "Camera0", .saveSingle = 1},
+                    Mode{.name = "Camera15", .saveSingle = 16}, Mode{.name = "Camera16", .saveSingle = 17},
+                    Mode{.name = "Camera23", .saveSingle = 24}, Mode{.name = "Camera24", .saveSingle = 25},
+                    Mode{.name = "NoCamera", .saveSingle = 255}),
     [](const auto& mode) { return mode.param.name; });
 
 // --- frames that stay out ---

@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "tests/support/made_shot.h"
 #include "tests/support/on_board.h"
 
 // A refused header leaves its decompressor behind, and that is meant.
@@ -61,21 +62,11 @@ TEST(ZoomQtrYuv, IsExactAtEverySizeAndWritesNothingElse) {
   }
 }
 
-// A JPEG of one colour.
-Picture Jpeg(int width, int height, int subsampling, BYTE luma = 90, BYTE cb = 110, BYTE cr = 150) {
-  const unsigned long size = tjBufSizeYUV2(width, 1, height, subsampling);
-  Picture samples(size, cr);
-  const size_t chroma = subsampling == TJSAMP_GRAY ? 0 : (size - size_t{1} * width * height) / 2;
-  std::fill_n(samples.begin(), size_t{1} * width * height, luma);
-  std::fill_n(samples.begin() + width * height, chroma, cb);
-  tjhandle compressor = tjInitCompress();
-  unsigned char* data = nullptr;
-  unsigned long length = 0;
-  EXPECT_EQ(tjCompressFromYUV(compressor, samples.data(), width, 1, height, subsampling, &data, &length, 95, 0), 0);
-  Picture jpeg(data, data + length);
-  tjFree(data);
-  tjDestroy(compressor);
-  return jpeg;
+// A JPEG of one colour: luma 90, Cb 110, Cr 150 where it has them.
+Picture Jpeg(int width, int height, int subsampling) {
+  Picture pixels;
+  for (int i = 0; i < width * height; i++) pixels.insert(pixels.end(), {121, 80, 58});
+  return support::JpegFrom(pixels, width, height, subsampling, 95);
 }
 
 struct JpegSteps : testing::Test {

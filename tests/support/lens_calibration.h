@@ -16,6 +16,12 @@ struct PicturePoint {
   double x = 0, y = 0;  // pixels of the upright full picture, from its upper left corner
 };
 
+// The sRGB curve backwards, from the standard: the light of a display value of 0 to 255.
+inline double LinearLight(double gray) {
+  const double d = gray / 255;
+  return d <= 0.04045 ? d / 12.92 : std::pow((d + 0.055) / 1.055, 2.4);
+}
+
 class LensCalibration {
  public:
   explicit LensCalibration(const std::filesystem::path& directory)

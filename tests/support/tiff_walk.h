@@ -39,10 +39,24 @@ class TiffWalk {
     if (Number(at + 2 + 12 * count, 4) != 0) throw std::runtime_error("another directory follows");
     return directory;
   }
+  // The pixels of a directory, which must lie in one strip.
+  std::vector<uint8_t> Strip(const TiffDirectory& directory) const {
+    const uint64_t at = Place(directory, 273), size = Place(directory, 279);
+    if (at + size > bytes.size()) throw std::runtime_error("file ends before byte " + std::to_string(at + size));
+    return {bytes.begin() + static_cast<long>(at), bytes.begin() + static_cast<long>(at + size)};
+  }
+  // The directories that the first one leads to.
+  TiffDirectory Raw() const { return Directory(Place(First(), 330)); }
+  TiffDirectory Exif() const { return Directory(Place(First(), 34665)); }
 
   const std::vector<uint8_t> bytes;
 
  private:
+  static uint64_t Place(const TiffDirectory& directory, int tag) {
+    const TiffEntry& entry = directory.at(tag);
+    if (entry.values.size() != 1) throw std::runtime_error("not one value in tag " + std::to_string(tag));
+    return static_cast<uint64_t>(entry.values[0]);
+  }
   TiffEntry Entry(uint64_t at) const {
     TiffEntry entry{.type = static_cast<int>(Number(at + 2, 2)), .values = {}};
     const uint64_t count = Number(at + 4, 4);
