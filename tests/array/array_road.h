@@ -147,6 +147,12 @@ struct Road {
     Sensor(0x3821, 0x46, 0);
     Ready();
   }
+  // A module that has nothing to tell.
+  void Position() {
+    for (const int byte : {0, 1, 2, 3, 4, 4, 6, 7, 8, 9, 10, 11, 12, 13}) SensorIs(0, 0, 0xFF00 + byte, 0);
+    Log("LumoReadGpsCompass",
+        "Read GPS: longitude:0, latitude:0, compassValX:0, compassValY:0, compassValZ:0, compassValue:0");
+  }
   // Temperatures are 10 degrees and one more from image to image.
   void Temperatures() {
     Ready();

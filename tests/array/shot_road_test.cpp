@@ -62,6 +62,7 @@ struct ShotRoad : RoadBench {
     shutterLines.fill(-1);
     vertexX = vertexY = -1;
     finalExposure = scene.stored;
+    ctrlSigs->usbMode = scene.mode == 1 ? kUsbSerial : 0;
     return LumoCapture(ctrlSigs.get(), &totalColumns, shutterLines.data(), totalLines.data(), gain.data(), &vertexX,
                        &vertexY, 0, &finalExposure, scene.half, scene.mode, 0, 0, 0, scene.manualUs, 100);
   }
@@ -84,6 +85,7 @@ struct ShotRoad : RoadBench {
   void Prepare(Road& road) const {
     road.Awake();
     road.FifoReset();
+    if (scene.mode == 1) road.Position();
     road.SetUp();
     const int three[] = {0x77, 0x56, 0x55}, six[] = {0xAA, 0x89, 0x88};
     for (int layer = 0; layer < 3; layer++) road.Write(layer, 15, 0x17, scene.mode < 2 ? three[layer] : six[layer]);

@@ -57,7 +57,6 @@ TEST_F(ShotContract, AFrameArrivesOnlyThroughRightSwitches) {
       EXPECT_GT(board.Now() - start, 30ms) << "a lost frame takes its time too";
       return board.array.FramesArrived() - before == 1;
     };
-    int open = 0;
     // Bits: source of layers 0, 1, 2 is the layer before; parallel link of layers 0, 1.
     for (int switches = 0; switches < 32; switches++) {
       const bool passOn0 = switches & 1, passOn1 = switches & 2, passOn2 = switches & 4;
@@ -71,19 +70,9 @@ TEST_F(ShotContract, AFrameArrivesOnlyThroughRightSwitches) {
                                !passOn2};
       for (BYTE layer = 0; layer < 3; layer++) {
         EXPECT_EQ(load(layer, 7), arrives[layer]) << switches << ' ' << int{layer};
-        open += arrives[layer];
       }
     }
-    EXPECT_EQ(open, 1 + 4 + 16);  // ways to leave the switches that do not matter
-
     EXPECT_THAT(board.Complaints(), testing::IsEmpty());
-    LumoSpiCaptureLoadNew(2, 0);
-    board.kernel.Spend(10ms);
-    LumoSpiCaptureLoadNew(2, 1);  // asked again too early
-    board.kernel.Spend(60ms);
-    LumoSpiCaptureLoadNew(2, 54);  // no such slot
-    EXPECT_THAT(board.Complaints(), testing::SizeIs(2));
-
     ResetPulse();
     EXPECT_STREQ(board.array.LayerStateName(0), "idle") << "a reset forgets the frames";
   });

@@ -247,24 +247,21 @@ TEST_F(SetUp, TakesTheTuningFileIfItIsThereAndTellsWhatIsWrongWithIt) {
 }
 
 // What is set for an exposure reaches the ISP whole, beside what stood there.
-TEST_F(SetUp, SettingsOfAnExposureReachTheIsp) {
-  board.PowerOn([&] {
-    static ControlSignals ctrlSigs;
-    ctrlSigs.needQuit = 0;
-    return SAMPLE_VENC_1080P_MJPEG_JPEG(&ctrlSigs);
-  });
-  board.Run(10s);
+TEST(PictureSettings, ReachTheIsp) {
   const LUMO_ISP_BAYER_SHARPEN_S sharpen = {1, 2, 300};
   const LUMO_ISP_BAYER_SHARPEN_EX_S extended = {4, 5, 6, 7};
   LUMO_ISP_YUV_SHARPEN_MANUAL_ATTR_S manual = {};
   manual.u8DetailCtrl = 77;
   manual.au8LumaWgt[3] = 88;
-  twin::Transcript transcript(board.kernel, "media");
-  board.kernel.Spawn("test", [&] {
+  Lines made;
+  MediaUnits units;
+  units.Do([&] {
+    units.StartAll();
+    const twin::Transcript transcript(units.board.kernel, "media");
     EXPECT_EQ(SAMPLE_VENC_1080P_MJPEG_JPEG_set_NR(55), 0);
     EXPECT_EQ(SAMPLE_VENC_1080P_MJPEG_JPEG_set_Sharpen(&sharpen, &extended, &manual), 0);
+    made = transcript.Texts("test");
   });
-  board.Run(10ms);
   const ISP_NR_ATTR_S noise[] = {{HI_TRUE, OP_TYPE_AUTO, {}}, {HI_TRUE, OP_TYPE_AUTO, {55, 55}}};
   const ISP_BAYER_SHARPEN_ATTR_S bayer[] = {{HI_TRUE, OP_TYPE_AUTO, {}},
                                             {HI_TRUE, OP_TYPE_AUTO, {{1, 2, 300}, {4, 5, 6, 7}}}};
@@ -278,7 +275,7 @@ TEST_F(SetUp, SettingsOfAnExposureReachTheIsp) {
   changes("NRAttr", noise);
   changes("BayerSharpenAttr", bayer);
   changes("YuvSharpenAttr", yuv);
-  EXPECT_TRUE(SameRoad(expected, transcript.Texts("test")));
+  EXPECT_TRUE(SameRoad(expected, made));
 }
 
 }  // namespace

@@ -102,13 +102,10 @@ TEST(WrongEnd, OfWhatOthersStillUseIsRefusedOrObjectedTo) {
   const std::pair<const char*, std::function<void(MediaUnits&)>> ends[] = {
       {"VENC_DestroyChn 0", [](MediaUnits&) { HI_MPI_VENC_DestroyChn(0); }},
       {"VPSS_DisableChn 1", [](MediaUnits&) { HI_MPI_VPSS_DisableChn(0, 1); }},
-      {"VPSS_StopGrp", [](MediaUnits&) { HI_MPI_VPSS_StopGrp(0); }},
       {"VPSS_DestroyGrp", [](MediaUnits&) { HI_MPI_VPSS_DestroyGrp(0); }},
       {"VI_DisableChn", [](MediaUnits&) { HI_MPI_VI_DisableChn(0); }},
-      {"VI_DisableDev", [](MediaUnits&) { HI_MPI_VI_DisableDev(0); }},
       {"the ISP ends while the video input", [](MediaUnits&) { HI_MPI_ISP_Exit(0); }},
       {"ends while an encoder", [](MediaUnits&) { HI_MPI_SYS_Exit(); }},
-      {"VB_Exit", [](MediaUnits&) { HI_MPI_VB_Exit(); }},
       {"leaves the media system up", [](MediaUnits& units) { units.board.media.ProcessEnds(); }},
       {"VENC_CreateChn 0", [](MediaUnits& units) { units.StartEncoder(0); }},
   };
@@ -122,15 +119,6 @@ TEST(WrongEnd, OfWhatOthersStillUseIsRefusedOrObjectedTo) {
     });
     EXPECT_THAT(units.board.Complaints(), Contains(HasSubstr(objection)));
   }
-  // The thread that runs the ISP must have come back.
-  MediaUnits units;
-  units.Do([&] {
-    units.StartSystem();
-    units.StartIsp();
-    EXPECT_EQ(HI_MPI_ISP_Exit(0), HI_SUCCESS);
-    EXPECT_EQ(HI_MPI_SYS_Exit(), HI_SUCCESS);
-  });
-  EXPECT_THAT(units.board.Complaints(), Contains(HasSubstr("HI_MPI_ISP_Run is still up")));
 }
 
 // Each call of the way up reports success and does nothing: another one is refused for it, or no picture comes.
@@ -156,19 +144,6 @@ TEST(MissingCall, IsNoticed) {
     }
   }
   EXPECT_EQ(missing, 37);
-}
-
-// A frame comes out when the next comes in, or never: not once the ISP has ended in between.
-TEST(MissingCall, NoFrameOfBeforeTheIspsEndComesOutAfterIt) {
-  MediaUnits units;
-  units.refused = 0;
-  units.Do([&] { units.StartAll(); });
-  units.ArriveAndEncode(0);
-  units.Do([] { EXPECT_EQ(HI_MPI_ISP_Exit(0), HI_SUCCESS); });
-  units.Do([&] { units.StartIsp(); });
-  units.ArriveAndEncode(1);
-  EXPECT_EQ(units.board.media.counts().unseen, 0u);
-  EXPECT_TRUE(units.board.media.Delivered().empty());
 }
 
 }  // namespace

@@ -84,17 +84,6 @@ TEST_F(Module, TellsThePositionAsLongAsThereIsAFix) {
                                      "compassValZ:-5362, compassValue:9000\n"));
 }
 
-TEST_F(Module, CalibratesByTwoCommandsWhateverItAnswers) {
-  OnOpenDevice([&] {
-    EXPECT_EQ(LumoCompassCalibrate(1), 0);
-    EXPECT_EQ(LumoCompassCalibrate(0), 0);
-    board.gpsCompass.SetPosition(31.752057, 121.4737);  // its lowest byte is not 0
-    EXPECT_EQ(LumoCompassCalibrate(7), -2);
-    EXPECT_EQ(LumoCompassCalibrate(0), -2);
-    EXPECT_EQ(board.gpsCompass.Calibrations(), "SESE");
-  });
-}
-
 TEST_F(Module, TellsTheHeadingUnderAnyTilt) {
   double largest = 0;
   OnOpenDevice([&] {

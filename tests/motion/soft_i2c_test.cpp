@@ -1,6 +1,7 @@
 // The motion sensor's bus, made of two GPIO lines: each access and each delay of a transfer, and what it tells.
 #include "common/angle_reader/soft_i2c.h"
 
+#include "tests/array/array_road.h"
 #include "tests/support/angle_bench.h"
 #include "tests/support/transcript_match.h"
 #include "twin/transcript/transcript.h"
@@ -10,29 +11,23 @@ namespace {
 using SoftI2c = AngleBench;
 
 // What the two lines should be moved by.
-struct Lines {
-  std::vector<std::string> road;
+struct Lines : Road {
   unsigned int direction = 0;
 
-  void Line(const char* format, unsigned int a, unsigned int b) {
-    char text[64];
-    snprintf(text, sizeof text, format, a, b);
-    road.emplace_back(text);
-  }
-  void Delay(int count) { road.insert(road.end(), static_cast<size_t>(count), "delay i2c"); }
+  void Delay(int count) { lines.insert(lines.end(), static_cast<size_t>(count), "delay i2c"); }
   void Direct(unsigned int value) {
-    Line("reg read 0x%08x = 0x%x", 0x12146400, direction);
-    Line("reg write 0x%08x 0x%x", 0x12146400, direction = value);
+    RegIs(0x12146400, direction);
+    Reg(0x12146400, direction = value);
   }
   void Set(unsigned int pins, bool high) {
     Direct(direction | pins);
-    Line("reg write 0x%08x 0x%x", 0x12146000 + 4 * pins, high ? 0xFF : 0);
+    Pin(0x12146000 + 4 * pins, high);
   }
   void Pulse(bool released, unsigned int data) {
     Delay(1);
     Set(0x10, true);
     Delay(released ? 1 : 2);
-    if (released) Line("reg read 0x%08x = 0x%x", 0x12146020, data);
+    if (released) RegIs(0x12146020, data);
     if (released) Delay(1);
     Set(0x10, false);
     Delay(1);
@@ -102,7 +97,7 @@ TEST_F(SoftI2c, MovesTheLinesAccessByAccessAndTellsWhereATransferEnded) {
       board.faults.Clear();
       if (*transfer.fault != 0) board.faults.Add(transfer.fault);
       transcript.Forget();
-      lines.road.clear();
+      lines.lines.clear();
       EXPECT_EQ(transfer.run(), transfer.result);
       lines.Start();
       const bool twice = transfer.again != 0, good = transfer.result == 0;
@@ -112,7 +107,7 @@ TEST_F(SoftI2c, MovesTheLinesAccessByAccessAndTellsWhereATransferEnded) {
       if (twice) lines.ByteOut(transfer.again, good);
       for (const int& byte : transfer.received) lines.ByteIn(byte, &byte == &transfer.received.back());
       lines.Stop();
-      EXPECT_TRUE(SameRoad(lines.road, transcript.Texts()));
+      EXPECT_TRUE(SameRoad(lines.lines, transcript.Texts()));
     }
     EXPECT_EQ(bytes[0] << 8 | bytes[1], 0x0418);
   });
