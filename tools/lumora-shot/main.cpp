@@ -6,6 +6,7 @@
 #include "tools/lumora-shot/info.h"
 #include "tools/lumora-shot/sheet.h"
 #include "tools/lumora-shot/verify.h"
+#include "tools/panorama/command.h"
 
 namespace {
 
@@ -119,6 +120,18 @@ int main(int argc, char** argv) {
   sheet->add_option("FILE", path, "Shot file")->required();
   sheet->add_option("OUT.jpg", target, "The page to write")->required();
 
+  CLI::App* panorama = app.add_subcommand("panorama", "Joins the pictures of a shot to one of all around");
+  panorama::Order order;
+  panorama->add_option("FILE", order.shot, "Shot file")->required();
+  panorama->add_option("OUT.jpg", order.out, "The picture to write: equirectangular, 8 bit")->required();
+  panorama->add_option("--exposure", order.exposure, "This step of the bracket alone, from 0; else all of them")
+      ->check(CLI::NonNegativeNumber);
+  panorama->add_option("--width", order.width, "Pixels all round: a multiple of 128; 8192 if the lenses resolve it");
+  panorama->add_option("--yaw", order.yaw, "Degrees by which the middle looks to the right of north, or of the front")
+      ->check(CLI::Range(-360.0, 360.0));
+  panorama->add_flag("!--no-level", order.level, "Leave the camera's tilt as it was");
+  panorama->add_flag("--crop", order.crop, "Leave out the rows that are not seen all round");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -129,6 +142,7 @@ int main(int argc, char** argv) {
     if (*info) return Info(path, json);
     if (*extract) return Extract(path, target, choice);
     if (*sheet) return Sheet(path, target);
+    if (*panorama) return panorama::Make(order);
     return VerifyAll(paths, all);
   } catch (const std::exception& error) {
     return Complain(error);

@@ -1,0 +1,62 @@
+#include "tools/panorama/command.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+#include "tools/lumora-shot/extract.h"
+#include "tools/panorama/output.h"
+#include "tools/panorama/stitch.h"
+
+namespace panorama {
+namespace {
+
+constexpr int good = 0, bad = 1, noAnswer = 2;
+constexpr int quality = 92;
+
+[[gnu::format(printf, 1, 2)]] int Refuse(const char* format, ...) {
+  va_list values;
+  va_start(values, format);
+  std::fputs("lumora-shot: ", stderr);
+  std::vfprintf(stderr, format, values);
+  std::fputc('\n', stderr);
+  va_end(values);
+  return noAnswer;
+}
+
+}  // namespace
+
+int Make(const Order& order) {
+  const shot::File file(order.shot);
+  const int exposures = file.Get().exposures;
+  if (order.exposure && *order.exposure >= exposures && exposures > 0)
+    return Refuse("--exposure %d: this shot has exposures 0 to %d", *order.exposure, exposures - 1);
+  try {
+    const int widest = WidestOf(file);
+    Request request;
+    request.width = order.width.value_or(std::min(request.width, widest));
+    if (request.width < narrowest || request.width > widest || request.width % widthStep != 0)
+      return Refuse("--width %d: must be a multiple of %d from %d to %d, which is what the lenses resolve",
+                    request.width, widthStep, narrowest, widest);
+    request.exposure = order.exposure;
+    request.view = {order.level, order.yaw};
+    const bool terminal = isatty(STDERR_FILENO) != 0;
+    if (terminal) request.progress = [](int done, int all) { std::fprintf(stderr, "\r%d of %d cameras", done, all); };
+    Stitched stitched = Stitch(file, request);
+    if (terminal) std::fputs("\r\x1b[K", stderr);
+    const Rows rows = order.crop ? SeenAllRound(stitched) : Rows{0, stitched.canvas->Height()};
+    const shot::Rgb picture = LevelsOf(&stitched, rows);
+    shot::WriteWhole(order.out, shot::EncodeRgb(picture, quality));
+    for (const std::string& missing : stitched.missing)
+      std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", order.shot.c_str(), missing.c_str());
+    std::printf("%s: %d x %d\n", order.out.c_str(), picture.width, picture.height);
+    return stitched.missing.empty() ? good : bad;
+  } catch (const NoPanorama& none) {
+    std::fprintf(stderr, "lumora-shot: %s: no panorama: %s\n", order.shot.c_str(), none.what());
+    return bad;
+  }
+}
+
+}  // namespace panorama

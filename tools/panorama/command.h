@@ -1,0 +1,22 @@
+// `lumora-shot panorama`.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace panorama {
+
+struct Order {
+  std::string shot, out;
+  std::optional<int> exposure;
+  std::optional<int> width;
+  double yaw = 0;
+  bool level = true;
+  bool crop = false;
+};
+
+// Makes the file and says so. Returns the program's exit status: 0 good; 1 something is wrong with the shot: what is
+// left of it was made, or, if nothing can be, why is told; 2 wrong use. Throws shot::CannotRead, shot::CannotWrite.
+int Make(const Order& order);
+
+}  // namespace panorama

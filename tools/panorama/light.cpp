@@ -1,0 +1,144 @@
+#include "tools/panorama/light.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <numeric>
+
+namespace panorama {
+namespace {
+
+constexpr double curveOffset = 0.055, curveScale = 1.055, curvePower = 2.4;
+constexpr float codesPerStop = 200;
+
+struct LevelTables {
+  std::array<float, highestCode + 1> signal;  // 0 to 1, by sixteenths of a level
+  std::array<float, highestCode + 1> trust;   // 1; falls to 0 towards full scale
+};
+
+const LevelTables& Tables() {
+  static const LevelTables tables = [] {
+    LevelTables made{};
+    for (size_t i = 0; i < made.signal.size(); i++) {
+      const double level = static_cast<double>(i) / codesPerLevel;
+      made.signal[i] = static_cast<float>(SignalOf(level / 255));
+      made.trust[i] = static_cast<float>(std::clamp((250 - level) / 30, 0.0, 1.0));
+    }
+    return made;
+  }();
+  return tables;
+}
+
+using Ints = int32_t __attribute__((vector_size(16)));
+
+// log2 of numbers from 1 on, right within 1/1000.
+Floats Log2(Floats x) {
+  Ints bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  const Floats exponent = __builtin_convertvector((bits >> 23) - 127, Floats);
+  bits = (bits & 0x7FFFFF) | 0x3F800000;
+  Floats m;
+  std::memcpy(&m, &bits, sizeof m);
+  // A cubic through log2 on [1, 2) with the ends kept.
+  const Floats t = m - 1;
+  return exponent + t * (1.42086f + t * (-0.58208f + t * 0.16122f));
+}
+
+}  // namespace
+
+double Display(double signal) {
+  const double s = std::clamp(signal, 0.0, 1.0);
+  return s <= 0.0031308 ? 12.92 * s : curveScale * std::pow(s, 1 / curvePower) - curveOffset;
+}
+
+double SignalOf(double display) {
+  const double d = std::clamp(display, 0.0, 1.0);
+  return d <= 0.04045 ? d / 12.92 : std::pow((d + curveOffset) / curveScale, curvePower);
+}
+
+std::array<float, 3> WhiteBalanceOf(const shot::CameraVignet& first) {
+  std::array<float, 3> gains{};
+  const shot::VignettingCurve* curves[] = {&first.r, &first.g, &first.b};
+  for (size_t i = 0; i < 3; i++) {
+    const double gain = curves[i]->curve[63];
+    gains[i] = gain >= 0.8 && gain <= 1.25 ? static_cast<float>(gain) : 1;  // the camera accepts no others
+  }
+  return gains;
+}
+
+std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const std::array<float, 3>& whiteBalance) {
+  const int points = row.vignettingNum;
+  if (points < 2 || points > 63) return std::nullopt;
+  const shot::VignettingCurve* curves[] = {&row.r, &row.g, &row.b};
+  for (const auto* colour : curves)
+    for (int i = 0; i < points; i++) {
+      const double left = colour->curve[static_cast<size_t>(i)];
+      if (!(left > 0.02 && left < 2)) return std::nullopt;
+    }
+  Vignetting vignetting;
+  vignetting.gains_.resize(steps + 1);
+  for (size_t step = 0; step < vignetting.gains_.size(); step++) {
+    Gain& gain = vignetting.gains_[step];
+    const double at = std::sqrt(static_cast<double>(step) / steps) * (points - 1);
+    const auto below = static_cast<size_t>(std::min(static_cast<int>(at), points - 2));
+    gain.light[3] = gain.level[3] = 1;
+    for (size_t i = 0; i < 3; i++) {
+      const auto& curve = curves[i]->curve;
+      const double left = curve[below] + (curve[below + 1] - curve[below]) * (at - static_cast<double>(below));
+      gain.light[i] = static_cast<float>(whiteBalance[i] / left);
+      gain.level[i] = static_cast<float>(std::pow(gain.light[i], 1 / curvePower));
+    }
+    gain.offset = (gain.level - 1) * static_cast<float>(255 * curveOffset);
+  }
+  return vignetting;
+}
+
+RadianceScale::RadianceScale(double brightest)
+    : darkest_(static_cast<float>(brightest / std::exp2(highestCode / codesPerStop))), table_(highestCode + 1) {
+  for (size_t i = 0; i < table_.size(); i++)
+    table_[i] = static_cast<float>(darkest_ * (std::exp2(static_cast<double>(i) / codesPerStop) - 1));
+}
+
+Codes RadianceScale::CodeOf(Floats radiance) const {
+  const Floats codes = Log2(1 + radiance / darkest_) * codesPerStop + 0.5f;
+  return __builtin_convertvector(Smaller(codes, Splat(highestCode)), Codes);
+}
+
+float RadianceScale::RadianceOf(int code) const {
+  return table_[static_cast<size_t>(std::clamp(code, 0, highestCode))];
+}
+
+Bracket::Bracket(const std::vector<shot::ExposureSet>& exposures) {
+  for (const shot::ExposureSet& exposure : exposures) {
+    const double gathered = exposure.Seconds() * exposure.gain / 16;
+    // A record without exposures still lets the picture be seen.
+    perSignal_.push_back(gathered > 1e-7 && gathered < 1e5 ? static_cast<float>(1 / gathered) : 1);
+  }
+  brightest_ = *std::max_element(perSignal_.begin(), perSignal_.end());
+  longestFirst_.resize(perSignal_.size());
+  std::iota(longestFirst_.begin(), longestFirst_.end(), 0);
+  std::stable_sort(longestFirst_.begin(), longestFirst_.end(), [&](int a, int b) {
+    return perSignal_[static_cast<size_t>(a)] < perSignal_[static_cast<size_t>(b)];
+  });
+}
+
+Floats Bracket::Merge(const Floats* levels, unsigned present, const Vignetting::Gain& gain) const {
+  const LevelTables& tables = Tables();
+  Floats sum = Splat(0), last = Splat(0);
+  float weights = 0;
+  for (const int i : longestFirst_) {
+    if (!(present >> i & 1)) continue;
+    const Floats place = levels[i] * codesPerLevel;
+    const auto r = static_cast<size_t>(place[0]), g = static_cast<size_t>(place[1]), b = static_cast<size_t>(place[2]);
+    const float perSignal = perSignal_[static_cast<size_t>(i)];
+    last = Floats{tables.signal[r], tables.signal[g], tables.signal[b], 0} * perSignal;
+    const float weight = tables.trust[std::max({r, g, b})] / perSignal;
+    sum += last * weight;
+    weights += weight;
+  }
+  // `last` is the shortest: where even that is near full scale it is all there is.
+  const float rest = 1e-3f * weights + 1e-9f;
+  return (weights > 0 ? (sum + last * rest) / (weights + rest) : last) * gain.light;
+}
+
+}  // namespace panorama
