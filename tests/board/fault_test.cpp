@@ -1,4 +1,5 @@
-// What breaks in the array, the encoders, the co-processor and on the disk during a shot, and how it ends for the user.
+// What breaks on the link, in the chip and on the disk during a shot, or at any write of it, and how it ends for the
+// user.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +17,6 @@ namespace {
 
 constexpr size_t kSavedPulses = 1 + 2;  // exposure finished, shot saved
 constexpr size_t kFailedPulses = 4;     // a train of 8
-constexpr size_t kDiskFullPulses = 3;   // a train of 6
 
 struct Fault : testing::Test {
   Board board{{}};
@@ -31,12 +31,6 @@ struct Fault : testing::Test {
     EXPECT_TRUE(board.RunUntilShotEnds(5min));
     board.Run(100ms);
   }
-  void ExpectFailed(const std::string& status) {
-    EXPECT_GT(board.faults.Fired(), 0u);
-    EXPECT_THAT(board.Log(), HasSubstr("Cap error " + status + "\n"));
-    EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(kFailedPulses));
-    EXPECT_THAT(board.disk.Shots(), IsEmpty());
-  }
   // Whatever was broken is whole again: the next press gives a good shot.
   void ExpectNextPressIsGood() {
     board.faults.Clear();
@@ -46,25 +40,6 @@ struct Fault : testing::Test {
     EXPECT_FALSE(shot::HasFault(shot::Verify(board.disk.OnlyShot().string())));
   }
 };
-
-TEST_F(Fault, ARowErrorOnceCostsOneMoreAttemptWithTheArraysPowerCycled) {
-  board.faults.Add("layer.row-errors value=3 detail=1");
-  Press();
-  EXPECT_EQ(board.faults.Fired(), 1u);
-  EXPECT_EQ(board.LogCount("Retry hasCapLoadStart Finish0:1  Finish1:1  Finish2:1 Hsync0:0  Hsync1:3  Hsync2:0 \n"),
-            1u);
-  EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(kSavedPulses));
-  ExpectMarkedShot(board.disk.OnlyShot(), 3, 2);
-}
-
-TEST_F(Fault, ASaveThatNeverFinishesEndsTheShot) {
-  board.faults.Add("layer.save silence detail=2 times=always");
-  Press();
-  EXPECT_EQ(board.LogCount("Retry hasCamSaveFinish Save0:1  Save1:1  Save2:0"), 3u);
-  EXPECT_EQ(board.LogCount("LumoSpiWaitCapSaveFinish error\n"), 1u);
-  ExpectFailed("need_capture:1  need_save:255");
-  ExpectNextPressIsGood();
-}
 
 // One lost transfer, at many places of a shot: it is told once, and the shot ends one way or the other.
 TEST_F(Fault, ALinkThatFailsOneTransferNeverHangsTheDevice) {
@@ -85,18 +60,6 @@ TEST_F(Fault, ALinkThatFailsOneTransferNeverHangsTheDevice) {
     if (saved) good++;
   }
   EXPECT_GT(good, 0);
-}
-
-TEST_F(Fault, AWrongChipIdIsOnlyLogged) {
-  board.PowerOff();
-  board.faults.Add("sensor.chip-id value=0x12 detail=24 times=always");
-  ASSERT_TRUE(board.Boot());
-  EXPECT_EQ(board.LogCount("LumoSpiCciRead 0x300B(0x88) error, layIdx = 1, camIdx = 7, readReg = 18\n"), 1u);
-  EXPECT_EQ(board.LogCount("LumoSpiCciRead 0x300B(0x88) error again, layIdx = 1, camIdx = 7, readReg = 18\n"), 1u);
-  EXPECT_EQ(board.LogCount("LumoSpiCciRead 0x300C(0x65) error again, layIdx = 1, camIdx = 7, readReg = 18\n"), 1u);
-  EXPECT_EQ(board.LogCount("LumoSpiCciRead"), 4u);
-  Press();
-  EXPECT_THAT(board.disk.Shots(), SizeIs(1));
 }
 
 // The chip's own line and frame timing could not be reached at the start, so the input takes what comes for nothing.
@@ -132,47 +95,66 @@ TEST_F(Fault, CalibrationThatIsGoneEndsTheShotWithItsCode) {
   ExpectNextPressIsGood();
 }
 
-TEST_F(Fault, ADiskWithoutRoomRefusesTheShotAndSoundsEvenWhenMuted) {
-  board.disk.FillTo(262'144);
-  Press();
-  EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(kDiskFullPulses));
-  EXPECT_THAT(board.disk.Shots(), IsEmpty());
-  EXPECT_EQ(board.LogCount("StartCapture\n"), 0u);
-  board.disk.FillTo(262'144 + 32);
-  Press();
-  EXPECT_THAT(board.disk.Shots(), SizeIs(1));
-}
-
-// The disk becomes full on the way: writes are not looked at, so the file ends short or not at all, and never under the
-// name of a finished shot that cannot be read.
-TEST_F(Fault, ADiskThatFillsUpInMidShotLeavesNothingThatPassesForAShotFromBefore) {
+// Writes are not looked at, so the file ends short or not at all. Shots from before are whole, and the device goes on.
+TEST_F(Fault, ADiskThatFillsUpOrIsPulledInMidShotHarmsNoShotFromBefore) {
   Press();
   const auto before = board.disk.OnlyShot();
-  board.button.Press(100ms);
-  ASSERT_TRUE(board.RunUntil([this] { return board.LogCount("Recv Frame Ch0 20\n") == 2; }, 1min));
+  const auto pressAndMeetFrame = [&](int frame, size_t times) {
+    board.button.Press(100ms);
+    const std::string line = "Recv Frame Ch0 " + std::to_string(frame) + "\n";
+    ASSERT_TRUE(board.RunUntil([&] { return board.LogCount(line) == times; }, 1min));
+  };
+  pressAndMeetFrame(20, 2);
   board.disk.FillTo(0);
   ASSERT_TRUE(board.RunUntilShotEnds(5min));
-  ExpectMarkedShot(before, 3, 1);
-  board.Run(10ms);  // the colour goes out with the next look at the button
+  board.Run(100ms);  // the colour goes out with the next look at the button
   EXPECT_EQ(board.panel.Colour(), "red");
+  board.disk.FillTo(50'000'000);
+  pressAndMeetFrame(40, 3);
+  board.disk.Pull();
+  ASSERT_TRUE(board.RunUntilShotEnds(5min));
+  board.PowerOff();
+  board.disk.Plug();
+  ExpectMarkedShot(before, 3, 1);
+  for (const auto& shot : board.disk.Shots()) std::filesystem::remove(shot);
+  ASSERT_TRUE(board.Boot());
+  ExpectNextPressIsGood();
 }
 
-TEST_F(Fault, BadAnswersOfTheCoProcessorForFiveSecondsOnlyHoldTheDeviceUp) {
-  board.panel.ForgetPulses();
-  const twin::Time end = board.Now() + 5s;
-  twin::FaultRule rule;
-  rule.point = "stc.reply";
-  rule.effect = {.kind = twin::Effect::Kind::Value, .value = 0x1234};
-  rule.times = twin::FaultRule::kAlways;
-  rule.condition = [this, end] { return board.Now() < end; };
-  board.faults.Add(rule);
-  board.Run(1s);
-  board.button.Press(2s);  // over before the link is well again: nobody saw it
-  board.Run(5s);
-  EXPECT_GT(board.faults.Fired(), 1000u);
-  EXPECT_THAT(board.panel.BuzzerPulses(), IsEmpty());
-  EXPECT_FALSE(board.Exited());
-  ExpectNextPressIsGood();
+// The power goes in the middle of a write: each write of a shot, of the head, of pictures, of the index, of the
+// thumbnail, in four shares that can run side by side. Whatever carries the name of a finished shot is one, and the
+// device shoots again.
+struct PowerCut : Fault, testing::WithParamInterface<uint64_t> {};
+constexpr uint64_t kShares = 4;
+INSTANTIATE_TEST_SUITE_P(Share, PowerCut, testing::Range(uint64_t{0}, kShares));
+
+TEST_P(PowerCut, AtAWriteIsNeverTakenForAFinishedShot) {
+  const uint64_t boot = board.disk.Writes();
+  Press();
+  const uint64_t writes = board.disk.Writes() - boot;
+  const auto first = board.disk.OnlyShot();
+  ASSERT_GT(writes, 150u);
+
+  for (uint64_t write = 1 + GetParam(); write <= writes; write += kShares) {
+    SCOPED_TRACE("write " + std::to_string(write) + " of " + std::to_string(writes));
+    board.faults.Clear();
+    board.faults.Add("disk.write powercut nth=" + std::to_string(write));
+    board.button.Press(100ms);
+    ASSERT_TRUE(board.RunUntil([this] { return !board.Powered(); }, 2min));
+    ASSERT_THAT(board.disk.Shots(), SizeIs(1));
+    std::vector<std::filesystem::path> unfinished;
+    for (const auto& file : std::filesystem::directory_iterator(board.disk.Directory() / "DCIM")) {
+      if (file.path().extension() != ".ori") unfinished.push_back(file.path());
+    }
+    EXPECT_THAT(unfinished, SizeIs(testing::Le(1)));
+    for (const auto& file : unfinished) std::filesystem::remove(file);
+    ASSERT_TRUE(board.Boot());
+  }
+  EXPECT_FALSE(shot::HasFault(shot::Verify(first.string())));
+  board.faults.Clear();
+  Press();
+  ASSERT_THAT(board.disk.Shots(), SizeIs(2));
+  for (const auto& path : board.disk.Shots()) EXPECT_FALSE(shot::HasFault(shot::Verify(path.string())));
 }
 
 }  // namespace

@@ -40,6 +40,36 @@ struct Program : testing::Test {
     ended.status = WEXITSTATUS(pclose(pipe));
     return ended;
   }
+  // Starts it beside the test. Returns what it says on `stream`.
+  FILE* Start(std::vector<const char*> arguments, int stream) {
+    std::array<int, 2> in, out;
+    EXPECT_EQ(pipe(in.data()) | pipe(out.data()), 0);
+    arguments.insert(arguments.begin(), {program.c_str(), "--pictures", "marked"});
+    arguments.push_back(nullptr);
+    child = fork();
+    if (child == 0) {
+      dup2(in[0], STDIN_FILENO);
+      dup2(out[1], stream);
+      close(in[1]);
+      execv(program.c_str(), const_cast<char* const*>(arguments.data()));
+      _exit(99);
+    }
+    close(in[0]);
+    close(out[1]);
+    input = in[1];
+    return fdopen(out[0], "r");
+  }
+  // Waits for it and returns its status, -1 if a signal ended it.
+  int End(FILE* said) const {
+    int status = 0;
+    waitpid(child, &status, 0);
+    close(input);
+    fclose(said);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  pid_t child = 0;
+  int input = -1;
+
   std::string Script(const std::string& text) {
     std::ofstream(place / "script") << text;
     return "--pace free --script " + (place / "script").string();
@@ -59,7 +89,8 @@ TEST_F(Program, PressesOncePrintsTheShotAndLeavesTheLog) {
     return std::string(std::istreambuf_iterator<char>(stream), {});
   };
   EXPECT_THAT(read(place / "lumora.log"), HasSubstr("StartCapture\n"));
-  EXPECT_THAT(read(place / "status"), AllOf(HasSubstr("starting"), HasSubstr(" of 94"), HasSubstr("1 shot\n")));
+  EXPECT_THAT(read(place / "status"),
+              AllOf(HasSubstr("starting"), HasSubstr("exposing"), HasSubstr(" of 94"), HasSubstr("1 shot\n")));
 }
 
 TEST_F(Program, SaysWhenNoShotComes) {
@@ -110,19 +141,7 @@ TEST_F(Program, ReadsCommandsFromItsInput) {
 
 // With the adapter plugged in, a terminal program can play the remote: it sends a frame and reads a display line.
 TEST_F(Program, NamesTheRemotesTerminal) {
-  std::array<int, 2> in, out;
-  ASSERT_EQ(pipe(in.data()) | pipe(out.data()), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(in[0], STDIN_FILENO);
-    dup2(out[1], STDOUT_FILENO);
-    close(in[1]);
-    execl(program.c_str(), program.c_str(), "--pictures", "marked", "--usb", "serial", nullptr);
-    _exit(99);
-  }
-  close(in[0]);
-  close(out[1]);
-  FILE* said = fdopen(out[0], "r");
+  FILE* said = Start({"--usb", "serial"}, STDOUT_FILENO);
   char path[64] = {};
   EXPECT_EQ(fscanf(said, "remote   %63s", path), 1);
   const int line = open(path, O_RDWR | O_NOCTTY);
@@ -138,33 +157,16 @@ TEST_F(Program, NamesTheRemotesTerminal) {
     }
   }
   EXPECT_THAT(shown, testing::MatchesRegex("X0Ready    . 99 ..0"));
-  EXPECT_EQ(write(in[1], "quit\n", 5), 5);
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(write(input, "quit\n", 5), 5);
+  EXPECT_EQ(End(said), 0);
   close(line);
-  close(in[1]);
-  fclose(said);
 }
 
 TEST_F(Program, EndsCleanlyOnInterrupt) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(ends[1], STDERR_FILENO);
-    execl(program.c_str(), program.c_str(), "--pictures", "marked", "--press-once", "--status", nullptr);
-    _exit(99);
-  }
-  close(ends[1]);
-  char first;
-  ASSERT_EQ(read(ends[0], &first, 1), 1);  // the first line of the status: it is under way
+  FILE* status = Start({"--press-once", "--status"}, STDERR_FILENO);
+  EXPECT_NE(fgetc(status), EOF);  // it is under way
   kill(child, SIGINT);
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(ends[0]);
-  EXPECT_TRUE(WIFEXITED(status)) << "it was killed by signal " << WTERMSIG(status);
-  EXPECT_EQ(WEXITSTATUS(status), 1) << "there is no shot to show";
+  EXPECT_EQ(End(status), 1) << "there is no shot to show";
 }
 
 }  // namespace

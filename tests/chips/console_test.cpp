@@ -6,8 +6,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "twin/console/status_display.h"
-
 namespace twin {
 namespace {
 
@@ -123,23 +121,6 @@ TEST_F(ConsoleOfABoard, CommandsReachTheWorld) {
   EXPECT_THAT(board.faults.Describe(), testing::ElementsAre("disk.write fail=ENOSPC nth=3, fired 0 times"));
   EXPECT_EQ(RunScript("release\nfault clear\nplug\n"), 0);
   EXPECT_TRUE(board.disk.Plugged() && !board.button.Pressed() && board.faults.Describe().empty());
-}
-
-TEST_F(ConsoleOfABoard, TheStatusFollowsTheShot) {
-  const auto status = [&] { return StatusText(board, console.watch); };
-  EXPECT_THAT(status(), HasSubstr(" off "));
-  board.PowerOn();
-  console.Execute("wait 10ms");
-  EXPECT_THAT(status(), HasSubstr("starting"));
-  console.Execute("wait idle");
-  EXPECT_THAT(status(), HasSubstr("ready"));
-  for (const char* line : {"press 100ms", "wait 350ms", "press 100ms", "wait 2s"}) console.Execute(line);
-  EXPECT_THAT(status(), HasSubstr("counting down"));
-  console.Execute("wait log StartCapture");
-  console.Execute("wait 1s");
-  EXPECT_THAT(status(), HasSubstr("exposing"));
-  console.Execute("wait shot");
-  EXPECT_THAT(status(), AllOf(HasSubstr("ready"), HasSubstr("1 shot")));
 }
 
 }  // namespace

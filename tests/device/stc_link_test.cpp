@@ -137,45 +137,16 @@ TEST_F(StcLink, RingFillsAtOnceAndThenTakesOneSampleASecond) {
   });
 }
 
-TEST_F(StcLink, BatteryLevelBySample) {
-  ctrlSigs->batVoltageValIdx = 64;
-  const std::pair<int, int> known[] = {{0, 0},   {3, 1},   {9, 3},   {13, 4},  {20, 10},  {30, 21},
-                                       {37, 40}, {44, 59}, {52, 80}, {59, 99}, {60, 100}, {63, 100}};
-  for (const auto& [sample, level] : known) {
-    ctrlSigs->batVoltageVal[17] = static_cast<BYTE>(sample);
-    EXPECT_EQ(LumoGetBatteryLevel(ctrlSigs.get()), level) << "sample " << sample;
-  }
-}
-
 TEST_F(StcLink, SwitchesOffEvenIfTheFirstFramesAreLost) {
   OnBoard(board, [&] {
     LumoGpioInit();
-    board.faults.Add({.point = "stc.silence", .times = 3, .effect = {.kind = twin::Effect::Kind::Silence}});
+    board.faults.Add("stc.silence silence times=3");
     lumoStcNeedShutdown(ctrlSigs.get());
     EXPECT_EQ(board.faults.Fired(), 3u);
     EXPECT_FALSE(board.panel.Lit());
   });
   board.Run(50ms);
   EXPECT_FALSE(board.Powered());
-}
-
-TEST(StcLines, WithoutCoProcessorTheyAreLampAndButton) {
-  Board board{{.coProcessor = false}};
-  OnBoard(board, [&] {
-    LumoGpioInit();
-    auto ctrlSigs = std::make_unique<ControlSignals>();
-    ctrlSigs->ledCtrl0G = 1;
-    ctrlSigs->ledCtrl0R = 1;
-    LumoStcShowColour(ctrlSigs.get());
-    EXPECT_EQ(board.panel.Colour(), "yellow");
-    EXPECT_EQ(LumoStcGetBtnOut(ctrlSigs.get()), kBtnReleased);
-    board.button.Hold();
-    for (int i = 0; i < 70; i++) EXPECT_EQ(LumoStcGetBtnOut(ctrlSigs.get()), kBtnPressed);
-    EXPECT_EQ(LumoGetBatteryLevel(ctrlSigs.get()), -1);
-
-    lumoStcNeedShutdown(ctrlSigs.get());
-    for (const int pin : {4, 5, 6, 7}) EXPECT_FALSE(board.gpio.At(0, pin).Level()) << "pin " << pin;
-  });
 }
 
 }  // namespace

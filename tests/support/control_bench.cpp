@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "common/fpga_ctrl/array/gpio.h"
 #include "common/fpga_ctrl/array/spi_link.h"
 #include "common/fpga_ctrl/device/control_loop.h"
@@ -205,22 +203,12 @@ void ControlBench::SnapThread() {
       board.kernel.Spend(100us);
       continue;
     }
-    const ShotPlan plan = plans[std::min(shots.size(), plans.size() - 1)];
-    shots.push_back({.start = board.Now(),
-                     .end = {},
-                     .captureMode = ctrlSigs->captureMode,
-                     .strobeMode = ctrlSigs->strobeMode,
-                     .isoMode = ctrlSigs->isoMode,
-                     .delayMode = ctrlSigs->delayMode,
-                     .twoHalfIdx = ctrlSigs->twoHalfIdx,
-                     .saveRaw = ctrlSigs->saveRaw,
-                     .evCompVal = ctrlSigs->evCompVal});
+    shots.push_back(board.Now());
     board.kernel.Spend(plan.exposes);
     ctrlSigs->needCapture = plan.exposed;
     if (plan.exposed == 0) {
       board.kernel.Spend(plan.saves);
       ctrlSigs->needSave = plan.saved;
     }
-    shots.back().end = board.Now();
   }
 }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "common/control_signals.h"
-#include "tests/support/pulses.h"
 #include "tests/support/spi_tap.h"
 #include "twin/board.h"
 #include "twin/transcript/transcript.h"
@@ -36,22 +35,17 @@ struct ControlBench {
   // Only the stand-ins, for tests that call the trigger themselves. In a fiber of the board.
   void StartSnapThread();
 
-  // What the next shots do, in turn; the last one stays.
+  // What shots do.
   struct ShotPlan {
     twin::Duration exposes = std::chrono::seconds(2);
     BYTE exposed = 0;  // needCapture after that
     twin::Duration saves = std::chrono::seconds(3);
     BYTE saved = 0;  // needSave after that
   };
-  std::vector<ShotPlan> plans{ShotPlan{}};
+  ShotPlan plan;
   twin::Duration teardown = std::chrono::milliseconds(1200);  // from needQuit to its answer
 
-  struct TakenShot {
-    twin::Time start, end;
-    BYTE captureMode, strobeMode, isoMode, delayMode, twoHalfIdx, saveRaw;
-    int8_t evCompVal;
-  };
-  std::vector<TakenShot> shots;
+  std::vector<twin::Time> shots;  // when each began
 
   // From now on the main thread's steps are added to `road`, and the array is a tap that is never ready.
   void Listen();
