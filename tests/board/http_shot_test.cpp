@@ -1,4 +1,4 @@
-// A shot as a phone takes it: asked for, followed by the list, fetched and deleted; and what is there after a start.
+// A shot as a phone takes it: asked for, followed by the list, fetched and deleted.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,10 +13,8 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
 
-struct HttpShot : HttpBoard {};
+using HttpShot = HttpBoard;
 
 TEST_F(HttpShot, FromTheRequestToTheFetchedFile) {
   Ok("/set_prefix?prefix=elevenchars");
@@ -41,33 +39,6 @@ TEST_F(HttpShot, FromTheRequestToTheFetchedFile) {
   board.Run(50ms);
   EXPECT_THAT(Poll().names, IsEmpty());
   EXPECT_THAT(board.disk.Shots(), IsEmpty());
-}
-
-TEST_F(HttpShot, TheNextStartKeepsWhatWasSet) {
-  Ok("/do_capture?capmode=5&exposure=4000&iso=400&evmode=5&strobemode=2&isomode=1");
-  Follow();
-  double seconds = 0;
-  int iso = 0;
-  ASSERT_EQ(sscanf(Get("/get_last_exposure").body.c_str(), "exposure=%lfs\r\niso=%d\r\n", &seconds, &iso), 2);
-  EXPECT_NEAR(seconds, 0.004, 0.0001);
-  EXPECT_NEAR(iso, 400, 8);
-  for (const char* target : {"/set_prefix?prefix=abcdef", "/set_prefix?prefix=xy", "/config?btnsetting=1&mutemode=1",
-                             "/set_time?time=2030-12-31_23:58:00", "/shutdown"}) {
-    Ok(target);
-  }
-  ASSERT_TRUE(SwitchedOff());
-  board.Run(3min);
-  BootAgain();
-  board.panel.ForgetPulses();
-  board.button.Press(100ms);
-  ASSERT_TRUE(board.RunUntilShotEnds());
-  board.Run(5s);
-  EXPECT_THAT(board.panel.BuzzerPulses(), SizeIs(3)) << "silence is not kept";
-  EXPECT_THAT(Poll().names, ElementsAre(testing::_, StartsWith("xycdef2031-01-01_00.")));
-  const shot::Record record = shot::ReadShot(board.disk.Shots().back().string()).record;
-  EXPECT_EQ(
-      (std::vector{record.shootDateYear, record.hdrMode, record.evBiasMode, record.antiFlickerMode, record.isoMode}),
-      (std::vector{2031, 7, -3, 2, 1}));
 }
 
 }  // namespace

@@ -10,17 +10,7 @@ using namespace std::chrono_literals;
 
 extern "C" FILE* twin_stderr;
 
-namespace {
-
-twin::BoardOptions WithLight(double light) {
-  twin::BoardOptions options;
-  options.light = light;
-  return options;
-}
-
-}  // namespace
-
-SnapLoop::SnapLoop(double light) : board(WithLight(light)) {
+SnapLoop::SnapLoop(double light) : board({.light = light}) {
   ctrl->serialFd = -1;
   ctrl->rawLoadInfo = kRawLoadEmpty;
   ctrl->thumbCamIdx = 12;
