@@ -36,8 +36,8 @@ struct ShotRoad : RoadBench {
   int Average(int at) const { return scene.averages[static_cast<size_t>(Count(at))]; }
   // The FIFO is full in each third pass and cannot be asked in each fifth.
   static int Full(int at) { return at % 5 == 0 ? -1 : at % 3 == 0 ? 1 : 0; }
-  // The layers take the last exposure one behind the other.
-  int Taken(int layer, int at) const { return at + 2 - layer >= scene.passes ? 1 : 0; }
+  // The layers take the last exposure one behind the other. In the second pass one cannot be asked.
+  int Taken(int layer, int at) const { return at == 2 && layer == 2 ? -1 : at + 2 - layer >= scene.passes ? 1 : 0; }
   int RowErrors(int at) const {
     return static_cast<size_t>(at) < scene.rowErrors.size() ? scene.rowErrors[static_cast<size_t>(at)] : 0;
   }

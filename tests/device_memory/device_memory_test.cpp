@@ -21,11 +21,7 @@ void* __real_malloc(size_t size);
 
 namespace {
 
-struct Mapping {
-  off_t start;
-  size_t length;
-  bool operator==(const Mapping&) const = default;
-};
+using Mapping = std::pair<off_t, size_t>;  // start and length
 
 int memory = -1;  // the file
 int opens = 0;    // of /dev/mem
@@ -47,7 +43,7 @@ extern "C" int __wrap_open(const char* path, int flags, ...) {
 
 extern "C" void* __wrap_mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset) {
   if (mmapFails) return MAP_FAILED;
-  mappings.push_back({offset, length});
+  mappings.emplace_back(offset, length);
   return __real_mmap(address, length, protection, flags, fd, offset);
 }
 
@@ -64,24 +60,21 @@ struct DeviceMemory : testing::Test {
     mappings.reserve(100);
   }
   void SetUp() override {
-    log_ = tmpfile();
-    g_lumoDebug = log_;
+    g_lumoDebug = tmpfile();
     mappings.clear();
   }
-  void TearDown() override { fclose(log_); }
+  void TearDown() override { fclose(g_lumoDebug); }
 
   static uint32_t Stored(off_t address) {
     uint32_t value = 0;
     EXPECT_EQ(pread(memory, &value, sizeof(value), address), static_cast<ssize_t>(sizeof(value)));
     return value;
   }
-  std::string Log() const {
-    fflush(log_);
-    rewind(log_);
+  static std::string Log() {
+    rewind(g_lumoDebug);
     char text[200] = {};
-    return {text, fread(text, 1, sizeof(text), log_)};
+    return {text, fread(text, 1, sizeof(text), g_lumoDebug)};
   }
-  FILE* log_ = nullptr;
 };
 
 }  // namespace

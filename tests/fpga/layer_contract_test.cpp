@@ -1,4 +1,4 @@
-// When the layers take their configuration, what makes them forget it, and what they make of frames in a FIFO.
+// When the layers take their configuration, what makes them forget it, and what they make of frames.
 #include "tests/fpga/array_on_wire.h"
 #include "tests/support/file_bytes.h"
 
@@ -147,27 +147,6 @@ TEST_F(LayerContract, WritesReachTheirCamerasAndNoOthers) {
       }
     }
     EXPECT_EQ(all, "1111111132222202211111141");
-  });
-}
-
-TEST_F(LayerContract, AFullFifoWarnsThenLosesCommandsAndAResetEmptiesIt) {
-  OnRunningArray([&] {
-    LumoSpiSubWaitVysncAll(0, 1);  // no sensor streams: this never ends
-    int warnedAt = 0, sent = 0;
-    while (board.Complaints().empty() && sent < 2000) {
-      LumoSpiCciWriteOneLayer(1, 0x3C00, 0x77);
-      sent++;
-      if (warnedAt == 0 && LumoSpiRead(1, 0x41) != 0) warnedAt = sent;
-    }
-    EXPECT_GE(warnedAt, 300);
-    EXPECT_GE(sent - warnedAt, 100) << "too little room between the warning and the loss";
-    EXPECT_EQ(LumoSpiRead(0, 0x41), 0);
-    EXPECT_EQ(LumoSpiRead(1, 0x40), 0);
-    EXPECT_EQ(LumoSpiReadFifoEmpty(1), 0);
-    LumoSpiPulseFifoReset();
-    EXPECT_EQ(LumoSpiRead(1, 0x40), 1);
-    EXPECT_EQ(LumoSpiReadFifoEmpty(1), 1);
-    EXPECT_EQ(LumoSpiCciRead(1, 0, 0x3C00, 500), 0);
   });
 }
 

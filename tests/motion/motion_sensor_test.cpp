@@ -1,4 +1,4 @@
-// The motion sensor's model through its two wires: what it takes and what it objects to.
+// The motion sensor's model through its two wires: what it keeps, and which program it runs.
 #include "twin/devices/motion_sensor/motion_sensor.h"
 
 #include "common/angle_reader/dmp.h"
@@ -23,19 +23,6 @@ struct MotionSensorBus : AngleBench {
     Write(0x6D, {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)});
     Write(0x6F, bytes);
   }
-  // The driver's start up to where the program would be switched on.
-  void LoadProgram() {
-    ASSERT_EQ(mpu_init() | mpu_set_sensors(0x78) | mpu_set_sample_rate(200), 0);
-    ASSERT_EQ(dmp_load_motion_driver_firmware() | dmp_set_orientation(172), 0);
-    ASSERT_EQ(dmp_enable_feature(0x173) | dmp_set_fifo_rate(100), 0);
-    Write(0x23, {0});
-    Write(0x6A, {0x04});
-  }
-  void OnChip(const std::function<void()>& body) {
-    board.motionSensor.SetNoise(false);
-    OnBoard(board, body, 2h);
-  }
-  void Line(uint32_t offset, bool high) { board.gpio.WriteRegister(0x12146000 + offset, high ? 0xFF : 0); }
 };
 
 // What a driver that forgets something gets.
@@ -48,7 +35,8 @@ TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
       {"counts on 2000 degrees per second and 2 g", [&] { Write(0x1B, {0x10}); }},
       {"is not there, only 16 bytes of it", [&] { WriteMemory(0, Bytes(16)); }},
   };
-  OnChip([&] {
+  board.motionSensor.SetNoise(false);
+  OnBoard(board, [&] {
     WriteMemory(0x1FE, {1});  // asleep: lost
     Write(0x6B, {0x01});
     WriteMemory(0x1FE, {0xA1, 0xA2, 0xA3});  // the third at the bank's beginning
@@ -57,7 +45,12 @@ TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
     Write(0x6D, {0x01, 0x00});
     EXPECT_EQ(Read(0x6F, 1), Bytes{0xA3});
     for (const auto& [complaint, change] : wrongs) {
-      LoadProgram();
+      // The driver's start up to where the program would be switched on.
+      ASSERT_EQ(mpu_init() | mpu_set_sensors(0x78) | mpu_set_sample_rate(200), 0);
+      ASSERT_EQ(dmp_load_motion_driver_firmware() | dmp_set_orientation(172), 0);
+      ASSERT_EQ(dmp_enable_feature(0x173) | dmp_set_fifo_rate(100), 0);
+      Write(0x23, {0});
+      Write(0x6A, {0x04});
       change();
       const bool good = *complaint == 0;
       const size_t before = board.Complaints().size();
@@ -73,52 +66,6 @@ TEST_F(MotionSensorBus, RunsTheProgramOnlyWhenAllOfItIsThere) {
     Write(0x0B, {0});
     EXPECT_THAT(board.Complaints().back(), testing::HasSubstr("write to register 11"));
     complaints++;
-  });
-}
-
-// A master that is too quick is not heard.
-TEST_F(MotionSensorBus, LosesItsPlaceWhenTheLinesMoveTooFast) {
-  OnChip([&] {
-    Write(0x19, {7});  // leaves the lines at rest
-    const auto clock = [&](bool high) { Line(0x40, high); };
-    const auto data = [&](bool high) { Line(0x20, high); };
-    struct Hand {
-      const char* complaint;
-      twin::Duration low, setUp, high, hold;
-    };
-    for (const Hand& hand : {Hand{"", 1300ns, 100ns, 600ns, 600ns},
-                             {"clock low of 1299", 1299ns, 100ns, 600ns, 600ns},
-                             {"data before clock of 99", 1300ns, 99ns, 600ns, 600ns},
-                             {"clock high of 599", 1300ns, 100ns, 599ns, 600ns},
-                             {"start of 599", 1300ns, 100ns, 600ns, 599ns}}) {
-      const size_t before = board.Complaints().size();
-      board.kernel.Spend(2us);
-      data(false);
-      board.kernel.Spend(hand.hold);
-      for (int bit = 7; bit >= 0; bit--) {
-        clock(false);
-        board.kernel.Spend(hand.low - hand.setUp);
-        data((0xD0 >> bit & 1) != 0);
-        if (bit == 0) board.gpio.WriteRegister(0x12146400, 0x10);
-        board.kernel.Spend(hand.setUp);
-        clock(true);
-        board.kernel.Spend(hand.high);
-      }
-      clock(false);
-      board.kernel.Spend(2us);
-      clock(true);
-      EXPECT_EQ(board.gpio.At(6, 3).Level(), *hand.complaint != 0) << hand.complaint;  // low is its acknowledge
-      if (*hand.complaint != 0) {
-        ASSERT_GT(board.Complaints().size(), before) << hand.complaint;
-        EXPECT_THAT(board.Complaints().at(before), testing::HasSubstr(hand.complaint));
-      }
-      board.kernel.Spend(2us);
-      clock(false);
-      board.kernel.Spend(2us);
-      board.gpio.WriteRegister(0x12146400, 0x18);
-      LumoI2cStopBit();
-      complaints = board.Complaints().size();
-    }
   });
 }
 
