@@ -77,13 +77,6 @@ start
 ends_with 255 'LumoSpiInit: Open /dev/spidev0.0 error!' 'LumoDeviceOpen: LumoSpiInit error' \
   'main: LumoDeviceOpen error'
 
-mv "$root/mnt/udisk/DCIM" "$root/mnt/udisk/shots"
-ln -s nowhere "$root/mnt/udisk/DCIM"  # neither there nor to be made
-start
-ends_with 255 'LumoDeviceOpen: mkdir error' 'main: LumoDeviceOpen error'
-rm "$root/mnt/udisk/DCIM"
-mv "$root/mnt/udisk/shots" "$root/mnt/udisk/DCIM"
-
 rm "$root/dev/mem"
 touch "$root/dev/spidev0.0"
 start

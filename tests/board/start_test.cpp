@@ -33,7 +33,9 @@ using Files = std::map<std::string, std::string>;  // by name
 // What a start with these files and adapters leaves on the main thread, without the sleeps of the array.
 struct StartRoad : std::vector<std::string> {
   void Add(const std::string& step) { push_back(step); }
-  void Shell(const std::string& command) { Add("shell " + twin::Quoted(command)); }
+  void Shell(std::initializer_list<const char*> commands) {
+    for (const char* command : commands) Add("shell " + twin::Quoted(command));
+  }
   void Log(const std::string& function, const std::string& text) { Add("log " + function + " " + twin::Quoted(text)); }
   // The file's first `most` bytes; null if it is not there.
   const std::string* Read(const std::string& path, const Files& files, size_t most, bool whole = false) {
@@ -150,15 +152,14 @@ struct WholeRoad {
     road.Add("shell popen \"lsusb\"");
     road.Log("-", "UsbMode:" + std::to_string((wifi ? 1 : 0) + (wire ? 2 : 0) + (serial ? 4 : 0)) + "\n");
     if (serial) {
-      for (const char* command : {"insmod usbserial.ko", "insmod cp210x.ko", "sleep 1"}) road.Shell(command);
+      road.Shell({"insmod usbserial.ko", "insmod cp210x.ko", "sleep 1"});
       road.Log("LumoUsbSerialOpen", "cp210x_start\n");
     }
     if (wire) {
-      for (const char* command : {"insmod mii.ko", "insmod r8152.ko", "sleep 1", "ifconfig eth0 192.168.6.1/24"})
-        road.Shell(command);
+      road.Shell({"insmod mii.ko", "insmod r8152.ko", "sleep 1", "ifconfig eth0 192.168.6.1/24"});
       road.Log("LumoEthOpen", "r8152_start\n");
     } else if (wifi) {
-      road.Shell("./80211_start.sh");
+      road.Shell({"./80211_start.sh"});
       road.Log("LumoWifiOpen", "80211_start.sh\n");
       road.Add("file access \"/var/run/hostapd/wlan0\" 0" + std::string(given.accessPoint ? "" : " failed"));
     }
@@ -177,20 +178,19 @@ struct WholeRoad {
   // Behind the media pipeline's end, up to the first round of waiting for the power to go.
   StartRoad ExpectedEnd() const {
     StartRoad road;
-    road.Shell("sync");
+    road.Shell({"sync"});
     road.Add("sleep 1000000");
-    road.Shell("umount /mnt/udisk");
+    road.Shell({"umount /mnt/udisk"});
     road.Add("sleep 100000");
     if (Has(twin::UsbAdapter::Ethernet)) {
-      for (const char* command : {"ifconfig eth0 down", "sleep 1", "rmmod r8152.ko", "rmmod mii.ko"})
-        road.Shell(command);
+      road.Shell({"ifconfig eth0 down", "sleep 1", "rmmod r8152.ko", "rmmod mii.ko"});
       road.Log("LumoEthClose", "r8152_shutdown\n");
     } else if (Has(twin::UsbAdapter::Wifi)) {
-      road.Shell("./80211_shutdown.sh");
+      road.Shell({"./80211_shutdown.sh"});
       road.Log("LumoWifiClose", "80211_shutdown.sh\n");
     }
     if (Has(twin::UsbAdapter::Serial)) {
-      for (const char* command : {"rmmod cp210x.ko", "rmmod usbserial.ko"}) road.Shell(command);
+      road.Shell({"rmmod cp210x.ko", "rmmod usbserial.ko"});
       road.Log("LumoUsbSerialClose", "cp210x_shutdown\n");
     }
     for (int i = 0; i < 3; i++) road.Add("sleep 1000");  // the array goes to rest

@@ -44,22 +44,9 @@ TEST_F(Disk, CountsWholeClustersThroughEveryChange) {
   EXPECT_EQ(Taken(), 0u);
 }
 
-TEST_F(Disk, AFullDiskTakesWhatFitsAndThenNoMore) {
-  disk.FillTo(100);
-  EXPECT_EQ(disk.FreeKBs(), 96u) << "three clusters";
-  const auto verdict = disk.BeforeWrite("a", 0, 4 * kCluster);
-  EXPECT_EQ(verdict.error, 0);
-  EXPECT_EQ(verdict.reported, 3 * kCluster);
-  disk.SizeChanged("a", verdict.reported);
-  EXPECT_EQ(disk.BeforeWrite("a", 3 * kCluster, 1).error, ENOSPC);
-  EXPECT_EQ(disk.BeforeWrite("a", kCluster, kCluster).error, 0) << "over what it has already";
-  EXPECT_EQ(disk.BeforeMakeDirectory("d").error, ENOSPC);
-}
-
 TEST_F(Disk, APulledDiskFailsUntilItIsMountedAnew) {
   disk.Pull();
   EXPECT_EQ(disk.BeforeWrite("a", 0, 1).error, EIO);
-  EXPECT_EQ(disk.BeforeOpen("a", false, false).error, EIO);
   disk.Plug();
   EXPECT_EQ(disk.BeforeRename("a", "b").error, EIO) << "the mount is stale";
   EXPECT_EQ(disk.Mount(), EBUSY);

@@ -114,6 +114,10 @@ TEST_F(ControlLoop, ButtonHeldAtStartIsNoPress) {
 
 TEST_F(ControlLoop, PressesByNumberAndSetting) {
   StartAndListen();
+  Time accepted{0};
+  board.OnLogLine([&](Time when, const std::string& line) {
+    if (line.ends_with("NeedCapture")) accepted = when;
+  });
   for (const int setting : {0, 1, 2, 200}) {
     for (const int presses : {1, 2, 3, 4, 5}) {
       SCOPED_TRACE(std::to_string(presses) + " presses, setting " + std::to_string(setting));
@@ -133,6 +137,7 @@ TEST_F(ControlLoop, PressesByNumberAndSetting) {
         board.button.Press(i == 1 ? 2s : 100ms);  // the first has its limit, the others none
         board.Run(i == 1 ? 2150ms : 250ms);
       }
+      const Time released = board.Now() - 150ms;
       board.Run(setting >= 2 ? 1s : std::vector{8s, 13s, 18s, 28s, 28s}[static_cast<size_t>(presses - 1)]);
 
       ControlRoad expected;
@@ -154,6 +159,11 @@ TEST_F(ControlLoop, PressesByNumberAndSetting) {
       for (int i = 0; i < counted; i++) {
         edge(i == 0);
         edge(false);
+      }
+      if (presses <= 4) {  // 10 ms of debounce, the wait for a further press, a millisecond or two of polling
+        const Duration waited =
+            accepted - released - std::vector{500ms, 800ms, 800ms, 0ms}[static_cast<size_t>(counted - 1)];
+        EXPECT_TRUE(waited >= 10ms && waited < 16ms) << waited / 1us;
       }
       const int delayMode = std::vector{0, 3, 4, 6}[static_cast<size_t>(counted - 1)];
       if (setting == 0) expected.Add("strobeMode 0");
@@ -189,6 +199,17 @@ TEST_F(ControlLoop, BounceIsNoActivityAndAReleaseIs) {
   for (const char* step : {"sleep 10000", "actionTime 0", "poll"}) expected.Add(step);
   AddSwitchOff(expected);
   EXPECT_TRUE(SameRoad(expected, Taken()));
+}
+
+TEST_F(ControlLoop, APressDuringAShotIsNoShotNorIsOneHeldOverItsEnd) {
+  Start();
+  for (const Duration length : {100ms, 20'000ms}) {
+    board.button.Press(100ms);
+    board.Run(3s);
+    board.button.Press(length);
+    EXPECT_FALSE(Quits(30s));
+  }
+  EXPECT_EQ(shots.size(), 2u);
 }
 
 TEST_F(ControlLoop, ButtonHeldOverTheEndOfARemoteShotIsANewPress) {

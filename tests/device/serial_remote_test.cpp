@@ -63,14 +63,10 @@ TEST_F(SerialRemote, SetsThePortWhateverItWas) {
   };
   std::vector<Row> rows = {{9600, 4, 1, 'N', -1, 0}, {9600, 9, 1, 'N', -1, 0}, {9600, 8, 0, 'N', -1, 0},
                            {9600, 8, 3, 'N', -1, 0}, {9600, 8, 1, 'M', -1, 0}, {1234, 8, 1, 'N', 0, B600 | CS8}};
-  for (const auto& [speed, code] : {std::pair{115200, B115200},
-                                    {19200, B19200},
-                                    {9600, B9600},
-                                    {4800, B4800},
-                                    {2400, B2400},
-                                    {1200, B1200},
-                                    {300, B300}}) {
-    rows.push_back({speed, 8, 1, 'N', 0, static_cast<tcflag_t>(code) | CS8});
+  const std::pair<int, tcflag_t> speeds[] = {{115200, B115200}, {19200, B19200}, {9600, B9600}, {4800, B4800},
+                                             {2400, B2400},     {1200, B1200},   {300, B300}};
+  for (const auto& [speed, code] : speeds) {
+    rows.push_back({speed, 8, 1, 'N', 0, code | CS8});
   }
   for (int bits = 5; bits <= 8; bits++) {
     rows.push_back({9600, bits, 2, 'n', 0, B9600 | kSized[bits - 5] | CSTOPB});

@@ -1,4 +1,4 @@
-// Settings, tilt offset, model and serial number: what the files hold against what the fields get, and back.
+// Settings, model and serial number: what the files hold against what the fields get, and back.
 #include "common/settings/settings.h"
 
 #include <gtest/gtest.h>
@@ -41,12 +41,7 @@ TEST_F(Settings, EveryKeyReachesItsFieldAndComesBack) {
                  "delaymode=7\nsaveraw=1\nbtnsetting=2\nshutdownmode=5\nmutemode=1\nthumbcamidx=24\nwirelessid=9\n"
                  "prefix=elevenchars\n"),
             0);
-  EXPECT_EQ(ctrlSigs->captureMode, 4);
-  EXPECT_EQ(ctrlSigs->evCompVal, -3);
-  EXPECT_EQ(ctrlSigs->manualExpsUs, 123456);
-  EXPECT_EQ(ctrlSigs->saveRaw, 0) << "never armed by a file";
-  EXPECT_EQ(ctrlSigs->muteMode, 1);
-  EXPECT_EQ(ctrlSigs->prefixLen, 11);
+  EXPECT_EQ(ctrlSigs->muteMode, 1) << "never saved, as raw frames are never armed by a file";
   EXPECT_EQ(Saved(),
             "capturemode=4\nstrobemode=2\nisomode=1\nevcompval=-3\nmanualexpsus=123456\nmanualiso=800\ndelaymode=7\n"
             "saveraw=0\nbtnsetting=2\nshutdownmode=5\nthumbcamidx=24\nwirelessid=9\nprefix=elevenchars\n");
@@ -98,8 +93,7 @@ TEST_F(Settings, PrefixOfElevenAtMostAndTheTailOfAFirst) {
   EXPECT_STREQ(ctrlSigs->prefix, "XYcdef");
 }
 
-TEST_F(Settings, TiltOffsetAndModel) {
-  PutText(board.paths.Local() / "vertex.ini", "plusvertexx=-1745329\nplusvertexy=42\n");
+TEST_F(Settings, Model) {
   PutText(board.paths.Local() / "info.ini", "deviceid=3\n");
   fs::path conf = board.paths.Local() / "CameraConf_800";
   const auto modelWithLens = [&](char lensType) {
@@ -113,10 +107,6 @@ TEST_F(Settings, TiltOffsetAndModel) {
   };
   EXPECT_EQ(modelWithLens(10), 3);
   EXPECT_EQ(modelWithLens(11), 4);
-  OnBoard(board, [&] { LumoLoadVertex(ctrlSigs.get()); });
-  EXPECT_EQ(ctrlSigs->plusVertexX, -1745329);
-  EXPECT_EQ(ctrlSigs->plusVertexY, 42);
-  EXPECT_EQ(board.LogCount(": LoadVertexStr:\nplusvertexx=-1745329\n"), 1u);
   EXPECT_EQ(board.LogCount(": LoadInfoStr:\ndeviceid=3\n"), 2u);
 }
 

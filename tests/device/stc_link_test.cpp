@@ -1,4 +1,4 @@
-// The co-processor link, access by access and through what stands on it.
+// The co-processor link, through what stands on it. Its frames are held where the device opens.
 #include "common/fpga_ctrl/device/stc_link.h"
 
 #include <gmock/gmock.h>
@@ -11,9 +11,6 @@
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/fpga_ctrl/device/device.h"
 #include "tests/support/on_board.h"
-#include "tests/support/stc_frame.h"
-#include "tests/support/transcript_match.h"
-#include "twin/transcript/transcript.h"
 
 using namespace std::chrono_literals;
 using twin::Board;
@@ -34,31 +31,6 @@ struct StcLink : testing::Test {
   Board board{{}};
   std::unique_ptr<ControlSignals> ctrlSigs = std::make_unique<ControlSignals>();
 };
-
-TEST_F(StcLink, SendsAndTakesSixteenBitsAndBelievesOnlyAComplement) {
-  struct Row {
-    BYTE blue, green, red, off;
-    uint16_t out, in;
-    BYTE result;
-  };
-  OnBoard(board, [&] {
-    LumoGpioInit();
-    twin::Transcript transcript{board.kernel, "reg delay"};
-    for (const Row& row : {Row{1, 1, 0, 0, 0xC03F, 0xA55A, 0xA5},
-                           {0, 0, 9, 0, 0x20DF, 0xA55B, 0},
-                           {0, 0, 0, 0, 0x00FF, 0x0000, 0},
-                           {0, 0, 0, 0, 0x00FF, 0xFFFF, 0},
-                           {0, 1, 0, 0, 0x40BF, 0x00FF, 0},
-                           {0, 0, 0, 1, 0x12ED, 0x01FE, 0x01}}) {
-      twin::FaultRule rule{.point = "stc.reply"};
-      rule.effect = {.kind = twin::Effect::Kind::Value, .value = row.in};
-      board.faults.Add(rule);
-      transcript.Forget();
-      EXPECT_EQ(LumoStcSpiReadWrite(row.blue, row.green, row.red, row.off), row.result);
-      EXPECT_TRUE(SameRoad(StcFrame(row.out, row.in), transcript.Texts()));
-    }
-  });
-}
 
 // The first transfer is none: select dips while the pins become outputs.
 TEST_F(StcLink, OneGoodReplyOfTwoTellsThatItIsThere) {

@@ -21,13 +21,9 @@ const std::string kInstall =
 struct BootScript : testing::Test {
   twin::Board board{twin::BoardOptions{}};
   fs::path script = board.paths.Root() / "etc/init.d/S90user";
-  const std::string delivered = Text();
+  const std::string delivered = FileText(script);
   fs::file_time_type written;  // of the script, before the application saw it
 
-  std::string Text() {
-    const auto bytes = FileBytes(script);
-    return {bytes.begin(), bytes.end()};
-  }
   bool Rewritten() { return fs::last_write_time(script) != written; }
 
   // `text` after so many starts.
@@ -39,7 +35,7 @@ struct BootScript : testing::Test {
       written = fs::last_write_time(script);
       for (int i = 0; i < times; i++) LumoModifyS90User();
     });
-    return Text();
+    return FileText(script);
   }
 };
 
