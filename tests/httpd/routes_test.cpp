@@ -65,7 +65,6 @@ const Row captures[] = {
 const Row settings[] = {
     {"", "/config?btnsetting=1&shutdownmode=5&mutemode=1", "btnSetting=1 shutdownMode=5 muteMode=1 stamp", "OK",
      "file open \"/mnt/udisk/DCIM/setting.ini\" wb..."},
-    {"", "/config?mutemode=1", "btnSetting=0 shutdownMode=0 muteMode=1 stamp", "OK", nullptr},
     {"", "/set_prefix?prefix=elevenchars", "prefixLen=11 stamp prefix=elevenchars", "OK",
      "file open \"/mnt/udisk/DCIM/setting.ini\" wb..."},
     {"", "/set_prefix?prefix=xy", "prefixLen=2 stamp prefix=xyfore", "OK", nullptr},

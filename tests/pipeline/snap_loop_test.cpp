@@ -27,13 +27,11 @@ INSTANTIATE_TEST_SUITE_P(
     Frames, DisturbedShot,
     testing::Values("frame.lost silence detail=0 nth=9 times=9",  // the first of the sequence, without limit
                     "frame.lost silence detail=0 nth=10",         // and its double
-                    "frame.lost silence detail=24",               // in the middle of a run
-                    "frame.lost silence detail=24 times=3",       // and again
+                    "frame.lost silence detail=24 times=3",       // in the middle of a run, and again
                     "frame.lost silence detail=48",               // the last of a run
                     "frame.lost silence detail=1",                // the first of the next
                     "frame.lost silence detail=50 nth=2",         // the last of a layer
-                    "frame.lost silence detail=54",               // the first of the next layer
-                    "frame.lost silence detail=54 times=40",      // which is asked for without limit
+                    "frame.lost silence detail=54 times=40",      // the first of the next layer, without limit
                     "frame.lost silence detail=96 times=40",      // and that of layer 2
                     "frame.lost silence detail=146",              // camera 24, at the end of layer 1
                     "frame.lost silence detail=140 nth=2",        // the last of the sequence
