@@ -8,14 +8,14 @@
 namespace panorama {
 namespace {
 
-constexpr int fullShare = 1 << 14;
+constexpr int fullShareBits = 14, fullShare = 1 << fullShareBits;
 
 int Wrapped(int x, int width) { return x < 0 ? x + width : x >= width ? x - width : x; }
 
 // 1/fullShare where the camera is the owner, for squares of the seams' step.
 Layer<int16_t> OwnShare(const Seams& seams, int camera, const Window& window) {
   const int step = seams.Step();
-  Layer<int16_t> share(window.width / step, window.height / step);
+  Layer<int16_t> share(window.width / step, window.height / step, Block::Content::Zero);
   for (int y = 0; y < share.Height(); y++) {
     const uint8_t* owners = seams.Owners().Row(window.top / step + y);
     for (int x = 0; x < share.Width(); x++)
@@ -64,8 +64,9 @@ Codes Whole(Codes part, int share) {
 
 Canvas::Canvas(const Seams& seams, int width) : seams_(seams), width_(width) {
   for (int level = 0; level <= LevelsFor(width); level++) {
-    bands_.emplace_back(width >> level, (width / 2) >> level);
-    shares_.emplace_back(level == 0 ? Layer<int16_t>() : Layer<int16_t>(width >> level, (width / 2) >> level));
+    const int across = width >> level, down = (width / 2) >> level;
+    bands_.emplace_back(across, down, Block::Content::Zero);
+    shares_.push_back(level == 0 ? Layer<int16_t>() : Layer<int16_t>(across, down, Block::Content::Zero));
   }
 }
 
@@ -90,23 +91,27 @@ void Canvas::Add(int camera, Layer<Codes> view) {
 
 // The finest band comes from the owner alone.
 void Canvas::AddFinest(int camera, const Window& window, const Layer<Codes>& band) {
-  const int step = seams_.Step();
-  const int begin = std::max(window.left, -width_), end = window.left + window.width;
-  const bool allRound = window.width >= width_;
+  const int step = seams_.Step(), squares = width_ / step, left = window.left / step;
+  const bool allRound = window.width >= width_;  // then the columns beyond the edges are there only for the kernels
+  const int begin = allRound ? -left : 0, end = allRound ? squares - left : window.width / step;
   for (int y = 0; y < window.height; y++) {
     const uint8_t* owners = seams_.Owners().Row((window.top + y) / step);
     Codes* out = bands_[0].Row(window.top + y);
     const Codes* row = band.Row(y);
-    for (int x = allRound ? 0 : begin; x < (allRound ? width_ : end); x += step) {
-      const int column = Wrapped(x, width_);
-      if (owners[column / step] == camera) std::copy_n(row + x - window.left, step, out + column);
+    for (int x = begin; x < end; x++) {
+      const int square = Wrapped(left + x, squares);
+      if (owners[square] != camera) continue;
+      int run = 1;
+      while (x + run < end && square + run < squares && owners[square + run] == camera) run++;
+      std::copy_n(row + x * step, run * step, out + square * step);
+      x += run - 1;
     }
   }
 }
 
 void Canvas::AddCoarser(size_t level, const Window& window, const Layer<Codes>& band, const Layer<int16_t>& share) {
   const int width = bands_[level].Width(), left = window.left >> level, top = window.top >> level;
-  const bool allRound = window.width >= width_;  // then the columns beyond the edges are there only for the kernels
+  const bool allRound = window.width >= width_;  // as above
   const int begin = allRound ? -left : 0, end = allRound ? width - left : band.Width();
   for (int y = 0; y < band.Height(); y++) {
     const Codes* row = band.Row(y);
@@ -122,8 +127,8 @@ void Canvas::AddCoarser(size_t level, const Window& window, const Layer<Codes>& 
         out[column] += row[x];
         continue;
       }
-      for (int i = 0; i < 3; i++)
-        out[column][i] = static_cast<int16_t>(out[column][i] + ((row[x][i] * weight + fullShare / 2) >> 14));
+      const Ints part = (__builtin_convertvector(row[x], Ints) * weight + fullShare / 2) >> fullShareBits;
+      out[column] += __builtin_convertvector(part, Codes);
     }
   }
 }

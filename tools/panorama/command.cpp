@@ -47,11 +47,10 @@ int Make(const Order& order) {
     Stitched stitched = Stitch(file, request);
     if (terminal) std::fputs("\r\x1b[K", stderr);
     const Rows rows = order.crop ? SeenAllRound(stitched) : Rows{0, stitched.canvas->Height()};
-    const shot::Rgb picture = LevelsOf(&stitched, rows);
-    shot::WriteWhole(order.out, shot::EncodeRgb(picture, quality));
+    shot::WriteWhole(order.out, ToJpeg(LevelsOf(&stitched, rows), quality));
     for (const std::string& missing : stitched.missing)
       std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", order.shot.c_str(), missing.c_str());
-    std::printf("%s: %d x %d\n", order.out.c_str(), picture.width, picture.height);
+    std::printf("%s: %d x %d\n", order.out.c_str(), request.width, rows.end - rows.begin);
     return stitched.missing.empty() ? good : bad;
   } catch (const NoPanorama& none) {
     std::fprintf(stderr, "lumora-shot: %s: no panorama: %s\n", order.shot.c_str(), none.what());

@@ -29,8 +29,6 @@ const LevelTables& Tables() {
   return tables;
 }
 
-using Ints = int32_t __attribute__((vector_size(16)));
-
 // log2 of numbers from 1 on, right within 1/1000.
 Floats Log2(Floats x) {
   Ints bits;
@@ -73,7 +71,7 @@ std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const st
   for (const auto* colour : curves)
     for (int i = 0; i < points; i++) {
       const double left = colour->curve[static_cast<size_t>(i)];
-      if (!(left > 0.02 && left < 2)) return std::nullopt;
+      if (!(left > 0.05 && left < 2)) return std::nullopt;
     }
   Vignetting vignetting;
   vignetting.gains_.resize(steps + 1);
@@ -100,8 +98,7 @@ RadianceScale::RadianceScale(double brightest)
 }
 
 Codes RadianceScale::CodeOf(Floats radiance) const {
-  const Floats codes = Log2(1 + radiance / darkest_) * codesPerStop + 0.5f;
-  return __builtin_convertvector(Smaller(codes, Splat(highestCode)), Codes);
+  return Shown(ToCodes(Log2(1 + radiance / darkest_) * codesPerStop));
 }
 
 float RadianceScale::RadianceOf(int code) const {
@@ -128,7 +125,7 @@ Floats Bracket::Merge(const Floats* levels, unsigned present, const Vignetting::
   float weights = 0;
   for (const int i : longestFirst_) {
     if (!(present >> i & 1)) continue;
-    const Floats place = levels[i] * codesPerLevel;
+    const Codes place = Shown(ToCodes(levels[i] * codesPerLevel));
     const auto r = static_cast<size_t>(place[0]), g = static_cast<size_t>(place[1]), b = static_cast<size_t>(place[2]);
     const float perSignal = perSignal_[static_cast<size_t>(i)];
     last = Floats{tables.signal[r], tables.signal[g], tables.signal[b], 0} * perSignal;

@@ -1,14 +1,21 @@
 // The panorama as a file.
 #pragma once
 
+#include <array>
 #include <string>
 
-#include "tools/lumora-shot/pictures.h"
+#include "tools/lumora-shot/shot_file.h"
 #include "tools/panorama/stitch.h"
 
 namespace panorama {
 
-// Pixels for looking at, of the rows `rows`: levels as they are.
-shot::Rgb LevelsOf(Stitched* stitched, Rows rows);
+// Pixels to look at: red, green, blue, nothing.
+using Shade = std::array<uint8_t, 4>;
+
+// The rows `rows` of a panorama of levels.
+Layer<Shade> LevelsOf(Stitched* stitched, Rows rows);
+
+// Throws shot::BadJpeg if the encoder refuses.
+shot::Bytes ToJpeg(const Layer<Shade>& picture, int quality);
 
 }  // namespace panorama

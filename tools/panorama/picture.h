@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <span>
 
 #include "tools/panorama/pixel.h"
@@ -16,13 +15,13 @@ class Picture {
   // picture of the full size.
   Picture(std::span<const uint8_t> jpeg, int reduction);
 
-  // Levels (0 to 255) at `count` points, told in pixels of the full picture as in geometry.h, by a cubic through the
-  // nearest 4 x 4 pixels. A point outside gets what stands at the border.
+  // Levels (0 to 255, and somewhat beyond at sharp edges) at `count` points, told in pixels of the full picture as in
+  // geometry.h, by a cubic through the nearest 4 x 4 pixels. A point outside gets what stands at the border.
   void Sample(const float* x, const float* y, int count, Floats* levels) const;
 
  private:
   int width_, height_, reduction_;
-  std::unique_ptr<uint8_t[]> bytes_;
+  Block bytes_;
 };
 
 }  // namespace panorama

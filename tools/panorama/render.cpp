@@ -37,7 +37,7 @@ Layer<Codes> RenderLevels(const Eye& eye, const Picture& picture, const Window& 
     picture.Sample(points.x.data(), points.y.data(), count, levels.data());
     for (size_t i = 0; i < static_cast<size_t>(count); i++) {
       const Floats level = Levelled(levels[i], eye.vignetting.At(points.distance[i]));
-      out[i] = __builtin_convertvector(Smaller(level, Splat(255)) * codesPerLevel + 0.5f, Codes);
+      out[i] = Shown(ToCodes(level * codesPerLevel));
     }
   });
 }
