@@ -1,32 +1,11 @@
 // Judges the stand-in calibration as a stitcher would: is this a camera that sees the whole sphere?
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
 #include <numbers>
-#include <vector>
 
-#include "tests/support/file_bytes.h"
 #include "tests/support/lens_calibration.h"
 
-namespace {
-
-template <typename T>
-T At(const std::vector<uint8_t>& bytes, size_t offset) {
-  T value;
-  std::memcpy(&value, bytes.data() + offset, sizeof value);
-  return value;
-}
-
-}  // namespace
-
-TEST(Calibration, TwentyFiveOrdinaryLensesSeeTheSphereButForTheTripod) {
-  const std::vector<uint8_t> conf = FileBytes(LUMORA_BLOB_DIR "/CameraConf_800");
-  ASSERT_EQ(conf.size(), 800u);
-  for (size_t camera = 0; camera < 25; camera++) {
-    EXPECT_EQ(At<int16_t>(conf, camera * 32), static_cast<int>(camera));
-    EXPECT_LE(At<int16_t>(conf, camera * 32 + 2), 10);  // above, the device would be another model
-  }
+TEST(Calibration, TwentyFiveLensesSeeTheSphereButForTheTripod) {
   const LensCalibration lenses(LUMORA_BLOB_DIR);
   constexpr double degree = std::numbers::pi / 180;
   int seen = 0, twice = 0, all = 0;
