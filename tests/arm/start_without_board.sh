@@ -71,13 +71,6 @@ start
 ends_with 255 'memmap():open /dev/mem error!' 'LumoSpiInit: Open /dev/spidev0.0 error!' \
   'LumoDeviceOpen: LumoSpiInit error' 'main: LumoDeviceOpen error'
 
-registers
-start
-! grep memmap "$folder/log" || fail "registers are there"
-ends_with 255 'LumoSpiInit: Open /dev/spidev0.0 error!' 'LumoDeviceOpen: LumoSpiInit error' \
-  'main: LumoDeviceOpen error'
-
-rm "$root/dev/mem"
 touch "$root/dev/spidev0.0"
 start
 ends_with 255 'memmap():open /dev/mem error!' 'LumoDeviceOpen: LumoFpgaInit error' 'main: LumoDeviceOpen error'

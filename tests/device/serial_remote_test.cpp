@@ -301,14 +301,6 @@ TEST_F(SerialRemote, TakesExactlyTheFramesThatCameThrough) {
   EXPECT_GT(StatusRequestsIn(stream), 100u);
 }
 
-TEST_F(SerialRemote, APulledAdapterIsLookedAtOnceAMillisecond) {
-  BesideThread([&] {
-    board.serial.SetPlugged(false);
-    board.kernel.Spend(200ms);
-    EXPECT_NEAR(static_cast<double>(board.LogCount("Serial haven't data receive \n")), 195, 10);
-  });
-}
-
 // --- the lines ---
 
 TEST_F(SerialRemote, ShowsALineAndItsLevels) {

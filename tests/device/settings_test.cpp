@@ -67,6 +67,13 @@ TEST_F(Settings, NumbersAreCutAndNothingIsTrimmedOrTested) {
   EXPECT_EQ(ctrlSigs->captureMode, 255);
   EXPECT_EQ(ctrlSigs->manualIso, INT32_MIN);
   EXPECT_EQ(ctrlSigs->thumbCamIdx, 0) << "no line feed behind it";
+  // A prefix has eleven characters at most, and a second one keeps the tail of the first.
+  Load("prefix=twelve_chars\n");
+  EXPECT_EQ(ctrlSigs->prefixLen, 0);
+  EXPECT_STREQ(ctrlSigs->prefix, "");
+  Load("prefix=abcdef\nprefix=XY\n");
+  EXPECT_EQ(ctrlSigs->prefixLen, 2);
+  EXPECT_STREQ(ctrlSigs->prefix, "XYcdef");
 }
 
 TEST_F(Settings, LongFileCountsToItsLastWholeLineIn1023Bytes) {
@@ -82,15 +89,6 @@ TEST_F(Settings, LongFileCountsToItsLastWholeLineIn1023Bytes) {
   EXPECT_EQ(Load("y" + text), 0);
   EXPECT_EQ(ctrlSigs->isoMode, 3);
   EXPECT_EQ(ctrlSigs->strobeMode, 0) << "its line feed lies behind the cut";
-}
-
-TEST_F(Settings, PrefixOfElevenAtMostAndTheTailOfAFirst) {
-  Load("prefix=twelve_chars\n");
-  EXPECT_EQ(ctrlSigs->prefixLen, 0);
-  EXPECT_STREQ(ctrlSigs->prefix, "");
-  Load("prefix=abcdef\nprefix=XY\n");
-  EXPECT_EQ(ctrlSigs->prefixLen, 2);
-  EXPECT_STREQ(ctrlSigs->prefix, "XYcdef");
 }
 
 TEST_F(Settings, Model) {
