@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "common/control_signals.h"
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/usbserial/display_line.h"
@@ -261,11 +263,7 @@ size_t StatusRequestsIn(const std::string& bytes) {
 TEST_F(SerialRemote, TakesExactlyTheFramesThatCameThrough) {
   std::string stream = RemoteFrame('I').substr(0, 7);
   int broken = 0;
-  uint64_t state = 7;
-  const auto random = [&state] {
-    state = state * 6364136223846793005u + 1442695040888963407u;
-    return static_cast<uint32_t>(state >> 33);
-  };
+  std::mt19937 random(7);
   while (broken < 10'000) {
     for (char byte : RemoteFrame('I')) {
       if (random() % 8 == 0) {
@@ -294,6 +292,7 @@ TEST_F(SerialRemote, TakesExactlyTheFramesThatCameThrough) {
       board.kernel.Spend(3s);
       ctrlSigs->needQuit = 1;
       Send(std::string(16, '.'));  // it looks between two reads
+      board.kernel.Spend(2s);      // it may have been away
     });
     EXPECT_EQ(board.LogCount("Serial Recv: GetInfo") - before, StatusRequestsIn(stream + std::string(16, '.')));
     EXPECT_EQ(longest > 1000, away);
