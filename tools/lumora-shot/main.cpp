@@ -123,7 +123,8 @@ int main(int argc, char** argv) {
   CLI::App* panorama = app.add_subcommand("panorama", "Joins the pictures of a shot to one of all around");
   panorama::Order order;
   panorama->add_option("FILE", order.shot, "Shot file")->required();
-  panorama->add_option("OUT.jpg", order.out, "The picture to write: equirectangular, 8 bit")->required();
+  panorama->add_option("OUT", order.out, "What to write: .jpg, or .exr for the light itself; equirectangular")
+      ->required();
   panorama->add_option("--exposure", order.exposure, "This step of the bracket alone, from 0; else all of them")
       ->check(CLI::NonNegativeNumber);
   panorama->add_option("--width", order.width, "Pixels all round: a multiple of 128; 8192 if the lenses resolve it");

@@ -147,7 +147,7 @@ void Canvas::Close() {
   }
 }
 
-void Canvas::Finish(int begin, int end, const std::function<void(int row, const Codes* codes)>& take) {
+void Canvas::Finish(int begin, int end, const std::function<void(int row, const Codes* codes)>& take) const {
   std::vector<Codes> room, doubled(static_cast<size_t>(width_) + 2);
   for (int y = begin; y < end; y++) {
     DoubledRow(bands_[1], y, Edge::GoesRound, &room, doubled.data());

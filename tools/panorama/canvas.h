@@ -21,7 +21,10 @@ class Canvas {
   // each other.
   void Close();
   // Rows `begin` to `end` of the panorama, once; from several threads if each takes other rows.
-  void Finish(int begin, int end, const std::function<void(int row, const Codes* codes)>& take);
+  void Finish(int begin, int end, const std::function<void(int row, const Codes* codes)>& take) const;
+
+  // The closed canvas at 1/2-to-the-`level` of its size, from 1 to LevelsFor(Width()).
+  const Layer<Codes>& Small(int level) const { return bands_[static_cast<size_t>(level)]; }
 
   int Width() const { return width_; }
   int Height() const { return width_ / 2; }

@@ -29,6 +29,9 @@ constexpr int quality = 92;
 }  // namespace
 
 int Make(const Order& order) {
+  const bool exr = order.out.ends_with(".exr");
+  if (!exr && !order.out.ends_with(".jpg") && !order.out.ends_with(".jpeg"))
+    return Refuse("%s: a panorama is a .jpg, or an .exr for its light", order.out.c_str());
   const shot::File file(order.shot);
   const int exposures = file.Get().exposures;
   if (order.exposure && *order.exposure >= exposures && exposures > 0)
@@ -41,13 +44,17 @@ int Make(const Order& order) {
       return Refuse("--width %d: must be a multiple of %d from %d to %d, which is what the lenses resolve",
                     request.width, widthStep, narrowest, widest);
     request.exposure = order.exposure;
+    request.levels = order.exposure && !exr;
     request.view = {order.level, order.yaw};
     const bool terminal = isatty(STDERR_FILENO) != 0;
     if (terminal) request.progress = [](int done, int all) { std::fprintf(stderr, "\r%d of %d cameras", done, all); };
-    Stitched stitched = Stitch(file, request);
+    const Stitched stitched = Stitch(file, request);
     if (terminal) std::fputs("\r\x1b[K", stderr);
     const Rows rows = order.crop ? SeenAllRound(stitched) : Rows{0, stitched.canvas->Height()};
-    shot::WriteWhole(order.out, ToJpeg(LevelsOf(&stitched, rows), quality));
+    if (exr)
+      WriteExr(stitched, rows, order.out);
+    else
+      shot::WriteWhole(order.out, ToJpeg(stitched, rows, quality));
     for (const std::string& missing : stitched.missing)
       std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", order.shot.c_str(), missing.c_str());
     std::printf("%s: %d x %d\n", order.out.c_str(), request.width, rows.end - rows.begin);

@@ -9,7 +9,6 @@ namespace panorama {
 namespace {
 
 constexpr double curveOffset = 0.055, curveScale = 1.055, curvePower = 2.4;
-constexpr float codesPerStop = 200;
 
 struct LevelTables {
   std::array<float, highestCode + 1> signal;  // 0 to 1, by sixteenths of a level
@@ -93,9 +92,10 @@ std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const st
 
 RadianceScale::RadianceScale(double brightest)
     : darkest_(static_cast<float>(brightest / std::exp2(highestCode / codesPerStop))), table_(highestCode + 1) {
-  for (size_t i = 0; i < table_.size(); i++)
-    table_[i] = static_cast<float>(darkest_ * (std::exp2(static_cast<double>(i) / codesPerStop) - 1));
+  for (size_t i = 0; i < table_.size(); i++) table_[i] = static_cast<float>(RadianceAt(static_cast<double>(i)));
 }
+
+double RadianceScale::RadianceAt(double code) const { return darkest_ * (std::exp2(code / codesPerStop) - 1); }
 
 Codes RadianceScale::CodeOf(Floats radiance) const {
   return Shown(ToCodes(Log2(1 + radiance / darkest_) * codesPerStop));

@@ -53,9 +53,12 @@ inline Floats Levelled(Floats levels, const Vignetting::Gain& gain) {
 // twenty stops.
 class RadianceScale {
  public:
+  static constexpr float codesPerStop = 200;
+
   explicit RadianceScale(double brightest);
   Codes CodeOf(Floats radiance) const;
-  // From a table; codes outside are taken for the nearest.
+  double RadianceAt(double code) const;  // of any code
+  // The same from a table; codes outside are taken for the nearest.
   float RadianceOf(int code) const;
 
  private:

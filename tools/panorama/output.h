@@ -1,7 +1,6 @@
 // The panorama as a file.
 #pragma once
 
-#include <array>
 #include <string>
 
 #include "tools/lumora-shot/shot_file.h"
@@ -9,13 +8,13 @@
 
 namespace panorama {
 
-// Pixels to look at: red, green, blue, nothing.
-using Shade = std::array<uint8_t, 4>;
-
-// The rows `rows` of a panorama of levels.
-Layer<Shade> LevelsOf(Stitched* stitched, Rows rows);
-
+// A JPEG (4:2:0) of the rows `rows`. A panorama of levels is shown as it is, one of radiance through tone_map.h.
 // Throws shot::BadJpeg if the encoder refuses.
-shot::Bytes ToJpeg(const Layer<Shade>& picture, int quality);
+shot::Bytes ToJpeg(const Stitched& stitched, Rows rows, int quality);
+
+// OpenEXR is what keeps the light of a whole bracket without loss for the eye and is read by all that work with such
+// light; its own library is in every distribution. Half precision, in the units of light.h, with the attribute that
+// says latitude and longitude. Throws shot::CannotWrite; then no half-written file is left.
+void WriteExr(const Stitched& stitched, Rows rows, const std::string& path);
 
 }  // namespace panorama

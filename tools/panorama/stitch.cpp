@@ -44,7 +44,7 @@ class Work {
     if (shot_.entries.empty()) throw NoPanorama("the file holds no index of pictures");
     FindEyes();
     FindPictures();
-    if (!request.exposure) {
+    if (!request.levels) {
       std::vector<shot::ExposureSet> sets;
       for (const int exposure : exposures_) sets.push_back(shot_.record.Exposure(exposure));
       bracket_.emplace(sets);
