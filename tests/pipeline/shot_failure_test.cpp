@@ -182,13 +182,18 @@ TEST_F(FailingShot, WithoutMemoryForPacksTheLoopEnds) {
 // one is slow to fetch, so that a full frame and the next half frame wait together; then the half channel fails.
 TEST_F(FailingShot, NoFrameCountsForTheNextShot) {
   Start();
-  board.faults.Add("frame.double silence detail=25");
-  board.faults.Add("venc.stream delay=100ms detail=1 nth=17");
-  board.faults.Add("venc.query fail detail=1 nth=18");
-  ASSERT_TRUE(Shoot());
-  EXPECT_EQ(board.faults.Fired(), 3u);
-  EXPECT_THAT(Outcome(), Pair(0, 10));
-  ExpectGoodShot();
+  for (const auto& [fault, code] :
+       {std::pair{"venc.query fail detail=1 nth=18", 10}, {"venc.stream fail detail=1 nth=18", 12}}) {
+    board.faults.Add("frame.double silence detail=25");
+    board.faults.Add("venc.stream delay=100ms detail=1 nth=17");
+    board.faults.Add(fault);
+    const size_t loads = Logged("Load Next");
+    ASSERT_TRUE(Shoot());
+    EXPECT_EQ(board.faults.Fired(), 3u);
+    EXPECT_THAT(Outcome(), Pair(0, code));
+    EXPECT_EQ(Logged("Load Next") - loads, 16u) << "no frame is asked for when the shot is over";
+    ExpectGoodShot();
+  }
 }
 
 }  // namespace
