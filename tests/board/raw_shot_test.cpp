@@ -99,6 +99,10 @@ struct RawShot : HttpBoard {
     EXPECT_EQ(board.descriptors.MappingCount(), 0u);
     EXPECT_EQ(board.media.system.BlocksTaken(), 0u);
     EXPECT_EQ(board.media.dump.Route(), 0u);
+    VIDEO_FRAME_INFO_S none;
+    board.media.dump.SetDepth(17, 1);
+    EXPECT_EQ(board.media.dump.GetFrame(17, &none, 0) & 0xFF, static_cast<int>(twin::Refusal::NotConfigured))
+        << "the dump stays on";
     ExpectMarkedShot(board.disk.OnlyShot(), 3, board.array.Shots());
     board.faults.Clear();
   }
