@@ -37,12 +37,33 @@ Bytes RecordOf(const MadeShot& shot) {
   Bytes record;
   for (const int value : {shot.deviceId, 1, 2026, 11, 24, 20, 34, 56, 789, 7}) Add(record, value, 4);
   AddSets(record, shot.captureMode, 0);
-  for (const int value :
-       {0, 0, 0, 0,  -2,       1,       shot.captureMode + 2, 0,        0, 0, 0, 95, 80, 0, shot.half ? 1 : 0, 0,
-        0, 0, 0, 32, -1234567, 7654321, 1214000000,           312000000})
+  for (const int value : {0,
+                          0,
+                          0,
+                          0,
+                          -2,
+                          1,
+                          shot.captureMode + 2,
+                          0,
+                          0,
+                          0,
+                          0,
+                          95,
+                          80,
+                          0,
+                          shot.half ? 1 : 0,
+                          0,
+                          0,
+                          0,
+                          0,
+                          32,
+                          shot.vertexX,
+                          shot.vertexY,
+                          1214000000,
+                          312000000})
     Add(record, value, 4);
   AddSets(record, shot.captureMode, 3);
-  for (const int value : {0, -9000, 0, 0, 0, 0}) Add(record, value, 4);
+  for (const int value : {0, shot.compassValue, 0, 0, 0, 0}) Add(record, value, 4);
   return record;
 }
 
@@ -104,8 +125,8 @@ Bytes MadeShot::Make() const {
   Add(file, fileType, 2);
   AddSection(file, 0xFFD0, RecordOf(*this));
   const int rows = deviceId < 10 ? 25 : 3;
-  AddSection(file, 0xFFD8, Counting(rows * 32, 251));
-  AddSection(file, 0xFFD7, Counting(rows * 3080, 241));
+  AddSection(file, 0xFFD8, cameraTable.empty() ? Counting(rows * 32, 251) : cameraTable);
+  AddSection(file, 0xFFD7, vignettingTable.empty() ? Counting(rows * 3080, 241) : vignettingTable);
   if (skippedSection) {
     Add(file, 0xFFD1, 2);
     file.insert(file.end(), 268, 0xA5);

@@ -31,6 +31,9 @@ struct MadeShot {
   std::function<Bytes(const std::string& size, int camera, int exposure)> jpeg = JpegOf;
   Bytes thumbnail = TwoToneJpeg(408, 306, 80);
   int half = 0;  // 1 or 2: only these cameras of a two-half shot are filled in
+  // Rows of the two tables; empty: bytes that count, which no reader can mistake for another table's.
+  Bytes cameraTable = {}, vignettingTable = {};
+  int vertexX = -1234567, vertexY = 7654321, compassValue = -9000;
 
   int Cameras() const { return deviceId < 10 ? 25 : 36; }
   int Exposures() const { return captureMode < 2 ? 3 : 6; }

@@ -1,0 +1,144 @@
+// Panoramas held against the world that the pictures were taken of.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <mutex>
+#include <numbers>
+
+#include "tests/support/file_bytes.h"
+#include "tests/support/rendered_shot.h"
+#include "tools/lumora-shot/pictures.h"
+#include "tools/panorama/command.h"
+#include "tools/panorama/output.h"
+#include "tools/panorama/render.h"
+#include "twin/light/world.h"
+
+namespace {
+
+using panorama::Direction;
+
+constexpr double degree = std::numbers::pi / 180;
+
+struct Colour {
+  double r = 0, g = 0, b = 0;
+};
+
+double LinearOf(double level) {
+  const double d = level / 255;
+  return d <= 0.04045 ? d / 12.92 : std::pow((d + 0.055) / 1.055, 2.4);
+}
+double LevelOf(double light) {
+  return 255 * (light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055);
+}
+
+Direction Towards(double column, double row, int width) {
+  const double azimuth = (column / width - 0.5) * 2 * std::numbers::pi,
+               elevation = (0.5 - row * 2 / width) * std::numbers::pi;
+  return {std::cos(elevation) * std::sin(azimuth), std::cos(elevation) * std::cos(azimuth), std::sin(elevation)};
+}
+
+// A world without symmetry, in levels: bands of colour, fine waves, and discs with hard edges.
+Colour SceneAt(const Direction& d) {
+  const double wave = 22 * std::sin(40 * d.right + 9 * d.up) * std::sin(31 * d.front - 17 * d.up);
+  Colour colour{120 + 50 * d.right + wave, 110 + 45 * d.front + wave, 115 + 55 * d.up - 0.6 * wave};
+  const double disc =
+      std::fmod(std::abs(7 * d.right + 3 * d.front), 1) + std::fmod(std::abs(5 * d.up + 2 * d.right), 1);
+  if (disc < 0.5) colour = {colour.r + 40, colour.g - 25, colour.b + 15};
+  return colour;
+}
+
+template <typename Each>
+void EachPixel(int width, const Each& each) {
+  for (int y = 0; y < width / 2; y++)
+    for (int x = 0; x < width; x++) each(x, y);
+}
+
+// How the camera stands in a level world whose front is north, by the words of the tilt's definition: the world's "up"
+// in the camera's axes, and the heading of its front, projected onto the level.
+class Stand {
+ public:
+  Stand(double pitch, double roll, double heading) {
+    const Direction up{-std::cos(pitch) * std::sin(roll), -std::sin(pitch), std::cos(pitch) * std::cos(roll)};
+    const double length = std::sqrt(1 - up.front * up.front);
+    const Direction ahead{-up.right * up.front / length, length, -up.up * up.front / length};
+    const Direction right{ahead.front * up.up - ahead.up * up.front, ahead.up * up.right - ahead.right * up.up,
+                          ahead.right * up.front - ahead.front * up.right};
+    const double c = std::cos(heading), s = std::sin(heading);
+    east_ = {right.right * c + ahead.right * s, right.front * c + ahead.front * s, right.up * c + ahead.up * s};
+    north_ = {ahead.right * c - right.right * s, ahead.front * c - right.front * s, ahead.up * c - right.up * s};
+    up_ = up;
+  }
+  Direction LevelOf(const Direction& body) const {
+    const auto along = [&](const Direction& axis) {
+      return body.right * axis.right + body.front * axis.front + body.up * axis.up;
+    };
+    return {along(east_), along(north_), along(up_)};
+  }
+  // The stand-in calibration sees all that is this high above the camera's own horizon.
+  bool Sees(const Direction& level) const {
+    return level.right * east_.up + level.front * north_.up + level.up * up_.up > std::sin(-72 * degree);
+  }
+
+ private:
+  Direction east_{}, north_{}, up_{};
+};
+
+// The scene as the body sees it that stands in it so.
+std::string SceneFile(const std::string& path, const Stand& stand) {
+  constexpr int width = 2048;
+  support::Bytes pixels;
+  EachPixel(width, [&](int x, int y) {
+    const Colour colour = SceneAt(stand.LevelOf(Towards(x + 0.5, y + 0.5, width)));
+    for (const double part : {colour.r, colour.g, colour.b}) pixels.push_back(static_cast<uint8_t>(std::lround(part)));
+  });
+  PutBytes(path, support::JpegFrom(pixels, width, width / 2, 0, 100));
+  return path;
+}
+
+// Peak signal to noise of a panorama against the scene, both at half the panorama's width, after one gain in light.
+double Psnr(const shot::Rgb& picture, const Stand& stand) {
+  const int width = picture.width / 2;
+  std::vector<std::pair<double, double>> pairs;  // light found, light expected
+  EachPixel(width, [&](int x, int y) {
+    if (!stand.Sees(Towards(x + 0.5, y + 0.5, width))) return;
+    double found[3] = {}, expected[3] = {};
+    for (int i = 0; i < 16; i++) {
+      const Colour colour = SceneAt(Towards(x + (i % 4 + 0.5) / 4, y + (i / 4 + 0.5) / 4, width));
+      const double parts[] = {colour.r, colour.g, colour.b};
+      for (int k = 0; k < 3; k++) expected[k] += parts[k] / 16;
+    }
+    for (int i = 0; i < 4; i++)
+      for (int k = 0; k < 3; k++)
+        found[k] +=
+            picture.pixels[static_cast<size_t>(((2 * y + i / 2) * picture.width + 2 * x + i % 2) * 3 + k)] / 4.0;
+    for (int k = 0; k < 3; k++) pairs.emplace_back(LinearOf(found[k]), LinearOf(expected[k]));
+  });
+  double across = 0, square = 0, errors = 0;
+  for (const auto& [found, expected] : pairs) across += found * expected, square += found * found;
+  for (const auto& [found, expected] : pairs)
+    errors += std::pow(LevelOf(found * across / square) - LevelOf(expected), 2);
+  return 10 * std::log10(255 * 255 / (errors / static_cast<double>(pairs.size())));
+}
+
+shot::Rgb Shown(const std::string& path, panorama::Request request) {
+  const shot::File file(path);
+  const panorama::Stitched stitched = panorama::Stitch(file, request);
+  return shot::DecodeRgb(panorama::ToJpeg(stitched, {0, request.width / 2}, 100));
+}
+
+// Tilted and turned, and set upright by the record alone: wrong signs, colours, lenses or seams all cost decibels.
+TEST(Panorama, IsTheWorldSetUpright) {
+  const support::TestFolder folder;
+  support::MadeShot made;
+  made.vertexX = static_cast<int>(12 * degree * 1e8);
+  made.vertexY = static_cast<int>(-34 * degree * 1e8);
+  made.compassValue = 7000;
+  const Stand stand(12 * degree, -34 * degree, 70 * degree);
+  support::WriteRenderedShot(folder / "a.ori", made, {1}, SceneFile(folder / "scene.jpg", stand));
+  const double decibels = Psnr(Shown(folder / "a.ori", {.width = 1024, .exposure = 1, .levels = true}), stand);
+  EXPECT_GT(decibels, 43);
+  RecordProperty("decibels", std::to_string(decibels));
+}
+
+}  // namespace
