@@ -86,8 +86,9 @@ const BuildTree::Program& BuildTree::Of(const std::string& program) const {
   return entry->second;
 }
 
-BuildTree::Variant::Variant(const BuildTree& tree, fs::path place, const std::string& file, const std::string& text)
-    : tree_(tree), place_(std::move(place)), file_(file) {
+BuildTree::Variant::Variant(const BuildTree& tree, fs::path place, const std::string& file, const std::string& text,
+                            const std::string& options)
+    : tree_(tree), place_(std::move(place)), file_(file), options_(options.empty() ? "" : " " + options) {
   fs::remove_all(place_);
   const fs::path changed = place_ / "source" / file;
   fs::create_directories(changed.parent_path());
@@ -114,7 +115,7 @@ bool BuildTree::Variant::Compile(const std::string& object) {
   if (source == (tree_.source_ / file_).string()) Replace(command, source, changed);
   command.insert(command.find(' '), " -I" + (place_ / "source").string());
   // A change may leave a name unused: that is no fault of the change.
-  command += " -Wno-error";
+  command += " -Wno-error" + options_;
   if (OfApplication(object)) command += " -g0";
   if (!Run(command)) return false;
   if (OfApplication(object) && !Run(tree_.throughTheDoors_ + target)) {
@@ -144,7 +145,7 @@ fs::path BuildTree::Variant::Make(const std::string& name) {
     }
   }
   // What is named before the libraries takes the place of what they have under the same names.
-  Replace(link, "-o", first + " -Wl,--strip-debug -o");
+  Replace(link, "-o", first + options_ + " -Wl,--strip-debug -o");
   return Run(link) ? target : fs::path();
 }
 

@@ -17,8 +17,10 @@ class BuildTree {
   // A changed source: what is compiled of it, for one program after the other.
   class Variant {
    public:
-    // `place` is a directory of its own; what stands there is removed. `text` takes the place of `file`.
-    Variant(const BuildTree& tree, std::filesystem::path place, const std::string& file, const std::string& text);
+    // `place` is a directory of its own; what stands there is removed. `text` takes the place of `file`; `options` are
+    // for compiler and linker.
+    Variant(const BuildTree& tree, std::filesystem::path place, const std::string& file, const std::string& text,
+            const std::string& options = "");
     // Makes `program`, a name in the build's bin/. Returns where it is; empty if it does not build, with Messages.
     std::filesystem::path Make(const std::string& program);
     const std::string& Messages() const { return messages_; }
@@ -29,7 +31,7 @@ class BuildTree {
 
     const BuildTree& tree_;
     std::filesystem::path place_;
-    std::string file_;
+    std::string file_, options_;
     std::string messages_;
     std::map<std::string, std::string> made_;  // object of the build: the one that takes its place
   };

@@ -8,6 +8,9 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
+
+#include "tools/mutate/reached.h"
 
 namespace mutate {
 
@@ -103,6 +106,17 @@ Judge::Run Judge::PressOnce(const fs::path& program, const fs::path& place) {
   std::string line, last;
   while (std::getline(lines, line)) last = line.empty() ? last : line;
   return {true, last.substr(0, 100)};
+}
+
+std::vector<Mutant> Judge::Reachable(std::vector<Mutant> mutants) const {
+  if (mutants.empty()) return mutants;
+  const fs::path place = build_ / "mutants" / "reached";
+  const auto reached =
+      mutate::Reached(tree_, place, source_, mutants[0].file, "lumora-twin", [&](const fs::path& program) {
+        if (const Run run = PressOnce(program, place); run.failed) throw std::runtime_error("unchanged: " + run.by);
+      });
+  std::erase_if(mutants, [&](const Mutant& mutant) { return !reached(Apply(source_, mutant).line); });
+  return mutants;
 }
 
 Verdict Judge::ByTests(const Mutant& mutant, BuildTree::Variant& variant, const fs::path& place) {

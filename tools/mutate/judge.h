@@ -32,6 +32,8 @@ class Judge {
   Judge(std::filesystem::path source, std::filesystem::path build, bool byTwin);
   // From any thread; `slot` is the thread's own number.
   Verdict Try(const Mutant& mutant, unsigned slot);
+  // Those of `mutants`, all of one file, that stand where a start, a press and a switch-off come by.
+  std::vector<Mutant> Reachable(std::vector<Mutant> mutants) const;
 
  private:
   struct Run {
@@ -40,7 +42,7 @@ class Judge {
   };
   Run RunTests(const std::filesystem::path& program, const std::string& filter, const std::filesystem::path& place);
   Run RunAll(const std::string& name, const std::filesystem::path& program, const std::filesystem::path& place);
-  Run PressOnce(const std::filesystem::path& program, const std::filesystem::path& place);
+  static Run PressOnce(const std::filesystem::path& program, const std::filesystem::path& place);
   bool PassesUnchanged(const std::string& name, const std::string& filter);
   Verdict ByTests(const Mutant& mutant, BuildTree::Variant& variant, const std::filesystem::path& place);
 

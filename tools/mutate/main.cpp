@@ -22,7 +22,7 @@ struct Arguments {
   size_t sample = 0, draw = 0;
   std::string seed = "1";
   std::vector<std::string> files;
-  bool twin = false, list = false, quiet = false;
+  bool reached = false, twin = false, list = false, quiet = false;
   unsigned jobs = std::max(1u, std::thread::hardware_concurrency());
 };
 
@@ -34,6 +34,8 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.add_option("--files", arguments.files, "Sources to change, or folders of them")
       ->needs(draw)
       ->type_name("PATH");
+  program.add_flag("--reached", arguments.reached, "Draw only where a start, a press and a switch-off come by")
+      ->needs(draw);
   program.add_option("--seed", arguments.seed, "What --sample and --draw follow")
       ->type_name("TEXT")
       ->capture_default_str();
@@ -46,8 +48,9 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.footer("Exit status: 0 all were noticed; 1 some were not; 2 a row of the list is wrong, or nothing to do.");
 }
 
-std::vector<Mutant> Drawn(const Arguments& arguments) {
+std::vector<Mutant> Drawn(const Arguments& arguments, const Judge& judge) {
   std::vector<Mutant> all;
+  size_t possible = 0;
   for (const std::string& name : arguments.files) {
     std::vector<std::string> files;
     if (fs::is_directory(arguments.source / name)) {
@@ -60,16 +63,20 @@ std::vector<Mutant> Drawn(const Arguments& arguments) {
       files.push_back(fs::path(name).lexically_normal().string());
     }
     for (const std::string& file : files) {
-      const auto changes = MechanicalChanges(arguments.source, file);
+      auto changes = MechanicalChanges(arguments.source, file);
+      possible += changes.size();
+      if (arguments.reached) changes = judge.Reachable(changes);
       all.insert(all.end(), changes.begin(), changes.end());
     }
   }
-  std::cout << all.size() << " single changes are possible in these files\n";
+  std::cout << possible << " single changes are possible in these files";
+  if (arguments.reached) std::cout << ", " << all.size() << " where a start, a press and a switch-off come by";
+  std::cout << std::endl;
   return Draw(all, arguments.draw, arguments.seed);
 }
 
-std::vector<Mutant> Wanted(const Arguments& arguments) {
-  if (arguments.draw > 0) return Drawn(arguments);
+std::vector<Mutant> Wanted(const Arguments& arguments, const Judge& judge) {
+  if (arguments.draw > 0) return Drawn(arguments, judge);
   std::vector<Mutant> rows;
   for (const Mutant& mutant : ReadLists(arguments.source / "tests/mutants")) {
     const auto names = [&](const std::string& text) {
@@ -93,7 +100,8 @@ const char* WordFor(Outcome outcome) {
 }
 
 int Run(const Arguments& arguments) {
-  const std::vector<Mutant> mutants = Wanted(arguments);
+  Judge judge(fs::canonical(arguments.source), fs::canonical(arguments.build), arguments.twin);
+  const std::vector<Mutant> mutants = Wanted(arguments, judge);
   if (mutants.empty()) {
     std::cerr << "no such mutant\n";
     return 2;
@@ -102,7 +110,6 @@ int Run(const Arguments& arguments) {
     for (const Mutant& m : mutants) std::cout << m.row << "  " << m.file << "  " << m.meaning << '\n';
     return 0;
   }
-  Judge judge(fs::canonical(arguments.source), fs::canonical(arguments.build), arguments.twin);
   std::array<int, 5> counts{};
   std::atomic<size_t> next = 0;
   std::mutex output;

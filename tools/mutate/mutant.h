@@ -34,7 +34,8 @@ struct Mutant {
 std::vector<Mutant> ReadLists(const std::filesystem::path& folder);
 
 // Single mechanical changes of a source file: each call or assignment that fills a line left out, two calls that follow
-// each other exchanged, each number altered by one. What is only written to the log is left alone.
+// each other exchanged, each number altered: by one, in its last bit if it is hexadecimal, by half from 10 on. What is
+// only written to the log and the codes of failures are left alone.
 std::vector<Mutant> MechanicalChanges(const std::filesystem::path& source, const std::string& file);
 
 // The file's text with the change made, and where. Throws std::runtime_error if the text to change is not there, or
