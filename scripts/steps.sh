@@ -23,7 +23,7 @@ step() {
 }
 
 device_packages=(g++ cmake ninja-build pkg-config libboost-context-dev libcli11-dev nlohmann-json3-dev)
-build_packages=("${device_packages[@]}" binutils libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev
+build_packages=("${device_packages[@]}" binutils libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev libexiv2-dev
   libopenexr-dev libgtest-dev libgmock-dev curl)
 
 # install package...: installs those that are missing, with apt; asks nothing, says nothing if all are there.

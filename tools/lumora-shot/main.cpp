@@ -2,7 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "tools/lumora-shot/extract.h"
+#include "tools/photos/extract.h"
 #include "tools/lumora-shot/info.h"
 #include "tools/lumora-shot/sheet.h"
 #include "tools/lumora-shot/verify.h"
@@ -58,7 +58,7 @@ int Info(const std::string& path, bool json) {
   return shot::HasFault(findings) ? bad : good;
 }
 
-int Extract(const std::string& path, const std::string& directory, const shot::Choice& choice) {
+int Extract(const std::string& path, const std::string& directory, const shot::Choice& choice, bool plain) {
   const shot::File file(path);
   const shot::Shot& shot = file.Get();
   const auto tooHigh = [&](const char* what, const std::optional<int>& chosen, int count) {
@@ -68,7 +68,7 @@ int Extract(const std::string& path, const std::string& directory, const shot::C
   };
   if (tooHigh("camera", choice.camera, shot.cameras) || tooHigh("exposure", choice.exposure, shot.exposures))
     return noAnswer;
-  const shot::Extracted extracted = shot::Extract(file, directory, choice);
+  const shot::Extracted extracted = shot::Extract(file, directory, choice, plain);
   std::printf("%zu files in %s\n", extracted.files.size(), directory.c_str());
   for (const std::string& missing : extracted.missing)
     std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), missing.c_str());
@@ -116,6 +116,9 @@ int main(int argc, char** argv) {
       ->check(CLI::NonNegativeNumber);
   extract->add_option("--size", size, "Only this size")->check(CLI::IsMember({"half", "full"}));
 
+  bool plain = false;
+  extract->add_flag("--plain", plain, "Byte for byte as the shot has them, without EXIF");
+
   CLI::App* sheet = app.add_subcommand("sheet", "Draws all cameras and exposures of a shot on one page");
   sheet->add_option("FILE", path, "Shot file")->required();
   sheet->add_option("OUT.jpg", target, "The page to write")->required();
@@ -141,7 +144,7 @@ int main(int argc, char** argv) {
   if (!size.empty()) choice.size = size == "full" ? shot::PictureSize::Full : shot::PictureSize::Half;
   try {
     if (*info) return Info(path, json);
-    if (*extract) return Extract(path, target, choice);
+    if (*extract) return Extract(path, target, choice, plain);
     if (*sheet) return Sheet(path, target);
     if (*panorama) return panorama::Make(order);
     return VerifyAll(paths, all);

@@ -26,6 +26,19 @@ constexpr int quality = 92;
   return noAnswer;
 }
 
+// With what viewers and photo programs ask for. A panorama of all exposures is told as its middle one.
+shot::Bytes Tagged(const shot::Shot& shot, const Order& order, const Request& request, Rows rows,
+                   const shot::Bytes& jpeg) {
+  const shot::PanoramaPlace place{.fullWidth = request.width,
+                                  .fullHeight = request.width / 2,
+                                  .left = 0,
+                                  .top = rows.begin,
+                                  .width = request.width,
+                                  .height = rows.end - rows.begin,
+                                  .heading = HeadingOf(shot.record, request.view)};
+  return shot::WithPanoramaTags(jpeg, shot.record, order.exposure.value_or(shot.exposures == 3 ? 1 : 3), place);
+}
+
 }  // namespace
 
 int Make(const Order& order) {
@@ -54,7 +67,7 @@ int Make(const Order& order) {
     if (exr)
       WriteExr(stitched, rows, order.out);
     else
-      shot::WriteWhole(order.out, ToJpeg(stitched, rows, quality));
+      shot::WriteWhole(order.out, Tagged(file.Get(), order, request, rows, ToJpeg(stitched, rows, quality)));
     for (const std::string& missing : stitched.missing)
       std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", order.shot.c_str(), missing.c_str());
     std::printf("%s: %d x %d\n", order.out.c_str(), request.width, rows.end - rows.begin);

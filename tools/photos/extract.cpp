@@ -1,9 +1,13 @@
-#include "tools/lumora-shot/extract.h"
+#include "tools/photos/extract.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+
+#include "tools/lumora-shot/calibration.h"
+#include "tools/photos/photo_tags.h"
+#include "tools/lumora-shot/pictures.h"
 
 namespace shot {
 
@@ -18,7 +22,7 @@ void WriteWhole(const std::string& path, const Bytes& bytes) {
   throw CannotWrite(path + ": cannot write: " + reason);
 }
 
-Extracted Extract(const File& file, const std::string& directory, const Choice& choice) {
+Extracted Extract(const File& file, const std::string& directory, const Choice& choice, bool plain) {
   std::error_code error;
   std::filesystem::create_directories(directory, error);
   if (error) throw CannotWrite(directory + ": cannot create: " + error.message());
@@ -32,6 +36,17 @@ Extracted Extract(const File& file, const std::string& directory, const Choice& 
     extracted.files.push_back(path);
   };
 
+  const std::vector<CameraConf> lenses = ReadCameras(file);
+  // What is no JPEG is written as it stands: it is for who looks what has become of it.
+  const auto described = [&](const Bytes& jpeg, const Place& place) {
+    if (plain) return jpeg;
+    const auto camera = static_cast<size_t>(place.camera);
+    try {
+      return WithPhotoTags(jpeg, shot.record, place, camera < lenses.size() ? &lenses[camera] : nullptr);
+    } catch (const BadJpeg&) {
+      return jpeg;
+    }
+  };
   if (shot.entries.empty()) extracted.missing.push_back("the index");
   for (const Entry& entry : shot.entries) {
     const Place place = shot.PlaceOf(entry.number);
@@ -41,7 +56,7 @@ Extracted Extract(const File& file, const std::string& directory, const Choice& 
     char name[64];
     std::snprintf(name, sizeof(name), "cam%02d_exp%d_%s", place.camera, place.exposure, NameOf(place.size));
     if (const Bytes jpeg = file.Jpeg(entry); !jpeg.empty())
-      write(name, jpeg);
+      write(name, described(jpeg, place));
     else
       extracted.missing.push_back(name);
   }

@@ -27,9 +27,11 @@ struct Extracted {
   std::vector<std::string> missing;  // what was asked for and is not in the file, in words
 };
 
-// Writes each JPEG, byte for byte, into `directory` (made if it is not there) as NAME_cam03_exp1_half.jpg; with no
-// choice made also the thumbnail and the logo. Older files of these names are replaced. Throws CannotWrite, CannotRead.
-Extracted Extract(const File& file, const std::string& directory, const Choice& choice);
+// Writes each JPEG into `directory` (made if it is not there) as NAME_cam03_exp1_half.jpg, with EXIF (photo_tags.h);
+// with no choice made also the thumbnail and the logo, as they are. Older files of these names are replaced.
+//   plain  byte for byte as the shot has them, without EXIF
+// Throws CannotWrite, CannotRead.
+Extracted Extract(const File& file, const std::string& directory, const Choice& choice, bool plain = false);
 
 // Writes a whole file, replacing an older one. Throws CannotWrite; then no half-written file is left.
 void WriteWhole(const std::string& path, const Bytes& bytes);
