@@ -45,12 +45,13 @@ Rotation TurnAboutZ(double radians) {
 }
 
 void Attitude::Set(double pitch, double roll, double yaw) {
-  for (const auto& listener : listeners_) listener();
+  for (const auto& listener : before_) listener();
   pitch_ = pitch;
   roll_ = roll;
   yaw_ = yaw;
   constexpr double radians = std::numbers::pi / 180;
   toWorld_ = TurnAboutZ(yaw * radians) * TurnAboutY(pitch * radians) * TurnAboutX(roll * radians);
+  for (const auto& listener : after_) listener();
 }
 
 }  // namespace twin

@@ -34,13 +34,14 @@ class Attitude {
   // Turns a vector from the camera's axes into the world's.
   const Rotation& ToWorld() const { return toWorld_; }
 
-  // `listener` is called before each change. For the life of this object; must not wait.
-  void BeforeChange(std::function<void()> listener) { listeners_.push_back(std::move(listener)); }
+  // `listener` is called before each change, or behind it. For the life of this object; must not wait.
+  void BeforeChange(std::function<void()> listener) { before_.push_back(std::move(listener)); }
+  void AfterChange(std::function<void()> listener) { after_.push_back(std::move(listener)); }
 
  private:
   double pitch_ = 0, roll_ = 0, yaw_ = 0;
   Rotation toWorld_ = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-  std::vector<std::function<void()>> listeners_;
+  std::vector<std::function<void()>> before_, after_;
 };
 
 }  // namespace twin

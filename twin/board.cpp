@@ -35,6 +35,15 @@ std::unique_ptr<PictureSource> MakePictures(const BoardOptions& options) {
                               options.seed);
 }
 
+// Pictures count from the right, the front and the zenith, where the attitude has north, west and up.
+Stance StanceOf(const Attitude& attitude) {
+  const auto seen = [&](const Vector3& axis) -> Vec3 {
+    const Vector3 at = attitude.ToWorld() * axis;
+    return {static_cast<float>(-at[1]), static_cast<float>(at[0]), static_cast<float>(at[2])};
+  };
+  return {.right = seen({0, -1, 0}), .front = seen({1, 0, 0}), .up = seen({0, 0, 1})};
+}
+
 }  // namespace
 
 // --- wiring ---
@@ -88,6 +97,7 @@ Board& Board::Current() {
 
 // What hangs where. A new device is one folder and one line here.
 void Board::Wire() {
+  attitude.AfterChange([this] { pictures->SetStance(StanceOf(attitude)); });
   registers.Claim(GpioBanks::kBase, GpioBanks::kBankStride * GpioBanks::kBanks, gpio);
   pinRegisters.ConnectTo(registers);
   registers.Claim(FpgaArray::kClockRegister, 4, array);

@@ -1,8 +1,11 @@
 // Commands for what a person and nature do to the board.
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <fstream>
 
 #include "twin/console/console.h"
+#include "twin/light/world_picture.h"
 
 namespace twin {
 
@@ -51,6 +54,25 @@ void FillDisk(Console& console, const Words& arguments) {
   console.board.disk.FillTo(static_cast<uint64_t>(freeKBs));
 }
 
+// What the last shot's exposure N would show of the world, if nothing stood between.
+void WriteWorld(Console& console, const Words& arguments) {
+  constexpr int kWidth = 4096;
+  if (arguments.size() == 2 || (arguments.size() == 3 && arguments[1] != "--exposure"))
+    throw CommandError("usage: world FILE [--exposure N]");
+  const int64_t exposure = arguments.size() == 3 ? NumberFrom(arguments[2], "the exposure") : 1;
+  const World* world = console.board.pictures->Surroundings();
+  if (world == nullptr) throw CommandError("marked pictures show no world: start with --pictures rendered");
+  const auto& delivered = console.board.media.Delivered();
+  const auto last = std::find_if(delivered.rbegin(), delivered.rend(),
+                                 [&](const DeliveredFrame& picture) { return picture.frame.bracket == exposure; });
+  if (last == delivered.rend()) throw CommandError("no shot has had an exposure " + std::to_string(exposure));
+  const StoredFrame& frame = last->frame;
+  const std::vector<uint8_t> jpeg = WorldPicture(*world, frame.seconds * frame.gain * frame.light, kWidth);
+  std::ofstream file(arguments[0], std::ios::binary);
+  file.write(reinterpret_cast<const char*>(jpeg.data()), static_cast<std::streamsize>(jpeg.size()));
+  if (!file.flush()) throw CommandError("cannot write " + arguments[0]);
+}
+
 // The disk, or one of the adapters.
 void SetPlugged(Console& console, const Words& arguments, bool plugged) {
   Board& board = console.board;
@@ -84,7 +106,7 @@ void AddFault(Console& console, const Words& arguments) {
   }
 }
 
-constexpr std::array<Command, 16> kCommands = {{
+constexpr std::array<Command, 17> kCommands = {{
     {"press", "LENGTH", "press the button so long", 1, 1,
      [](Console& c, const Words& a) { c.board.button.Press(LengthFrom(a[0], "press")); }},
     {"hold", "[LENGTH]", "press the button and keep it, or keep it so long and let go", 0, 1,
@@ -98,6 +120,8 @@ constexpr std::array<Command, 16> kCommands = {{
     {"charge", "on|off", "the charger", 1, 1,
      [](Console& c, const Words& a) { c.board.coProcessor.SetCharging(SwitchFrom(a[0], "charge")); }},
     {"light", "X", "factor on the world's light from now on", 1, 1, SetLight},
+    {"world", "FILE [--exposure N]", "write it as one equirectangular JPEG, as the last shot's exposure N has it", 1, 3,
+     WriteWorld},
     {"temperature", "DEGREES [CAMERA]", "of one sensor's die, or of all", 1, 2, SetTemperature},
     {"clock", "YYYY-MM-DD HH:MM:SS", "set the battery-backed clock", 2, 2, SetClock},
     {"plug", "[disk|wifi|ethernet|serial]", "plug it in; the camera looks for it at its next start", 0, 1,

@@ -27,21 +27,11 @@ EncoderDesk::~EncoderDesk() { tjDestroy(encoder); }
 
 FrameMaker::FrameMaker(std::unique_ptr<World> world, std::vector<Lens> lenses, double light, uint64_t seed)
     : world_(std::move(world)), lenses_(std::move(lenses)), light_(light), seed_(seed) {
-  for (size_t camera = 0; camera < lensCount; camera++) {
-    // As a sensor's colour filters count: green twice.
-    for (const Rgb& part : SmallView(*world_, lenses_[camera])) {
-      samples_[camera].insert(samples_[camera].end(), {part.r, part.g, part.g, part.b});
-    }
-    std::sort(samples_[camera].begin(), samples_[camera].end());
-    double sum = 0;
-    sums_[camera].push_back(0);
-    for (const float sample : samples_[camera]) sums_[camera].push_back(sum += sample);
-  }
   // Find the scale at which the normal exposure gives the normal mean. The mean rises with the scale: halve intervals.
   const auto meanAt = [&](double scale) {
     scale_ = scale / light_;
     double mean = 0;
-    for (const int camera : measuringCameras) mean += MeanSignal(camera, 0.01);
+    for (const int camera : measuringCameras) mean += MeanSignal(camera, 0.01, {});
     return mean / measuringCameras.size();
   };
   double low = 1e-6, high = 1e6;
@@ -51,26 +41,49 @@ FrameMaker::FrameMaker(std::unique_ptr<World> world, std::vector<Lens> lenses, d
   }
   if (low < 2e-6 || high > 0.5e6) throw std::runtime_error("the scene is black: no exposure can show it");
   scale_ = low;
+  lit_.factor = scale_ * light_;
+}
+
+Rgb FrameMaker::Brightened::Look(Vec3 dir) const {
+  const Rgb light = world_.Look(dir);
+  const auto by = static_cast<float>(factor);
+  return {light.r * by, light.g * by, light.b * by};
 }
 
 double FrameMaker::SignalPerLight(double exposure) const { return exposure * light_ * signalPerExposure; }
 
-double FrameMaker::MeanSignal(int camera, double exposure) const {
-  const auto index = static_cast<size_t>(camera);
-  const std::vector<float>& samples = samples_[index];
-  const double factor = SignalPerLight(exposure) * scale_;
-  if (factor <= 0) return 0;
-  const auto clipped = std::upper_bound(samples.begin(), samples.end(), static_cast<float>(1 / factor));
-  const auto below = static_cast<size_t>(clipped - samples.begin());
-  return (sums_[index][below] * factor + static_cast<double>(samples.size() - below)) /
-         static_cast<double>(samples.size());
+const FrameMaker::Samples& FrameMaker::SamplesOf(int camera, const Stance& stance) {
+  std::optional<Samples>& kept = samples_[static_cast<size_t>(camera)];
+  if (kept && kept->stance == stance) return *kept;
+  Samples& samples = kept.emplace(Samples{.stance = stance, .lights = {}, .sums = {0}});
+  // As a sensor's colour filters count: green twice.
+  for (const Rgb& part : SmallView(*world_, lenses_[static_cast<size_t>(camera)], stance)) {
+    samples.lights.insert(samples.lights.end(), {part.r, part.g, part.g, part.b});
+  }
+  std::sort(samples.lights.begin(), samples.lights.end());
+  for (const float light : samples.lights) samples.sums.push_back(samples.sums.back() + light);
+  return samples;
 }
 
-const View& FrameMaker::ViewOf(int camera) {
-  const auto index = static_cast<size_t>(camera);
-  std::call_once(rendered_[index],
-                 [&] { views_[index] = std::make_unique<View>(*world_, lenses_[index], static_cast<float>(scale_)); });
-  return *views_[index];
+double FrameMaker::MeanSignal(int camera, double exposure, const Stance& stance) {
+  const Samples& samples = SamplesOf(camera, stance);
+  const double factor = SignalPerLight(exposure) * scale_;
+  if (factor <= 0) return 0;
+  const auto clipped = std::upper_bound(samples.lights.begin(), samples.lights.end(), static_cast<float>(1 / factor));
+  const auto below = static_cast<size_t>(clipped - samples.lights.begin());
+  return (samples.sums[below] * factor + static_cast<double>(samples.lights.size() - below)) /
+         static_cast<double>(samples.lights.size());
+}
+
+std::shared_ptr<const View> FrameMaker::ViewOf(const StoredFrame& frame) {
+  const auto index = static_cast<size_t>(frame.camera);
+  KeptView& kept = views_[index];
+  const std::scoped_lock lock(kept.mutex);
+  if (!kept.view || kept.stance != frame.stance) {
+    kept.view = std::make_shared<View>(*world_, lenses_[index], frame.stance, static_cast<float>(scale_));
+    kept.stance = frame.stance;
+  }
+  return kept.view;
 }
 
 uint64_t FrameMaker::NoiseOf(const StoredFrame& frame) const {
@@ -90,7 +103,7 @@ Development FrameMaker::DevelopmentOf(const StoredFrame& frame) const {
 }
 
 std::shared_ptr<const Planes> FrameMaker::Expose(const StoredFrame& frame) {
-  return std::make_shared<const Planes>(Develop(ViewOf(frame.camera), DevelopmentOf(frame)));
+  return std::make_shared<const Planes>(Develop(*ViewOf(frame), DevelopmentOf(frame)));
 }
 
 void FrameMaker::ReadOut(const StoredFrame& frame, std::span<uint16_t> levels) {
@@ -100,7 +113,7 @@ void FrameMaker::ReadOut(const StoredFrame& frame, std::span<uint16_t> levels) {
     development.flip = !development.flip;
   }
   development.noise = Mixed(development.noise);  // not that of the JPEG: each of its pixels is made of several
-  ReadOutView(ViewOf(frame.camera), development, levels);
+  ReadOutView(*ViewOf(frame), development, levels);
   AddDefects(Mixed(seed_ ^ Mixed(static_cast<uint64_t>(frame.camera))), development.mirror, development.flip, levels);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "twin/light/develop.h"
@@ -30,7 +31,10 @@ class FrameMaker {
  public:
   FrameMaker(std::unique_ptr<World> world, std::vector<Lens> lenses, double light, uint64_t seed);
 
-  double MeanSignal(int camera, double exposure) const;
+  // The world in the unit of tone.h.
+  const World& Lit() const { return lit_; }
+  // Of the thread that has made this.
+  double MeanSignal(int camera, double exposure, const Stance& stance);
 
   // All from any thread.
   std::shared_ptr<const Planes> Expose(const StoredFrame& frame);
@@ -38,7 +42,29 @@ class FrameMaker {
   Jpeg Encode(const StoredFrame& frame, const Planes& planes, PictureSize size, int quality, EncoderDesk& desk) const;
 
  private:
-  const View& ViewOf(int camera);
+  class Brightened final : public World {
+   public:
+    explicit Brightened(const World& world) : world_(world) {}
+    Rgb Look(Vec3 dir) const override;
+    double factor = 1;
+
+   private:
+    const World& world_;
+  };
+  // What one camera measures: the light of all its measured samples in ascending order, and their running sum.
+  struct Samples {
+    Stance stance;
+    std::vector<float> lights;
+    std::vector<double> sums;
+  };
+  struct KeptView {
+    std::mutex mutex;
+    Stance stance;
+    std::shared_ptr<const View> view;
+  };
+
+  const Samples& SamplesOf(int camera, const Stance& stance);
+  std::shared_ptr<const View> ViewOf(const StoredFrame& frame);
   double SignalPerLight(double exposure) const;
   Development DevelopmentOf(const StoredFrame& frame) const;
   uint64_t NoiseOf(const StoredFrame& frame) const;
@@ -48,11 +74,10 @@ class FrameMaker {
   const double light_;
   const uint64_t seed_;
   double scale_ = 1;  // from the world's unit to that of tone.h
-  // By camera: the light of all its measured samples in ascending order, and their running sum.
-  std::array<std::vector<float>, lensCount> samples_;
-  std::array<std::vector<double>, lensCount> sums_;
-  std::array<std::once_flag, lensCount> rendered_;
-  std::array<std::unique_ptr<View>, lensCount> views_;
+  Brightened lit_{*world_};
+  // By camera, of the way it was held when last asked for.
+  std::array<std::optional<Samples>, lensCount> samples_;
+  std::array<KeptView, lensCount> views_;
 };
 
 }  // namespace twin

@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "twin/light/world.h"
+
 namespace twin {
 
 // One frame as a layer stores it and the video chain carries it: not pixels, but all that the pixels follow from.
@@ -19,6 +21,7 @@ struct StoredFrame {
                         // is in the pictures already: see rendered_pictures.h
   bool flip = false;
   double light = 1;             // SetLight of the source when the frame was exposed
+  Stance stance{};              // SetStance, then
   bool pairsExchanged = false;  // on its way over the lanes: of each four samples of a row the second two come first
 };
 
@@ -38,8 +41,16 @@ class PictureSource {
   void SetLight(double factor) { light_ = factor; }
   double Light() const { return light_; }
 
+  // The camera is held otherwise, from the next frame on.
+  void SetStance(const Stance& stance) { stance_ = stance; }
+  const Stance& HeldAs() const { return stance_; }
+
+  // The world itself, in the unit of tone.h, as the source was made; null if the pictures are not of a world. The
+  // source keeps it.
+  virtual const World* Surroundings() const { return nullptr; }
+
   // Mean of a camera's clipped linear signal, 0 to 1 (1: every pixel saturated), for an exposure of `exposure` =
-  // seconds x gain x Light. Rises with exposure, saturates per pixel.
+  // seconds x gain x Light, held as it is now. Rises with exposure, saturates per pixel.
   virtual double MeanSignal(int camera, double exposure) = 0;
 
   // The frame as the JPEG encoder would make it: 4:2:0, the exact size, `quality` 1 to 100. The same arguments give
@@ -56,6 +67,7 @@ class PictureSource {
 
  private:
   double light_ = 1;
+  Stance stance_;
 };
 
 // What receives the array's video stream.

@@ -18,7 +18,7 @@ constexpr size_t framesKept = 16;  // in all; about 4 MB each
 
 bool Same(const StoredFrame& a, const StoredFrame& b) {
   return a.camera == b.camera && a.bracket == b.bracket && a.shot == b.shot && a.seconds == b.seconds &&
-         a.gain == b.gain && a.mirror == b.mirror && a.flip == b.flip && a.light == b.light;
+         a.gain == b.gain && a.mirror == b.mirror && a.flip == b.flip && a.light == b.light && a.stance == b.stance;
 }
 
 class RenderedPictures final : public PictureSource {
@@ -35,7 +35,9 @@ class RenderedPictures final : public PictureSource {
     for (std::thread& thread : threads_) thread.join();
   }
 
-  double MeanSignal(int camera, double exposure) override { return maker_.MeanSignal(camera, exposure); }
+  const World* Surroundings() const override { return &maker_.Lit(); }
+
+  double MeanSignal(int camera, double exposure) override { return maker_.MeanSignal(camera, exposure, HeldAs()); }
 
   Jpeg Encode(const StoredFrame& frame, PictureSize size, int quality) override {
     std::unique_lock lock(mutex_);

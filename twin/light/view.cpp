@@ -12,17 +12,18 @@ namespace {
 static_assert(View::width == WidthOf(PictureSize::Half) && View::height == HeightOf(PictureSize::Half));
 
 // Light that reaches the point (u, v) of the full picture.
-Rgb LightAt(const World& world, const Lens& lens, float u, float v) {
-  const Rgb seen = world.Look(lens.DirectionAt(u, v));
+Rgb LightAt(const World& world, const Lens& lens, const Stance& stance, float u, float v) {
+  const Rgb seen = world.Look(stance.ToWorld(lens.DirectionAt(u, v)));
   const Rgb left = lens.RelativeLightAt(u, v);
   return {seen.r * left.r, seen.g * left.g, seen.b * left.b};
 }
 
 }  // namespace
 
-View::View(const World& world, const Lens& lens, float scale) : codes_(size_t{3} * width * height) {
+View::View(const World& world, const Lens& lens, const Stance& stance, float scale)
+    : codes_(size_t{3} * width * height) {
   const auto scaled = [&](float u, float v, float factor) {
-    const Rgb light = LightAt(world, lens, u, v);
+    const Rgb light = LightAt(world, lens, stance, u, v);
     return Rgb{light.r * factor, light.g * factor, light.b * factor};
   };
   for (int row = 0; row < height; row++) {
@@ -66,12 +67,12 @@ bool View::IsEdge(int row, int column) const {
          std::abs(above - here[0]) > limit;
 }
 
-std::vector<Rgb> SmallView(const World& world, const Lens& lens) {
+std::vector<Rgb> SmallView(const World& world, const Lens& lens, const Stance& stance) {
   constexpr int step = 48;  // 3264 x 2448 becomes 68 x 51
   std::vector<Rgb> lights;
   for (int v = step / 2; v < HeightOf(PictureSize::Full); v += step) {
     for (int u = step / 2; u < WidthOf(PictureSize::Full); u += step) {
-      lights.push_back(LightAt(world, lens, static_cast<float>(u), static_cast<float>(v)));
+      lights.push_back(LightAt(world, lens, stance, static_cast<float>(u), static_cast<float>(v)));
     }
   }
   return lights;

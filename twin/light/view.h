@@ -17,8 +17,9 @@ class View {
   static constexpr float codePerRoot = 4096;
 
   // Renders the upright view: every pixel once, and those at edges four times more. Takes some 0.1 s of host time.
+  //   stance how the camera is held
   //   scale  factor from the world's unit to that of tone.h
-  View(const World& world, const Lens& lens, float scale);
+  View(const World& world, const Lens& lens, const Stance& stance, float scale);
 
   // One colour (0 red, 1 green, 2 blue) of one row: `width` codes.
   const uint16_t* Row(int row, int colour) const { return &codes_[Offset(row, colour)]; }
@@ -34,6 +35,6 @@ class View {
 };
 
 // The same view in a few thousand pixels, by colour, in the world's unit; for measuring.
-std::vector<Rgb> SmallView(const World& world, const Lens& lens);
+std::vector<Rgb> SmallView(const World& world, const Lens& lens, const Stance& stance);
 
 }  // namespace twin

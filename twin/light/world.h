@@ -9,6 +9,18 @@ namespace twin {
 
 struct Vec3 {
   float x = 0, y = 0, z = 0;
+  bool operator==(const Vec3&) const = default;
+};
+
+// How the camera stands in the world: where its own three axes point. As it is built, unless said otherwise.
+struct Stance {
+  Vec3 right{1, 0, 0}, front{0, 1, 0}, up{0, 0, 1};
+  bool operator==(const Stance&) const = default;
+  // From the camera's axes to the world's.
+  Vec3 ToWorld(Vec3 dir) const {
+    return {right.x * dir.x + front.x * dir.y + up.x * dir.z, right.y * dir.x + front.y * dir.y + up.y * dir.z,
+            right.z * dir.x + front.z * dir.y + up.z * dir.z};
+  }
 };
 
 // Light by colour, linear, in any unit that is the same over the whole world.

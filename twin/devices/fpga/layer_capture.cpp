@@ -90,6 +90,7 @@ void LayerCapture::Store(int camera, int bracket, const Sensor::Exposure& taken)
   frame.mirror = taken.mirror;
   frame.flip = taken.flip;
   frame.light = parts_.pictures.Light();
+  frame.stance = parts_.pictures.HeldAs();
   frame.pairsExchanged = PairsExchanged(frame.camera);
   store_[static_cast<size_t>(camera * kBrackets + bracket)] = frame;
   LookIfSaved();
