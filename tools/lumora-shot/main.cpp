@@ -2,11 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "tools/photos/extract.h"
 #include "tools/lumora-shot/info.h"
 #include "tools/lumora-shot/sheet.h"
 #include "tools/lumora-shot/verify.h"
 #include "tools/panorama/command.h"
+#include "tools/panorama/hugin.h"
+#include "tools/photos/extract.h"
 
 namespace {
 
@@ -75,6 +76,22 @@ int Extract(const std::string& path, const std::string& directory, const shot::C
   return extracted.missing.empty() ? good : bad;
 }
 
+int Hugin(const std::string& path, const std::string& directory, const panorama::View& view) {
+  const shot::File file(path);
+  const panorama::HuginProjects projects = panorama::WriteHugin(file, directory, view);
+  for (const std::string& missing : projects.missing)
+    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), missing.c_str());
+  if (projects.pictures == 0) return bad;
+  std::printf("%zu pictures in %s\n", projects.pictures, directory.c_str());
+  if (projects.placed.empty())
+    std::fprintf(stderr, "lumora-shot: %s: no usable calibration: the places are to be found by features\n",
+                 path.c_str());
+  else
+    std::printf("every picture in its place: %s\n", projects.placed.c_str());
+  std::printf("to be placed by features:   %s\n", projects.unplaced.c_str());
+  return projects.missing.empty() && !projects.placed.empty() ? good : bad;
+}
+
 int Sheet(const std::string& path, const std::string& out) {
   const shot::File file(path);
   const shot::Rgb page = shot::DrawSheet(file);
@@ -119,6 +136,15 @@ int main(int argc, char** argv) {
   bool plain = false;
   extract->add_flag("--plain", plain, "Byte for byte as the shot has them, without EXIF");
 
+  CLI::App* hugin =
+      app.add_subcommand("hugin", "Writes the full pictures and projects of them for the panorama program Hugin");
+  panorama::View view;
+  bool noLevel = false;
+  hugin->add_option("FILE", path, "Shot file")->required();
+  hugin->add_option("DIR", target, "Where to; made if it is not there")->required();
+  hugin->add_flag("--no-level", noLevel, "In the camera's own axes, not upright by its tilt");
+  hugin->add_option("--yaw", view.yaw, "Degrees that the middle is turned to the right of north, or of the front");
+
   CLI::App* sheet = app.add_subcommand("sheet", "Draws all cameras and exposures of a shot on one page");
   sheet->add_option("FILE", path, "Shot file")->required();
   sheet->add_option("OUT.jpg", target, "The page to write")->required();
@@ -145,6 +171,7 @@ int main(int argc, char** argv) {
   try {
     if (*info) return Info(path, json);
     if (*extract) return Extract(path, target, choice, plain);
+    if (*hugin) return Hugin(path, target, {.level = !noLevel, .yaw = view.yaw});
     if (*sheet) return Sheet(path, target);
     if (*panorama) return panorama::Make(order);
     return VerifyAll(paths, all);

@@ -6,7 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "tools/lumora-shot/extract.h"
+#include "tools/photos/extract.h"
 #include "tools/panorama/output.h"
 #include "tools/panorama/stitch.h"
 

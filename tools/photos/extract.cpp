@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "tools/lumora-shot/calibration.h"
-#include "tools/photos/photo_tags.h"
 #include "tools/lumora-shot/pictures.h"
+#include "tools/photos/photo_tags.h"
 
 namespace shot {
 
@@ -56,7 +56,7 @@ Extracted Extract(const File& file, const std::string& directory, const Choice& 
     char name[64];
     std::snprintf(name, sizeof(name), "cam%02d_exp%d_%s", place.camera, place.exposure, NameOf(place.size));
     if (const Bytes jpeg = file.Jpeg(entry); !jpeg.empty())
-      write(name, described(jpeg, place));
+      write(name, described(jpeg, place)), extracted.places.push_back(place);
     else
       extracted.missing.push_back(name);
   }

@@ -23,7 +23,8 @@ struct CannotWrite : std::runtime_error {
 };
 
 struct Extracted {
-  std::vector<std::string> files;    // paths written
+  std::vector<std::string> files;    // paths written: the pictures, then thumbnail and logo
+  std::vector<Place> places;         // of the pictures
   std::vector<std::string> missing;  // what was asked for and is not in the file, in words
 };
 
