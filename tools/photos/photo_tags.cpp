@@ -70,6 +70,13 @@ Exiv2::ExifData CommonTags(const Record& record, int exposure) {
   exif["Exif.Image.Software"] = "lumora-shot";
   exif["Exif.Photo.ExifVersion"] = "48 50 51 49";  // "0231"
   exif["Exif.Photo.ColorSpace"] = static_cast<uint16_t>(1);
+  // What the standard asks of every JPEG.
+  exif["Exif.Image.XResolution"] = Exiv2::URational(72, 1);
+  exif["Exif.Image.YResolution"] = Exiv2::URational(72, 1);
+  exif["Exif.Image.ResolutionUnit"] = static_cast<uint16_t>(2);  // an inch
+  exif["Exif.Image.YCbCrPositioning"] = static_cast<uint16_t>(1);
+  exif["Exif.Photo.ComponentsConfiguration"] = "1 2 3 0";  // Y Cb Cr
+  exif["Exif.Photo.FlashpixVersion"] = "48 49 48 48";      // "0100"
   SetTime(exif, record);
   SetExposure(exif, record, record.Exposure(exposure));
   SetPosition(exif, record);
