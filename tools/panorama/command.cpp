@@ -6,9 +6,9 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "tools/photos/extract.h"
 #include "tools/panorama/output.h"
 #include "tools/panorama/stitch.h"
+#include "tools/photos/extract.h"
 
 namespace panorama {
 namespace {

@@ -10,9 +10,9 @@
 #include <cstring>
 #include <memory>
 
-#include "tools/lumora-shot/extract.h"
 #include "tools/lumora-shot/pictures.h"
 #include "tools/panorama/tone_map.h"
+#include "tools/photos/extract.h"
 
 namespace panorama {
 namespace {
