@@ -9,6 +9,7 @@
 #include "tools/panorama/output.h"
 #include "tools/panorama/stitch.h"
 #include "tools/photos/extract.h"
+#include "tools/photos/photo_tags.h"
 
 namespace panorama {
 namespace {
