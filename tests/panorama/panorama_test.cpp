@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <mutex>
 #include <numbers>
 
 #include "tests/support/file_bytes.h"
@@ -139,6 +139,140 @@ TEST(Panorama, IsTheWorldSetUpright) {
   const double decibels = Psnr(Shown(folder / "a.ori", {.width = 1024, .exposure = 1, .levels = true}), stand);
   EXPECT_GT(decibels, 43);
   RecordProperty("decibels", std::to_string(decibels));
+}
+
+// One shot of the twin's room, lamp, window and shade, for all that follows.
+class PanoramaOfTheRoom : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = new support::TestFolder;
+    support::MadeShot made;
+    made.vertexX = made.vertexY = made.compassValue = 0;
+    support::WriteRenderedShot(*folder_ / "room.ori", made, {0, 1, 2}, {}, 0.6);  // as the camera would expose it
+  }
+  static void TearDownTestSuite() { delete folder_; }
+  static std::string Path() { return *folder_ / "room.ori"; }
+
+  static support::TestFolder* folder_;
+};
+support::TestFolder* PanoramaOfTheRoom::folder_ = nullptr;
+
+TEST_F(PanoramaOfTheRoom, HoldsItsLight) {
+  constexpr int width = 512, times = 8;
+  const auto room = twin::MakeRoom(1);
+  const shot::File file(Path());
+  const panorama::Stitched stitched = panorama::Stitch(file, {.width = times * width});
+  std::vector<std::array<double, 3>> light(size_t{width} * width / 2);
+  stitched.canvas->Finish(0, times * width / 2, [&](int row, const panorama::Codes* codes) {
+    for (int x = 0; x < times * width; x++)
+      for (int i = 0; i < 3; i++)
+        light[static_cast<size_t>(row / times * width + x / times)][static_cast<size_t>(i)] +=
+            stitched.scale->RadianceOf(codes[x][i]) / (times * times);
+  });
+  std::vector<double> ratios;
+  EachPixel(width, [&](int x, int y) {
+    if (y > width / 2 * 160 / 180) return;  // the hole at the nadir
+    double expected[3] = {};
+    for (int i = 0; i < 36; i++) {
+      const Direction d = Towards(x + (i % 6 + 0.5) / 6, y + (i / 6 + 0.5) / 6, width);
+      const twin::Rgb seen =
+          room->Look({static_cast<float>(d.right), static_cast<float>(d.front), static_cast<float>(d.up)});
+      expected[0] += seen.r / 36, expected[1] += seen.g / 36, expected[2] += seen.b / 36;
+    }
+    for (size_t i = 0; i < 3; i++)
+      if (expected[i] > 0) ratios.push_back(light[static_cast<size_t>(y * width + x)][i] / expected[i]);
+  });
+  std::sort(ratios.begin(), ratios.end());
+  const double middle = ratios[ratios.size() / 2];
+  std::vector<double> errors;
+  for (const double ratio : ratios) errors.push_back(std::abs(ratio / middle - 1));
+  std::sort(errors.begin(), errors.end());
+  EXPECT_LT(errors[errors.size() / 2], 0.01);
+  EXPECT_LT(errors[errors.size() * 95 / 100], 0.06);
+}
+
+// By cells of 16 x 8: how much a pixel differs from the mean of those around it; the median, so that it tells of
+// drawing and not of the few edges between light and shade.
+std::array<double, 128> LocalContrast(const shot::Rgb& picture) {
+  std::array<std::vector<double>, 128> cells;
+  const auto luma = [&](int x, int y) {
+    const uint8_t* pixel =
+        &picture.pixels[static_cast<size_t>((y * picture.width + (x + picture.width) % picture.width) * 3)];
+    return 0.3 * pixel[0] + 0.59 * pixel[1] + 0.11 * pixel[2];
+  };
+  constexpr int reach = 4;
+  for (int y = reach; y < picture.height - reach; y++)
+    for (int x = 0; x < picture.width; x++) {
+      double mean = 0;
+      for (int j = -reach; j <= reach; j += 2)
+        for (int i = -reach; i <= reach; i += 2) mean += luma(x + i, y + j) / 25;
+      cells[static_cast<size_t>(y * 8 / picture.height * 16 + x * 16 / picture.width)].push_back(
+          std::abs(luma(x, y) - mean));
+    }
+  std::array<double, 128> contrast{};
+  for (size_t i = 0; i < cells.size(); i++) {
+    std::nth_element(cells[i].begin(), cells[i].begin() + static_cast<ptrdiff_t>(cells[i].size() / 2), cells[i].end());
+    contrast[i] = cells[i][cells[i].size() / 2];
+  }
+  return contrast;
+}
+
+TEST_F(PanoramaOfTheRoom, KeepsTheDrawingOfTheBestExposureEverywhere) {
+  constexpr int width = 1024;
+  const auto fused = LocalContrast(Shown(Path(), {.width = width}));
+  std::array<double, 128> best{};
+  for (int exposure = 0; exposure < 3; exposure++) {
+    const auto single = LocalContrast(Shown(Path(), {.width = width, .exposure = exposure, .levels = true}));
+    for (size_t i = 0; i < best.size(); i++) best[i] = std::max(best[i], single[i]);
+  }
+  int poor = 0;  // beside lamp and windows, where the best exposure shows hardly more than the edge against white
+  for (size_t i = 0; i < 7 * 16; i++) {  // the last row of cells is the hole at the nadir
+    EXPECT_GT(fused[i], 0.6 * best[i]) << "cell " << i % 16 << ", " << i / 16;
+    poor += fused[i] < 0.8 * best[i];
+  }
+  EXPECT_LE(poor, 22);
+}
+
+// Before anything is blended: half the difference of two pictures, in levels. A wrong sign or no vignetting doubles it.
+TEST_F(PanoramaOfTheRoom, PicturesAgreeWhereTheyOverlap) {
+  const shot::File file(Path());
+  const auto confs = shot::ReadCameras(file);
+  const auto vignets = shot::ReadVignetting(file);
+  const panorama::Grid grid(1024);
+  struct Seen {
+    int count = 0;
+    double sum = 0, square = 0;
+  };
+  std::vector<Seen> seen(size_t{1024} * 512);
+  for (int k = 0; k < 25; k++) {
+    const auto at = static_cast<size_t>(k);
+    const auto camera = panorama::Camera::Of(confs[at]).value();
+    const panorama::Warp warp(camera, panorama::BodyFromPanorama(file.Get().record, {}), grid);
+    const auto vignetting = panorama::Vignetting::Of(vignets[at], {1, 1, 1}).value();
+    const panorama::Picture picture(file.Jpeg(shot::Place{shot::PictureSize::Full, k, 1}), 1);
+    panorama::Points points(1024);
+    std::vector<panorama::Floats> levels(1024);
+    for (int y = 0; y < 512; y++) {
+      warp.Run(y, 0, 1024, &points);
+      picture.Sample(points.x.data(), points.y.data(), 1024, levels.data());
+      for (size_t x = 0; x < 1024; x++) {
+        if (warp.DistanceFromBorder(grid.At(static_cast<double>(x) + 0.5, y + 0.5)) < 2) continue;
+        const double level = panorama::Levelled(levels[x], vignetting.At(points.distance[x]))[1];
+        if (level > 250) continue;
+        Seen& pixel = seen[static_cast<size_t>(y) * 1024 + x];
+        pixel.count++, pixel.sum += level, pixel.square += level * level;
+      }
+    }
+  }
+  std::vector<double> deviations;
+  for (const Seen& pixel : seen)
+    if (pixel.count > 1)
+      deviations.push_back(std::sqrt(std::max(pixel.square / pixel.count - std::pow(pixel.sum / pixel.count, 2), 0.0)));
+  ASSERT_GT(deviations.size(), seen.size() / 2);
+  std::nth_element(deviations.begin(), deviations.begin() + static_cast<ptrdiff_t>(deviations.size() / 2),
+                   deviations.end());
+  EXPECT_LT(deviations[deviations.size() / 2], 1.0);
+  RecordProperty("median", std::to_string(deviations[deviations.size() / 2]));
 }
 
 }  // namespace

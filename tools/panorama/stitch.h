@@ -18,9 +18,9 @@ namespace panorama {
 constexpr int narrowest = 256;
 
 struct Request {
-  int width = 8192;             // a multiple of widthStep, from `narrowest` to WidestOf
-  std::optional<int> exposure;  // this one alone; else the whole bracket
-  bool levels = false;          // of the one exposure, as its pictures have them; else radiance
+  int width = 8192;                  // a multiple of widthStep, from `narrowest` to WidestOf
+  std::optional<int> exposure = {};  // this one alone; else the whole bracket
+  bool levels = false;               // of the one exposure, as its pictures have them; else radiance
   View view = {};
   // Told after every camera; from any thread, one call at a time.
   std::function<void(int done, int all)> progress = [](int, int) {};

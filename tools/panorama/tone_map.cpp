@@ -10,8 +10,10 @@ namespace {
 
 constexpr float stop = RadianceScale::codesPerStop;
 constexpr float texture = 0.45f * stop;  // differences up to about this are detail, larger ones divide the scene
-// The range that the large parts may take, in stops below the middle exposure's white.
-constexpr float brightest = -1.1f * stop, darkest = -5.5f * stop;
+// Where the large parts come to lie, in stops below white: half of the sphere on either side of middleGray.
+constexpr float brightest = -0.9f * stop, middleGray = -2.0f * stop, darkest = -4.6f * stop;
+constexpr float mostLift = 2 * stop;  // of the middle against the middle exposure; what is darker was night
+constexpr float detailGain = 1.45f;   // the scene's range is smaller than it was; this keeps it crisp
 
 // How light a pixel is to the eye, in codes.
 int Lightness(Codes codes) { return (2 * codes[0] + 5 * codes[1] + codes[2]) >> 3; }
@@ -54,9 +56,21 @@ Layer<float> Each(int width, int height, const Make& make) {
   return layer;
 }
 
-// White is reached slowly: what is above half of it is bent.
-double Bent(double signal) {
-  constexpr double straight = 0.5;
+// One side of the middle: distances from it as they are shown. Near the middle nothing changes; `found` comes to
+// `wanted`, if that is less, and what is beyond is squeezed more and more.
+class Side {
+ public:
+  Side(float found, float wanted)
+      : squeeze_(wanted < found ? (found - std::max(wanted, stop / 4)) / (found * std::max(wanted, stop / 4)) : 0) {}
+  float Bent(float distance) const { return distance / (1 + distance * squeeze_); }
+
+ private:
+  float squeeze_;
+};
+
+// White is reached slowly: what is near it is bent.
+double Soft(double signal) {
+  constexpr double straight = 0.7;
   return signal < straight ? signal : 1 - (1 - straight) * std::exp(-(signal - straight) / (1 - straight));
 }
 
@@ -67,7 +81,7 @@ ToneMap::ToneMap(const Layer<Codes>& small, int width, const RadianceScale& scal
   ChooseCurve(small, scale.CodeOf(Splat(static_cast<float>(middle)))[0]);
   for (int code = lowestShifted_; code <= 2 * highestCode; code++)
     levels_.push_back(
-        static_cast<uint8_t>(std::lround(255 * Display(Bent(std::max(scale.RadianceAt(code), 0.0) / middle)))));
+        static_cast<uint8_t>(std::lround(255 * Display(Soft(std::max(scale.RadianceAt(code), 0.0) / middle)))));
 }
 
 void ToneMap::Smooth(const Layer<Codes>& small) {
@@ -102,14 +116,14 @@ void ToneMap::ChooseCurve(const Layer<Codes>& small, int full) {
     return static_cast<float>(code);
   };
   const float low = part(0.02), middle = part(0.5), high = part(0.985);
-  // The middle stays unless it lies outside what can be shown; the sides are bent towards it as far as they must.
-  const float shownMiddle = std::clamp(middle, static_cast<float>(full) + darkest + stop, full + brightest - stop);
-  const auto bend = [](float wanted, float found) { return std::clamp(wanted / std::max(found, 1.0f), 0.25f, 1.0f); };
-  const float up = bend(full + brightest - shownMiddle, high - middle);
-  const float down = bend(shownMiddle - (full + darkest), middle - low);
+  const auto white = static_cast<float>(full);
+  const float shownMiddle = std::clamp(white + middleGray, middle - mostLift, middle + mostLift);
+  const Side up(high - middle, white + brightest - shownMiddle);
+  const Side down(middle - low, shownMiddle - (white + darkest));
   for (int code = 0; code <= highestCode; code++) {
     const float from = static_cast<float>(code) - middle;
-    shift_.push_back(static_cast<int16_t>(std::lround(shownMiddle - middle + from * ((from > 0 ? up : down) - 1))));
+    const float shown = shownMiddle + (from > 0 ? up.Bent(from) : -down.Bent(-from));
+    shift_.push_back(static_cast<int16_t>(std::lround(shown - static_cast<float>(code))));
   }
 }
 
@@ -136,7 +150,9 @@ void ToneMap::Show(int row, const Codes* codes, Shade* out) const {
       const Codes pixel = Shown(codes[column]);
       const auto large = static_cast<int>((slope + slopeStep * way) * static_cast<float>(Lightness(pixel)) + offset +
                                           offsetStep * way);
-      const int shift = shift_[static_cast<size_t>(std::clamp(large, 0, highestCode))] - lowestShifted_;
+      const int detail = Lightness(pixel) - large;
+      const int shift = shift_[static_cast<size_t>(std::clamp(large, 0, highestCode))] +
+                        static_cast<int>(static_cast<float>(detail) * (detailGain - 1)) - lowestShifted_;
       for (size_t colour = 0; colour < 3; colour++)
         out[column][colour] =
             levels_[static_cast<size_t>(std::clamp(pixel[colour] + shift, 0, static_cast<int>(levels_.size()) - 1))];
