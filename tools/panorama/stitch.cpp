@@ -85,15 +85,19 @@ class Work {
     for (int exposure = 0; exposure < shot_.exposures; exposure++)
       if (request_.exposure.value_or(exposure) == exposure) exposures_.push_back(exposure);
     usable_.assign(eyes_.size(), 0);
-    for (size_t k = 0; k < eyes_.size(); k++)
+    for (size_t k = 0; k < eyes_.size(); k++) {
+      if (!eyes_[k]) continue;
+      std::vector<std::string> absent;
       for (size_t i = 0; i < exposures_.size(); i++) {
         const shot::Place place{shot::PictureSize::Full, static_cast<int>(k), exposures_[i]};
-        if (!eyes_[k]) continue;
         if (shot_.entries[static_cast<size_t>(shot_.NumberOf(place))].Filled())
           usable_[k] |= 1u << i;
         else
-          missing_.push_back(NameOf(place.camera, place.exposure));
+          absent.push_back(NameOf(place.camera, place.exposure));
       }
+      if (usable_[k] == 0) absent = {"every full picture of camera " + std::to_string(k)};
+      missing_.insert(missing_.end(), absent.begin(), absent.end());
+    }
   }
 
   Stitched Attempt() {

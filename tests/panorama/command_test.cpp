@@ -1,0 +1,127 @@
+// `lumora-shot panorama` as a person calls it, with shots that are not whole.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include "tests/support/file_bytes.h"
+#include "tests/support/rendered_shot.h"
+#include "tools/lumora-shot/pictures.h"
+
+namespace {
+
+using support::Bytes;
+using support::MadeShot;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+struct Outcome {
+  int result;
+  std::string text;
+};
+
+class PanoramaCommand : public testing::Test {
+ protected:
+  // Makes `folder_/OUT` of a shot, at a width that is quickly done.
+  Outcome Call(const MadeShot& shot, const std::string& options = "", const std::string& out = "out.jpg") const {
+    PutBytes(folder_ / "made.ori", shot.Make());
+    return Run("'" + (folder_ / "made.ori") + "' '" + (folder_ / out) + "' " +
+               (options.find("--width") == std::string::npos ? "--width 256 " : "") + options);
+  }
+  static Outcome Run(const std::string& arguments) {
+    FILE* pipe = popen((LUMORA_BINARY_DIR "/bin/lumora-shot panorama " + arguments + " 2>&1").c_str(), "r");
+    Outcome outcome{-1, {}};
+    char block[4096];
+    for (size_t n; (n = fread(block, 1, sizeof(block), pipe)) > 0;) outcome.text.append(block, n);
+    const int status = pclose(pipe);
+    if (WIFEXITED(status)) outcome.result = WEXITSTATUS(status);
+    return outcome;
+  }
+  shot::Rgb Picture() const { return shot::DecodeRgb(FileBytes(folder_ / "out.jpg")); }
+  support::TestFolder folder_;
+};
+
+// A shot of these pictures alone; the half ones, which no panorama is made of, are left out.
+MadeShot Without(const std::function<Bytes(int camera, int exposure, Bytes jpeg)>& change) {
+  MadeShot shot = support::CalibratedShot();
+  shot.vertexX = shot.vertexY = shot.compassValue = 0;
+  shot.jpeg = [change](const std::string& size, int camera, int exposure) {
+    if (size != "full") return Bytes{};
+    return change(camera, exposure, support::TwoToneJpeg(3264, 2448, 80));
+  };
+  return shot;
+}
+
+TEST_F(PanoramaCommand, FillsWhatIsMissingFromAroundAndTellsIt) {
+  const MadeShot whole = Without([](int, int, const Bytes& jpeg) { return jpeg; });
+  EXPECT_EQ(Call(whole, "--exposure 1").result, 0);
+
+  // The seventh camera of the horizon and the one at the zenith, of which nobody else sees the middle.
+  const auto gone = [](int camera) { return camera == 0 || camera == 14; };
+  const Outcome without =
+      Call(Without([&](int camera, int, const Bytes& jpeg) { return gone(camera) ? Bytes{} : jpeg; }), "--exposure 1");
+  EXPECT_EQ(without.result, 1);
+  EXPECT_THAT(without.text,
+              AllOf(HasSubstr("every full picture of camera 0 is missing\n"),
+                    HasSubstr("every full picture of camera 14 is missing\n"), Not(HasSubstr("camera 13"))));
+  const shot::Rgb filled = Picture();
+  ASSERT_EQ(filled.width, 256);
+  EXPECT_GT(*std::min_element(filled.pixels.begin(), filled.pixels.end()), 20) << "a hole is left";
+
+  // Cut short in the middle of their data they are no more than if they were not there.
+  const Bytes expected = FileBytes(folder_ / "out.jpg");
+  const Outcome cut = Call(Without([&](int camera, int, Bytes jpeg) {
+                             if (gone(camera)) jpeg.resize(jpeg.size() / 2);
+                             return jpeg;
+                           }),
+                           "--exposure 1");
+  EXPECT_EQ(cut.result, 1);
+  EXPECT_THAT(cut.text,
+              HasSubstr("the full picture of camera 14, exposure 1 (Premature end of JPEG file) is missing\n"));
+  EXPECT_EQ(FileBytes(folder_ / "out.jpg"), expected);
+}
+
+TEST_F(PanoramaCommand, MakesLightOfTheExposuresThatAreThere) {
+  const MadeShot shot = Without([](int camera, int exposure, const Bytes& jpeg) {
+    return camera == 12 && exposure == 0 ? Bytes{0xFF, 0xD8, 0xFF, 0xD9} : jpeg;
+  });
+  const Outcome light = Call(shot, "", "out.exr");
+  EXPECT_EQ(light.result, 1);
+  EXPECT_THAT(light.text, HasSubstr("the full picture of camera 12, exposure 0 ("));
+  const Bytes exr = FileBytes(folder_ / "out.exr");
+  EXPECT_EQ(Bytes(exr.begin(), exr.begin() + 4), (Bytes{0x76, 0x2F, 0x31, 0x01}));
+
+  const Outcome cropped = Call(shot, "--crop");
+  EXPECT_EQ(cropped.result, 1);
+  const int height = Picture().height;
+  EXPECT_TRUE(height > 108 && height < 120) << height;  // the stand-in cameras see down to -70 degrees all round
+}
+
+TEST_F(PanoramaCommand, RefusesWhatNoPanoramaCanBeMadeOf) {
+  const MadeShot whole = Without([](int, int, const Bytes& jpeg) { return jpeg; });
+  MadeShot nonsense = whole;
+  nonsense.cameraTable = {};
+  MadeShot second = whole;
+  second.deviceId = 10;
+  second.cameraTable.resize(3 * 32);
+  second.vignettingTable.resize(3 * 3080);
+  const std::vector<std::tuple<const char*, MadeShot, std::string, std::string, int, std::string>> cases = {
+      {"calibration", nonsense, "", "out.jpg", 1, "no panorama: the file's calibration makes no sense"},
+      {"second form", second, "", "out.jpg", 1, "no panorama: the file calibrates 3 of its 36 cameras"},
+      {"no picture", Without([](int, int, const Bytes&) { return Bytes{}; }), "", "out.jpg", 1,
+       "no picture that can be used"},
+      {"exposure", whole, "--exposure 3", "out.jpg", 2, "this shot has exposures 0 to 2"},
+      {"width", whole, "--width 100", "out.jpg", 2, "must be a multiple of 128 from 256 to 13"},
+      {"form", whole, "", "out.png", 2, "a panorama is a .jpg, or an .exr"},
+      {"place", whole, "--exposure 0", "none/out.jpg", 2, "cannot create"},
+      {"place of light", whole, "", "none/out.exr", 2, "none/out.exr"},
+  };
+  for (const auto& [name, shot, options, out, result, text] : cases) {
+    const Outcome outcome = Call(shot, options, out);
+    EXPECT_EQ(outcome.result, result) << name;
+    EXPECT_THAT(outcome.text, HasSubstr(text)) << name;
+    EXPECT_FALSE(std::filesystem::exists(folder_ / out)) << name;
+  }
+  EXPECT_EQ(Run("'" + (folder_ / "none.ori") + "' '" + (folder_ / "out.jpg") + "'").result, 2);
+}
+
+}  // namespace
