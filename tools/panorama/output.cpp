@@ -4,30 +4,31 @@
 #include <ImfEnvmap.h>
 #include <ImfRgbaFile.h>
 #include <ImfStandardAttributes.h>
-#include <turbojpeg.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
 
-#include "tools/lumora-shot/pictures.h"
+// After cstdio: the library's header uses FILE.
+#include <jpeglib.h>
+
 #include "tools/panorama/tone_map.h"
 #include "tools/photos/extract.h"
 
 namespace panorama {
 namespace {
 
-constexpr int rowsAtOnce = 64;
+constexpr int rowsAtOnce = 256;
 
 using Bytes4 = uint8_t __attribute__((vector_size(4)));
 
-// Finishes the rows, in any order and on all processors; `show` gets the number of the row within `rows`.
+// Finishes rows on all processors; `show` gets the number of each in the panorama.
 void Finished(const Stitched& stitched, Rows rows, const std::function<void(int row, const Codes* codes)>& show) {
-  const int parts = (rows.end - rows.begin + rowsAtOnce - 1) / rowsAtOnce;
-  InParallel(parts, [&](int part) {
-    const int begin = rows.begin + part * rowsAtOnce;
-    stitched.canvas->Finish(begin, std::min(begin + rowsAtOnce, rows.end),
-                            [&](int row, const Codes* codes) { show(row - rows.begin, codes); });
+  constexpr int together = 32;
+  InParallel((rows.end - rows.begin + together - 1) / together, [&](int part) {
+    const int begin = rows.begin + part * together;
+    stitched.canvas->Finish(begin, std::min(begin + together, rows.end), show);
   });
 }
 
@@ -38,37 +39,66 @@ const Layer<Codes>& SmallOf(const Canvas& canvas) {
   return canvas.Small(level);
 }
 
-Layer<Shade> Shades(const Stitched& stitched, Rows rows) {
-  const Canvas& canvas = *stitched.canvas;
-  Layer<Shade> picture(canvas.Width(), rows.end - rows.begin);
-  std::optional<ToneMap> toneMap;
-  if (stitched.scale) toneMap.emplace(SmallOf(canvas), canvas.Width(), *stitched.scale, stitched.middle);
-  Finished(stitched, rows, [&](int row, const Codes* codes) {
-    Shade* out = picture.Row(row);
-    if (toneMap) return toneMap->Show(row + rows.begin, codes, out);
-    for (int x = 0; x < picture.Width(); x++) {
-      const Codes levels = Shown(codes[x] + codesPerLevel / 2) / codesPerLevel;
-      const auto bytes = __builtin_convertvector(levels, Bytes4);
-      std::memcpy(out + x, &bytes, sizeof bytes);
-    }
-  });
-  return picture;
-}
+// Writes a JPEG as its rows come.
+class JpegWriter {
+ public:
+  JpegWriter(int width, int height, int quality) {
+    encoder_.err = jpeg_std_error(&errors_);  // prints and exits: only a lack of memory can get there
+    jpeg_create_compress(&encoder_);
+    jpeg_mem_dest(&encoder_, &bytes_, &size_);
+    encoder_.image_width = static_cast<JDIMENSION>(width);
+    encoder_.image_height = static_cast<JDIMENSION>(height);
+    encoder_.input_components = sizeof(Shade);
+    encoder_.in_color_space = JCS_EXT_RGBX;
+    jpeg_set_defaults(&encoder_);
+    jpeg_set_quality(&encoder_, quality, TRUE);
+    jpeg_start_compress(&encoder_, TRUE);
+  }
+  ~JpegWriter() {
+    jpeg_destroy_compress(&encoder_);
+    std::free(bytes_);
+  }
+  JpegWriter(const JpegWriter&) = delete;
+  JpegWriter& operator=(const JpegWriter&) = delete;
+
+  void Add(Shade* row) {
+    JSAMPROW rows[] = {row->data()};
+    jpeg_write_scanlines(&encoder_, rows, 1);
+  }
+  shot::Bytes Finish() {
+    jpeg_finish_compress(&encoder_);
+    return {bytes_, bytes_ + size_};
+  }
+
+ private:
+  jpeg_compress_struct encoder_{};
+  jpeg_error_mgr errors_{};
+  unsigned char* bytes_ = nullptr;
+  unsigned long size_ = 0;
+};
 
 }  // namespace
 
 shot::Bytes ToJpeg(const Stitched& stitched, Rows rows, int quality) {
-  const Layer<Shade> picture = Shades(stitched, rows);
-  const std::unique_ptr<void, int (*)(tjhandle)> encoder(tjInitCompress(), tjDestroy);
-  if (!encoder) throw shot::BadJpeg("no encoder");
-  unsigned char* bytes = nullptr;
-  unsigned long size = 0;
-  const auto pitch = static_cast<int>(sizeof(Shade)) * picture.Width();
-  const int result = tjCompress2(encoder.get(), picture.Row(0)->data(), picture.Width(), pitch, picture.Height(),
-                                 TJPF_RGBX, &bytes, &size, TJSAMP_420, quality, 0);
-  const std::unique_ptr<unsigned char, void (*)(unsigned char*)> owner(bytes, tjFree);
-  if (result != 0) throw shot::BadJpeg(tjGetErrorStr2(encoder.get()));
-  return {bytes, bytes + size};
+  const Canvas& canvas = *stitched.canvas;
+  std::optional<ToneMap> toneMap;
+  if (stitched.scale) toneMap.emplace(SmallOf(canvas), canvas.Width(), *stitched.scale, stitched.middle);
+  JpegWriter writer(canvas.Width(), rows.end - rows.begin, quality);
+  Layer<Shade> strip(canvas.Width(), rowsAtOnce);
+  for (int begin = rows.begin; begin < rows.end; begin += rowsAtOnce) {
+    const int end = std::min(begin + rowsAtOnce, rows.end);
+    Finished(stitched, {begin, end}, [&](int row, const Codes* codes) {
+      Shade* out = strip.Row(row - begin);
+      if (toneMap) return toneMap->Show(row, codes, out);
+      for (int x = 0; x < strip.Width(); x++) {
+        const Codes levels = Shown(codes[x] + codesPerLevel / 2) / codesPerLevel;
+        const auto bytes = __builtin_convertvector(levels, Bytes4);
+        std::memcpy(out + x, &bytes, sizeof bytes);
+      }
+    });
+    for (int row = begin; row < end; row++) writer.Add(strip.Row(row - begin));
+  }
+  return writer.Finish();
 }
 
 void WriteExr(const Stitched& stitched, Rows rows, const std::string& path) {
@@ -79,10 +109,10 @@ void WriteExr(const Stitched& stitched, Rows rows, const std::string& path) {
     Imf::addEnvmap(header, Imf::ENVMAP_LATLONG);
     Imf::addComments(header, "light 1 fills the camera's sensor in one second at ISO 100");
     Imf::RgbaOutputFile file(path.c_str(), header, Imf::WRITE_RGB);
-    Layer<Imf::Rgba> strip(width, std::min(rowsAtOnce, height));
+    Layer<Imf::Rgba> strip(width, rowsAtOnce);
     for (int begin = 0; begin < height; begin += rowsAtOnce) {
       const int end = std::min(begin + rowsAtOnce, height);
-      stitched.canvas->Finish(rows.begin + begin, rows.begin + end, [&](int row, const Codes* codes) {
+      Finished(stitched, {rows.begin + begin, rows.begin + end}, [&](int row, const Codes* codes) {
         Imf::Rgba* out = strip.Row(row - rows.begin - begin);
         for (int x = 0; x < width; x++)
           out[x] = Imf::Rgba(stitched.scale->RadianceOf(codes[x][0]), stitched.scale->RadianceOf(codes[x][1]),

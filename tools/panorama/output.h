@@ -9,7 +9,6 @@
 namespace panorama {
 
 // A JPEG (4:2:0) of the rows `rows`. A panorama of levels is shown as it is, one of radiance through tone_map.h.
-// Throws shot::BadJpeg if the encoder refuses.
 shot::Bytes ToJpeg(const Stitched& stitched, Rows rows, int quality);
 
 // OpenEXR is what keeps the light of a whole bracket without loss for the eye and is read by all that work with such

@@ -219,7 +219,8 @@ void InParallel(int count, const std::function<void(int)>& work) {
         next = count;
       }
   };
-  const int hands = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, std::min(count, 4));
+  const int hands =
+      std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, std::max(std::min(count, 3), 1));
   std::vector<std::thread> threads;
   for (int i = 1; i < hands; i++) threads.emplace_back(run);
   run();

@@ -52,7 +52,8 @@ struct Rows {
 };
 Rows SeenAllRound(const Stitched& stitched);
 
-// Calls `work` with 0 to `count` - 1, on all of the machine's processors up to four. What it throws is thrown here.
+// Calls `work` with 0 to `count` - 1, on the machine's processors, but for the sake of memory on three at most. What it
+// throws is thrown here.
 void InParallel(int count, const std::function<void(int)>& work);
 
 }  // namespace panorama
