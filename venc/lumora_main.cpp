@@ -132,7 +132,9 @@ int main() {
     LumoLog("pthread_create 1 error\n");
     return -2;
   }
-  signal(SIGPIPE, SIG_IGN);
+  struct sigaction ignored = {};
+  ignored.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &ignored, nullptr);
   if ((ctrlSigs.usbMode & kUsbSerial) != 0 && !StartThread(LumoSerialMain, &ctrlSigs)) {
     LumoLog("pthread_create 2 error\n");
     return -3;

@@ -214,6 +214,17 @@ sighandler_t twin_signal(int number, sighandler_t handler) {
   return Board::Current().SetSignalHandler(number, handler);
 }
 
+// Setting alone; mask and flags are not judged.
+int twin_sigaction(int number, const struct sigaction* action, struct sigaction* before) {
+  if (action == nullptr || before != nullptr) {
+    Board::Current().Complain("sigaction that asks what was set");
+    errno = EINVAL;
+    return -1;
+  }
+  twin_signal(number, action->sa_handler);
+  return 0;
+}
+
 // --- heap ---
 
 void* twin_malloc(size_t size) { return Board::Current().heap.Allocate(size, false); }

@@ -54,6 +54,8 @@ FpgaArray::FpgaArray(Kernel& kernel, Faults& faults, PictureSource& pictures, Gp
   });
   suspend_.OnChange([this](bool high) {
     if (!high) awakeAt_ = kernel_.Now() + kSuspendWake;
+    if (high && running_ && std::ranges::any_of(layers_, &Layer::SensorsRun))
+      Complain("SUSPEND stops the clock of sensors that are out of their reset");
     LookAtFabric();
   });
   reset_.OnChange([this](bool high) { ResetChanges(high); });

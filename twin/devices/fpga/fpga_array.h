@@ -9,7 +9,8 @@
 // The fabric runs when it is powered, configured, not suspended, clocked with 0x14, and has had a reset pulse since.
 // Whenever it stops, commands, captures and stored frames are forgotten and the sensors fall into reset. Only a low
 // PROGRAM_B or the loss of power ends the configuration. A reset pulse that is too short starts nothing, frames to a
-// fabric that is just starting are lost, and so is a PROGRAM_B under suspend: each is complained about.
+// fabric that is just starting are lost, and so is a PROGRAM_B under suspend: each is complained about, as is a suspend
+// that takes the clock from sensors which are out of their reset.
 //
 // Modelled: configuration (configuration.h), the bus (spi_bus.h), commands, registers and FIFOs (layer.h,
 // camera_group.h), scene measurement and exposure sets (scene_meter.h), sensors (sensor.h), captures and stores

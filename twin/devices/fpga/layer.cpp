@@ -59,6 +59,7 @@ void Layer::Queue(const CameraCommand& command) {
 }
 
 void Layer::SetSensorReset(bool held) {
+  sensorsRun_ = !held;
   for (Sensor& sensor : sensors_) sensor.SetReset(held);
 }
 

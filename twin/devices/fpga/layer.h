@@ -29,6 +29,7 @@ class Layer {
   Sensor& At(int camera) { return sensors_[static_cast<size_t>(camera)]; }
   const LayerCapture& Capture() const { return capture_; }
   size_t CommandsWaiting() const;
+  bool SensorsRun() const { return sensorsRun_; }  // they are out of their reset
 
  private:
   friend struct LayerRegisters;
@@ -48,6 +49,7 @@ class Layer {
   LayerCapture capture_;
   std::deque<Sensor> sensors_;
   std::deque<CameraGroup> groups_;
+  bool sensorsRun_ = false;
   bool fifoReset_ = false;
   bool mainDelayRuns_ = false;
   Kernel::EventId mainDelay_ = 0;
