@@ -82,6 +82,11 @@ TEST(PanoramaGeometry, StandsUprightByTheTiltAndTurnsToNorthByTheCompass) {
   ExpectNear(Times(panorama::BodyFromPanorama(record, {}), {0, 1, 0}), {-1, 0, 0});
   ExpectNear(Times(panorama::BodyFromPanorama(record, {.yaw = 180}), {0, 1, 0}), {1, 0, 0});
   EXPECT_DOUBLE_EQ(panorama::HeadingOf(record, {.yaw = -90}).value(), 270);
+
+  record.compassValue = record.vertexX = record.vertexY = INT32_MIN;  // no angle, but a number all the same
+  EXPECT_NEAR(std::hypot(panorama::BodyFromPanorama(record, {})[0][0], panorama::BodyFromPanorama(record, {})[1][0],
+                         panorama::BodyFromPanorama(record, {})[2][0]),
+              1, 1e-9);
 }
 
 TEST(PanoramaGeometry, RefusesRowsThatAreNoCalibration) {

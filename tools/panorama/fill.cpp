@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <vector>
 
 namespace panorama {
@@ -40,6 +41,42 @@ Floats Completed(Part part, Floats around) {
   return whole;
 }
 
+// Rows from `first` to the pole, `step` apart, of which nothing was seen: each becomes what the row before `first` runs
+// into when it is stretched over the cap like a skin (Poisson's integral; the tangent of half the distance from the
+// pole makes a plane of the sphere that keeps angles). Else the pole would be a star.
+void StretchOverPole(Layer<Part>* layer, int first, int step) {
+  const int width = layer->Width(), height = layer->Height(), rim = first - step;
+  const auto radius = [&](int y) {
+    const double fromPole = (step > 0 ? height - 0.5 - y : y + 0.5) / height * std::numbers::pi;
+    return std::tan(fromPole / 2);
+  };
+  for (int y = first; y >= 0 && y < height; y += step) {
+    const double inner = radius(y) / radius(rim);
+    std::vector<float> weights(static_cast<size_t>(width));
+    double sum = 0;
+    for (int x = 0; x < width; x++)
+      sum += weights[static_cast<size_t>(x)] = static_cast<float>(
+          (1 - inner * inner) / (1 - 2 * inner * std::cos(2 * std::numbers::pi * x / width) + inner * inner));
+    for (int x = 0; x < width; x++) {
+      Part value = Splat(0);
+      for (int i = 0; i < width; i++) value += layer->Row(rim)[(x + i) % width] * weights[static_cast<size_t>(i)];
+      layer->Row(y)[x] = value / static_cast<float>(sum);
+    }
+  }
+}
+
+void StretchOverPoles(Layer<Part>* layer, const Layer<int16_t>& shares) {
+  const auto unseen = [&](int y) {
+    return std::all_of(shares.Row(y), shares.Row(y) + shares.Width(), [](int16_t share) { return share == 0; });
+  };
+  int top = 0, bottom = layer->Height();
+  while (top < bottom && unseen(top)) top++;
+  while (bottom > top && unseen(bottom - 1)) bottom--;
+  if (top == bottom) return;
+  if (top > 0) StretchOverPole(layer, top - 1, -1);
+  if (bottom < layer->Height()) StretchOverPole(layer, bottom, 1);
+}
+
 }  // namespace
 
 void FillHoles(Layer<Codes>* light, const Layer<int16_t>& shares, int full) {
@@ -62,6 +99,7 @@ void FillHoles(Layer<Codes>* light, const Layer<int16_t>& shares, int full) {
         if (part[3] > 0) part *= std::min((i == 0 ? 32 : 4) * part[3], 1.0f) / part[3];
         layers[i].Row(y)[x] = Completed(part, Between(layers[i + 1], x, y));
       }
+  StretchOverPoles(&layers[0], shares);
   for (int y = 0; y < light->Height(); y++)
     for (int x = 0; x < light->Width(); x++)
       light->Row(y)[x] = __builtin_convertvector(layers[0].Row(y)[x] + 0.5f, Codes);

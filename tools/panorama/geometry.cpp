@@ -80,7 +80,7 @@ std::optional<double> HeadingOf(const shot::Record& record, const View& view) {
 Matrix BodyFromPanorama(const shot::Record& record, const View& view) {
   if (!view.level) return TurnRight(view.yaw * degree);
   // The front looks `compassValue` to the right of north.
-  const double north = KnowsNorth(record) ? -record.compassValue * 1e-2 : 0;
+  const double north = KnowsNorth(record) ? record.compassValue * -1e-2 : 0;
   const double sx = std::sin(record.vertexX * 1e-8), cx = std::cos(record.vertexX * 1e-8);
   const double sy = std::sin(record.vertexY * 1e-8), cy = std::cos(record.vertexY * 1e-8);
   // Turns back by the pitch about the left axis and then by the roll about the front one, so that the panorama's "up"
