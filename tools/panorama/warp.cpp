@@ -10,7 +10,8 @@
 namespace panorama {
 namespace {
 
-constexpr float width = shot::WidthOf(shot::PictureSize::Full), height = shot::HeightOf(shot::PictureSize::Full);
+constexpr float pictureWidth = shot::WidthOf(shot::PictureSize::Full);
+constexpr float pictureHeight = shot::HeightOf(shot::PictureSize::Full);
 constexpr float leastDepth = 1e-3f;
 
 }  // namespace
@@ -42,7 +43,7 @@ void Warp::Run(int row, int column, int count, Points* points) const {
   }
   const float *sines = grid_.Sines(column), *cosines = grid_.Cosines(column);
   const auto axisX = static_cast<float>(axis_.x), axisY = static_cast<float>(axis_.y);
-  constexpr float toStep = Vignetting::steps / ((width * width + height * height) / 4);
+  constexpr float toStep = Vignetting::steps / ((pictureWidth * pictureWidth + pictureHeight * pictureHeight) / 4);
   float *x = points->x.data(), *y = points->y.data();
   int32_t* distance = points->distance.data();
   for (int i = 0; i < count; i++) {
@@ -62,7 +63,7 @@ float Warp::DistanceFromBorder(const Direction& direction) const {
         projection_[i][0] * direction.right + projection_[i][1] * direction.front + projection_[i][2] * direction.up;
   if (at[2] <= 0) return -1e9f;
   const double x = at[0] / at[2], y = at[1] / at[2];
-  return static_cast<float>(std::min({x, width - x, y, height - y}));
+  return static_cast<float>(std::min({x, pictureWidth - x, y, pictureHeight - y}));
 }
 
 }  // namespace panorama
