@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <random>
+
 #include "tests/support/file_bytes.h"
 #include "tests/support/rendered_shot.h"
 #include "tools/lumora-shot/pictures.h"
@@ -122,6 +124,26 @@ TEST_F(PanoramaCommand, RefusesWhatNoPanoramaCanBeMadeOf) {
     EXPECT_FALSE(std::filesystem::exists(folder_ / out)) << name;
   }
   EXPECT_EQ(Run("'" + (folder_ / "none.ori") + "' '" + (folder_ / "out.jpg") + "'").result, 2);
+}
+
+// Whatever stands in the record, the tables and the index: a picture or a reason, and nothing that a sanitizer sees.
+TEST_F(PanoramaCommand, WithstandsAnyDamageOfTheHead) {
+  const Bytes sound = Without([](int, int, const Bytes& jpeg) { return jpeg; }).Make();
+  std::mt19937 chance(12);
+  for (int i = 0; i < 15; i++) {
+    Bytes damaged = sound;
+    const size_t begin = i % 3 == 0 ? 8 : i % 3 == 1 ? 264 : 78076, end = i % 3 == 0 ? 264 : i % 3 == 1 ? 4200 : 81082;
+    for (int byte = 0; byte < 12; byte++)
+      damaged[begin + chance() % (end - begin)] = static_cast<uint8_t>(i % 2 ? chance() : 0x7F + chance() % 2);
+    PutBytes(folder_ / "made.ori", damaged);
+    const Outcome outcome =
+        Run("'" + (folder_ / "made.ori") + "' '" + (folder_ / "out.jpg") + "' --width 256 --exposure 1");
+    EXPECT_THAT(outcome.result, testing::AnyOf(0, 1)) << i << outcome.text;
+    EXPECT_THAT(outcome.text, AllOf(Not(HasSubstr("Sanitizer")), Not(HasSubstr("runtime error")))) << i;
+    EXPECT_TRUE(outcome.result == 0 || outcome.text.find("missing") != std::string::npos ||
+                outcome.text.find("no panorama: ") != std::string::npos)
+        << i << outcome.text;
+  }
 }
 
 }  // namespace

@@ -88,15 +88,16 @@ Picture::Picture(std::span<const uint8_t> jpeg, int reduction) : reduction_(redu
 void Picture::Sample(const float* x, const float* y, int count, Floats* levels) const {
   const Weights& weights = WeightTable();
   const float scale = phases / static_cast<float>(reduction_);
+  constexpr float middle = 0.5f - phases / 2.0f;  // of the first pixel, and rounding
   const auto lastX = static_cast<float>((width_ - 3) * phases), lastY = static_cast<float>((height_ - 3) * phases);
   const size_t stride = size_t{4} * static_cast<size_t>(width_);
   const auto* bytes = static_cast<const uint8_t*>(bytes_.Get());
   for (int i = 0; i < count; i++) {
     // In phases from the middle of the first pixel; four pixels must stand around.
-    const auto px = static_cast<unsigned>(
-        static_cast<int>(std::min(std::max(x[i] * scale - phases / 2 + 0.5f, float{phases}), lastX)));
-    const auto py = static_cast<unsigned>(
-        static_cast<int>(std::min(std::max(y[i] * scale - phases / 2 + 0.5f, float{phases}), lastY)));
+    const auto px =
+        static_cast<unsigned>(static_cast<int>(std::min(std::max(x[i] * scale + middle, float{phases}), lastX)));
+    const auto py =
+        static_cast<unsigned>(static_cast<int>(std::min(std::max(y[i] * scale + middle, float{phases}), lastY)));
     const auto& rows = weights.rows[py % phases];
     const auto& columns = weights.columns[px % phases];
     const uint8_t* at = bytes + (py / phases - 1) * stride + size_t{4} * (px / phases - 1);

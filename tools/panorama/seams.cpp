@@ -24,6 +24,7 @@ std::vector<int> CandidatesFor(const std::vector<const Warp*>& cameras, const Di
 // The longest run of columns, round the circle, in which nothing is seen; as its first column and its length.
 std::pair<int, int> LongestGap(const std::vector<bool>& seen) {
   const int count = static_cast<int>(seen.size());
+  if (count == 0) return {0, 0};
   int best = 0, bestBegin = 0, run = 0;
   for (int i = 0; i < 2 * count; i++) {
     run = seen[static_cast<size_t>(i % count)] ? 0 : run + 1;

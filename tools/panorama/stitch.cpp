@@ -29,6 +29,7 @@ std::vector<std::optional<Camera>> CamerasOf(const shot::File& file) {
     throw NoPanorama("the file calibrates " + std::to_string(shot.calibrated) + " of its " +
                      std::to_string(shot.cameras) + " cameras");
   std::vector<std::optional<Camera>> cameras;
+  cameras.reserve(rows.size());
   for (const shot::CameraConf& row : rows) cameras.push_back(Camera::Of(row));
   cameras.resize(static_cast<size_t>(shot.cameras));
   if (std::none_of(cameras.begin(), cameras.end(), [](const auto& camera) { return camera.has_value(); }))
