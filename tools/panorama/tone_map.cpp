@@ -9,11 +9,11 @@ namespace panorama {
 namespace {
 
 constexpr float stop = RadianceScale::codesPerStop;
-constexpr float texture = 0.45f * stop;  // differences up to about this are detail, larger ones divide the scene
+constexpr float texture = 0.33f * stop;  // differences up to about this are detail, larger ones divide the scene
 // Where the large parts come to lie, in stops below white: half of the sphere on either side of middleGray.
-constexpr float brightest = -0.9f * stop, middleGray = -2.0f * stop, darkest = -4.6f * stop;
+constexpr float brightest = -0.6f * stop, middleGray = -2.0f * stop, darkest = -4.6f * stop;
 constexpr float mostLift = 2 * stop;  // of the middle against the middle exposure; what is darker was night
-constexpr float detailGain = 1.45f;   // the scene's range is smaller than it was; this keeps it crisp
+constexpr float detailGain = 1.55f;   // the scene's range is smaller than it was; this keeps it crisp
 
 // How light a pixel is to the eye, in codes.
 int Lightness(Codes codes) { return (2 * codes[0] + 5 * codes[1] + codes[2]) >> 3; }
@@ -85,7 +85,7 @@ ToneMap::ToneMap(const Layer<Codes>& small, int width, const RadianceScale& scal
 }
 
 void ToneMap::Smooth(const Layer<Codes>& small) {
-  const int width = small.Width(), height = small.Height(), radius = std::max(width / 40, 2);
+  const int width = small.Width(), height = small.Height(), radius = std::max(width / 56, 2);
   const auto light = Each(width, height, [&](int x, int y) { return static_cast<float>(Lightness(small.Row(y)[x])); });
   const auto square = Each(width, height, [&](int x, int y) { return light.Row(y)[x] * light.Row(y)[x]; });
   const Layer<float> mean = Means(light, radius), meanSquare = Means(square, radius);
