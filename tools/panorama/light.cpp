@@ -10,9 +10,11 @@ namespace {
 
 constexpr double curveOffset = 0.055, curveScale = 1.055, curvePower = 2.4;
 
+constexpr double trusted = 220, full = 250;  // levels of the brightest colour
+
 struct LevelTables {
   std::array<float, highestCode + 1> signal;  // 0 to 1, by sixteenths of a level
-  std::array<float, highestCode + 1> trust;   // 1; falls to 0 towards full scale
+  std::array<float, highestCode + 1> trust;   // 1 up to `trusted`, from there down to 0 at `full`
 };
 
 const LevelTables& Tables() {
@@ -21,7 +23,7 @@ const LevelTables& Tables() {
     for (size_t i = 0; i < made.signal.size(); i++) {
       const double level = static_cast<double>(i) / codesPerLevel;
       made.signal[i] = static_cast<float>(SignalOf(level / 255));
-      made.trust[i] = static_cast<float>(std::clamp((250 - level) / 30, 0.0, 1.0));
+      made.trust[i] = static_cast<float>(std::clamp((full - level) / (full - trusted), 0.0, 1.0));
     }
     return made;
   }();
@@ -91,14 +93,16 @@ std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const st
 }
 
 RadianceScale::RadianceScale(double brightest)
-    : darkest_(static_cast<float>(brightest / std::exp2(highestCode / codesPerStop))), table_(highestCode + 1) {
+    : darkest_(static_cast<float>(brightest / std::exp2(highestCode / codesPerStop))),
+      perDarkest_(1 / darkest_),
+      table_(highestCode + 1) {
   for (size_t i = 0; i < table_.size(); i++) table_[i] = static_cast<float>(RadianceAt(static_cast<double>(i)));
 }
 
 double RadianceScale::RadianceAt(double code) const { return darkest_ * (std::exp2(code / codesPerStop) - 1); }
 
 Codes RadianceScale::CodeOf(Floats radiance) const {
-  return Shown(ToCodes(Log2(1 + radiance / darkest_) * codesPerStop));
+  return Shown(ToCodes(Log2(1 + radiance * perDarkest_) * codesPerStop));
 }
 
 float RadianceScale::RadianceOf(int code) const {
@@ -119,23 +123,26 @@ Bracket::Bracket(const std::vector<shot::ExposureSet>& exposures) {
   });
 }
 
-Floats Bracket::Merge(const Floats* levels, unsigned present, const Vignetting::Gain& gain) const {
+bool Bracket::Trusts(const Floats* levels, int count) {
+  Ints above{};
+  for (int i = 0; i < count; i++) above |= levels[i] >= static_cast<float>(trusted);
+  return (above[0] | above[1] | above[2]) == 0;
+}
+
+Floats Bracket::Merge(const Floats* levels, size_t stride, const int* which, int count,
+                      const Vignetting::Gain& gain) const {
   const LevelTables& tables = Tables();
-  Floats sum = Splat(0), last = Splat(0);
-  float weights = 0;
-  for (const int i : longestFirst_) {
-    if (!(present >> i & 1)) continue;
-    const Codes place = Shown(ToCodes(levels[i] * codesPerLevel));
+  Floats sum = Splat(0);
+  float left = 1;
+  for (int i = 0; i < count && left > 0; i++) {
+    const Codes place = Shown(ToCodes(levels[static_cast<size_t>(i) * stride] * codesPerLevel));
     const auto r = static_cast<size_t>(place[0]), g = static_cast<size_t>(place[1]), b = static_cast<size_t>(place[2]);
-    const float perSignal = perSignal_[static_cast<size_t>(i)];
-    last = Floats{tables.signal[r], tables.signal[g], tables.signal[b], 0} * perSignal;
-    const float weight = tables.trust[std::max({r, g, b})] / perSignal;
-    sum += last * weight;
-    weights += weight;
+    const float share = i + 1 == count ? left : left * tables.trust[std::max({r, g, b})];
+    sum += Floats{tables.signal[r], tables.signal[g], tables.signal[b], 0} *
+           (perSignal_[static_cast<size_t>(which[i])] * share);
+    left -= share;
   }
-  // `last` is the shortest: where even that is near full scale it is all there is.
-  const float rest = 1e-3f * weights + 1e-9f;
-  return (weights > 0 ? (sum + last * rest) / (weights + rest) : last) * gain.light;
+  return sum * gain.light;
 }
 
 }  // namespace panorama

@@ -62,21 +62,25 @@ class RadianceScale {
   float RadianceOf(int code) const;
 
  private:
-  float darkest_;
+  float darkest_, perDarkest_;
   std::vector<float> table_;
 };
 
-// Light out of the same place of several exposures.
+// Light out of the same place of several exposures: from the longest whose level is trusted, as it has the least noise;
+// towards full scale the next shorter one takes over, little by little. What is left is the shortest one's.
 class Bracket {
  public:
   explicit Bracket(const std::vector<shot::ExposureSet>& exposures);
 
-  int Count() const { return static_cast<int>(perSignal_.size()); }
+  // The exposures' places in what it was made of.
+  const std::vector<int>& LongestFirst() const { return longestFirst_; }
   // What a full signal of the shortest exposure stands for.
   double Brightest() const { return brightest_; }
-  // `levels` holds one pixel of each exposure (0 to 255), which count if its bit of `present` is set: the longer ones
-  // more, as they have less noise; those near full scale not at all, but for the shortest. The gain is the lens's.
-  Floats Merge(const Floats* levels, unsigned present, const Vignetting::Gain& gain) const;
+  // All of these levels are trusted: shorter exposures add nothing to them.
+  static bool Trusts(const Floats* levels, int count);
+  // One pixel: its levels (0 to 255) in `count` exposures, longest first, are levels[0], levels[stride] and so on;
+  // `which` are the exposures' places. The gain is the lens's.
+  Floats Merge(const Floats* levels, size_t stride, const int* which, int count, const Vignetting::Gain& gain) const;
 
  private:
   std::vector<float> perSignal_;  // radiance of a full signal, by exposure

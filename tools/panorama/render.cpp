@@ -44,18 +44,20 @@ Layer<Codes> RenderLevels(const Eye& eye, const Picture& picture, const Window& 
 
 Layer<Codes> RenderRadiance(const Eye& eye, const std::vector<const Picture*>& pictures, const Bracket& bracket,
                             const RadianceScale& scale, const Window& window) {
-  constexpr size_t most = 6;
-  std::vector<Floats> levels(most * chunk);
-  unsigned present = 0;
-  for (size_t i = 0; i < pictures.size(); i++) present |= pictures[i] ? 1u << i : 0;
+  std::vector<int> present;
+  for (const int exposure : bracket.LongestFirst())
+    if (pictures[static_cast<size_t>(exposure)]) present.push_back(exposure);
+  std::vector<Floats> levels(present.size() * chunk);
   return InChunks(eye, window, [&](const Points& points, int count, Codes* out) {
-    for (size_t i = 0; i < pictures.size(); i++)
-      if (pictures[i]) pictures[i]->Sample(points.x.data(), points.y.data(), count, &levels[i * chunk]);
-    for (size_t i = 0; i < static_cast<size_t>(count); i++) {
-      Floats pixel[most];
-      for (size_t exposure = 0; exposure < pictures.size(); exposure++) pixel[exposure] = levels[exposure * chunk + i];
-      out[i] = scale.CodeOf(bracket.Merge(pixel, present, eye.vignetting.At(points.distance[i])));
+    int sampled = 0;
+    for (const int exposure : present) {
+      Floats* these = &levels[static_cast<size_t>(sampled++) * chunk];
+      pictures[static_cast<size_t>(exposure)]->Sample(points.x.data(), points.y.data(), count, these);
+      if (Bracket::Trusts(these, count)) break;
     }
+    for (size_t i = 0; i < static_cast<size_t>(count); i++)
+      out[i] = scale.CodeOf(
+          bracket.Merge(&levels[i], chunk, present.data(), sampled, eye.vignetting.At(points.distance[i])));
   });
 }
 
