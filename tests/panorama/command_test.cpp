@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <numeric>
 #include <random>
 
 #include "tests/support/file_bytes.h"
@@ -96,6 +97,18 @@ TEST_F(PanoramaCommand, MakesLightOfTheExposuresThatAreThere) {
   EXPECT_EQ(cropped.result, 1);
   const int height = Picture().height;
   EXPECT_TRUE(height > 108 && height < 120) << height;  // the stand-in cameras see down to -70 degrees all round
+}
+
+// Nothing is known of the light then, but there is something to see.
+TEST_F(PanoramaCommand, ShowsABracketWhoseExposuresAreLost) {
+  Bytes lost = Without([](int, int, const Bytes& jpeg) { return jpeg; }).Make();
+  std::fill(lost.begin() + 48, lost.begin() + 96, 0);
+  PutBytes(folder_ / "made.ori", lost);
+  EXPECT_EQ(Run("'" + (folder_ / "made.ori") + "' '" + (folder_ / "out.jpg") + "' --width 256").result, 0);
+  const shot::Rgb picture = Picture();
+  EXPECT_GT(
+      std::accumulate(picture.pixels.begin(), picture.pixels.end(), 0.0) / static_cast<double>(picture.pixels.size()),
+      40);
 }
 
 TEST_F(PanoramaCommand, RefusesWhatNoPanoramaCanBeMadeOf) {

@@ -92,6 +92,11 @@ std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const st
   return vignetting;
 }
 
+double FullSignalOf(const shot::ExposureSet& exposure) {
+  const double gathered = exposure.Seconds() * exposure.gain / 16;
+  return gathered > 1e-7 && gathered < 1e5 ? 1 / gathered : 1;
+}
+
 RadianceScale::RadianceScale(double brightest)
     : darkest_(static_cast<float>(brightest / std::exp2(highestCode / codesPerStop))),
       perDarkest_(1 / darkest_),
@@ -110,11 +115,8 @@ float RadianceScale::RadianceOf(int code) const {
 }
 
 Bracket::Bracket(const std::vector<shot::ExposureSet>& exposures) {
-  for (const shot::ExposureSet& exposure : exposures) {
-    const double gathered = exposure.Seconds() * exposure.gain / 16;
-    // A record without exposures still lets the picture be seen.
-    perSignal_.push_back(gathered > 1e-7 && gathered < 1e5 ? static_cast<float>(1 / gathered) : 1);
-  }
+  perSignal_.reserve(exposures.size());
+  for (const shot::ExposureSet& exposure : exposures) perSignal_.push_back(static_cast<float>(FullSignalOf(exposure)));
   brightest_ = *std::max_element(perSignal_.begin(), perSignal_.end());
   longestFirst_.resize(perSignal_.size());
   std::iota(longestFirst_.begin(), longestFirst_.end(), 0);

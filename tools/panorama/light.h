@@ -49,6 +49,9 @@ inline Floats Levelled(Floats levels, const Vignetting::Gain& gain) {
   return Smaller(levels * gain.light, levels * gain.level + gain.offset);
 }
 
+// Radiance of a full signal at an exposure. A record that tells none still lets its pictures be seen: then it is 1.
+double FullSignalOf(const shot::ExposureSet& exposure);
+
 // Radiance as codes: the logarithm of it, with an offset that lets it run out into black. Steps of half a percent over
 // twenty stops.
 class RadianceScale {

@@ -60,8 +60,7 @@ class Work {
       Stitched stitched = Attempt();
       if (damaged_) continue;  // then without those that are
       stitched.scale = scale_;
-      const shot::ExposureSet& middle = shot_.record.Exposure(shot_.exposures == 6 ? 3 : 1);
-      stitched.middle = 1 / std::max(middle.Seconds() * middle.gain / 16, 1e-7);
+      stitched.middle = FullSignalOf(shot_.record.Exposure(shot_.exposures == 6 ? 3 : 1));
       stitched.missing = missing_;
       return stitched;
     }
