@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <cmath>
 #include <numeric>
 #include <random>
 
@@ -93,6 +94,16 @@ TEST_F(PanoramaCommand, MakesLightOfTheExposuresThatAreThere) {
   const Bytes exr = FileBytes(folder_ / "out.exr");
   EXPECT_EQ(Bytes(exr.begin(), exr.begin() + 4), (Bytes{0x76, 0x2F, 0x31, 0x01}));
 
+  // The other form, in which a pixel can be read by hand: below the middle the longest exposure has level 210, and 1310
+  // rows of 3888 cycles at a gain of 25/16 have gathered it.
+  EXPECT_EQ(Call(shot, "", "out.hdr").result, 1);
+  const Bytes hdr = FileBytes(folder_ / "out.hdr");
+  const std::string head(hdr.begin(), hdr.begin() + 128);
+  const size_t data = head.find("-Y 128 +X 256\n") + 14;
+  ASSERT_EQ(hdr.size(), data + size_t{4} * 256 * 128) << head;
+  const uint8_t* pixel = &hdr[data + size_t{4} * (256 * 67 + 128)];
+  EXPECT_NEAR((pixel[1] + 0.5) * std::exp2(pixel[3] - 136), 0.6445 / (1310 * 3888 / 120e6 * 25 / 16), 0.25);
+
   const Outcome cropped = Call(shot, "--crop");
   EXPECT_EQ(cropped.result, 1);
   const int height = Picture().height;
@@ -126,7 +137,7 @@ TEST_F(PanoramaCommand, RefusesWhatNoPanoramaCanBeMadeOf) {
        "no picture that can be used"},
       {"exposure", whole, "--exposure 3", "out.jpg", 2, "this shot has exposures 0 to 2"},
       {"width", whole, "--width 100", "out.jpg", 2, "must be a multiple of 128 from 256 to 13"},
-      {"form", whole, "", "out.png", 2, "a panorama is a .jpg, or an .exr"},
+      {"form", whole, "", "out.png", 2, "a panorama is a .jpg, or an .exr or .hdr"},
       {"place", whole, "--exposure 0", "none/out.jpg", 2, "cannot create"},
       {"place of light", whole, "", "none/out.exr", 2, "none/out.exr"},
   };

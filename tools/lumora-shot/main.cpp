@@ -152,7 +152,7 @@ int main(int argc, char** argv) {
   CLI::App* panorama = app.add_subcommand("panorama", "Joins the pictures of a shot to one of all around");
   panorama::Order order;
   panorama->add_option("FILE", order.shot, "Shot file")->required();
-  panorama->add_option("OUT", order.out, "What to write: .jpg, or .exr for the light itself; equirectangular")
+  panorama->add_option("OUT", order.out, "What to write: .jpg, or .exr or .hdr for the light itself; equirectangular")
       ->required();
   panorama->add_option("--exposure", order.exposure, "This step of the bracket alone, from 0; else all of them")
       ->check(CLI::NonNegativeNumber);

@@ -43,9 +43,9 @@ shot::Bytes Tagged(const shot::Shot& shot, const Order& order, const Request& re
 }  // namespace
 
 int Make(const Order& order) {
-  const bool exr = order.out.ends_with(".exr");
-  if (!exr && !order.out.ends_with(".jpg") && !order.out.ends_with(".jpeg"))
-    return Refuse("%s: a panorama is a .jpg, or an .exr for its light", order.out.c_str());
+  const bool exr = order.out.ends_with(".exr"), hdr = order.out.ends_with(".hdr");
+  if (!exr && !hdr && !order.out.ends_with(".jpg") && !order.out.ends_with(".jpeg"))
+    return Refuse("%s: a panorama is a .jpg, or an .exr or .hdr for its light", order.out.c_str());
   const shot::File file(order.shot);
   const int exposures = file.Get().exposures;
   if (order.exposure && *order.exposure >= exposures && exposures > 0)
@@ -58,7 +58,7 @@ int Make(const Order& order) {
       return Refuse("--width %d: must be a multiple of %d from %d to %d, which is what the lenses resolve",
                     request.width, widthStep, narrowest, widest);
     request.exposure = order.exposure;
-    request.levels = order.exposure && !exr;
+    request.levels = order.exposure && !exr && !hdr;
     request.view = {order.level, order.yaw};
     const bool terminal = isatty(STDERR_FILENO) != 0;
     if (terminal) request.progress = [](int done, int all) { std::fprintf(stderr, "\r%d of %d cameras", done, all); };
@@ -67,6 +67,8 @@ int Make(const Order& order) {
     const Rows rows = order.crop ? SeenAllRound(stitched) : Rows{0, stitched.canvas->Height()};
     if (exr)
       WriteExr(stitched, rows, order.out);
+    else if (hdr)
+      WriteHdr(stitched, rows, order.out);
     else
       shot::WriteWhole(order.out, Tagged(file.Get(), order, request, rows, ToJpeg(stitched, rows, quality)));
     for (const std::string& missing : stitched.missing)

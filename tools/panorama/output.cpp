@@ -6,6 +6,8 @@
 #include <ImfStandardAttributes.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -126,6 +128,32 @@ void WriteExr(const Stitched& stitched, Rows rows, const std::string& path) {
     std::remove(path.c_str());
     throw shot::CannotWrite(path + ": " + error.what());
   }
+}
+
+void WriteHdr(const Stitched& stitched, Rows rows, const std::string& path) {
+  const int width = stitched.canvas->Width(), height = rows.end - rows.begin;
+  shot::Bytes bytes;
+  const std::string head =
+      "#?RADIANCE\n# light 1 fills the camera's sensor in one second at ISO 100\n"
+      "FORMAT=32-bit_rle_rgbe\n\n-Y " +
+      std::to_string(height) + " +X " + std::to_string(width) + "\n";
+  bytes.assign(head.begin(), head.end());
+  bytes.resize(head.size() + sizeof(Shade) * static_cast<size_t>(width) * static_cast<size_t>(height));
+  Finished(stitched, rows, [&](int row, const Codes* codes) {
+    uint8_t* out =
+        &bytes[head.size() + sizeof(Shade) * static_cast<size_t>(width) * static_cast<size_t>(row - rows.begin)];
+    for (int x = 0; x < width; x++, out += sizeof(Shade)) {
+      std::array<float, 3> light{};
+      for (size_t i = 0; i < 3; i++) light[i] = stitched.scale->RadianceOf(codes[x][static_cast<int>(i)]);
+      int exponent = 0;
+      const float most = std::max({light[0], light[1], light[2]});
+      if (most < 1e-32f) continue;  // black is four zeros
+      const float scale = std::frexp(most, &exponent) * 256 / most;
+      for (size_t i = 0; i < 3; i++) out[i] = static_cast<uint8_t>(light[i] * scale);
+      out[3] = static_cast<uint8_t>(exponent + 128);
+    }
+  });
+  shot::WriteWhole(path, bytes);
 }
 
 }  // namespace panorama
