@@ -1,9 +1,9 @@
 // The light of a whole bracket, brought into the range of a picture that is looked at.
 //
-// The large parts of the scene are brought nearer to each other: the sky in a window comes down, the shade under a
-// table comes up, what lies in the middle keeps the brightness of the middle exposure. Detail on top of them stays as
-// it is. Which part a pixel belongs to is told by a smoothing that stops at edges (He, Sun and Tang, "Guided image
-// filtering", 2010, with the picture as its own guide), done on a small picture; so there is no halo along the edges.
+// The large parts of the scene are brought nearer to each other: half of the sphere lies on either side of a middle
+// gray, the sky in a window comes down, the shade under a table comes up. Detail on top of them is raised a little.
+// Which part a pixel belongs to is told by a smoothing that stops at edges (He, Sun and Tang, "Guided image filtering",
+// 2010, with the picture as its own guide), done on a small picture; so there is hardly a halo along the edges.
 #pragma once
 
 #include <array>
