@@ -104,6 +104,10 @@ TEST_F(PanoramaCommand, MakesLightOfTheExposuresThatAreThere) {
   const uint8_t* pixel = &hdr[data + size_t{4} * (256 * 67 + 128)];
   EXPECT_NEAR((pixel[1] + 0.5) * std::exp2(pixel[3] - 136), 0.6445 / (1310 * 3888 / 120e6 * 25 / 16), 0.25);
 
+  MadeShot tilted = shot;  // the hole under the camera does not lie at the lower edge then
+  tilted.vertexX = 30000000;
+  EXPECT_EQ(Call(tilted, "--crop").result, 1);
+  EXPECT_LT(Picture().height, 108);
   const Outcome cropped = Call(shot, "--crop");
   EXPECT_EQ(cropped.result, 1);
   const int height = Picture().height;

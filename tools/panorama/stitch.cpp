@@ -199,11 +199,15 @@ Rows SeenAllRound(const Stitched& stitched) {
   const auto seen = [&](int y) {
     return std::find(owners.Row(y), owners.Row(y) + owners.Width(), Seams::nobody) == owners.Row(y) + owners.Width();
   };
-  int begin = 0, end = owners.Height();
-  while (begin < end && !seen(begin)) begin++;
-  while (end > begin && !seen(end - 1)) end--;
-  if (begin == end) begin = 0, end = owners.Height();
-  return {begin * stitched.seams->Step(), end * stitched.seams->Step()};
+  Rows best{0, 0};
+  for (int begin = 0; begin < owners.Height();) {
+    int end = begin;
+    while (end < owners.Height() && seen(end)) end++;
+    if (end - begin > best.end - best.begin) best = {begin, end};
+    begin = end + 1;
+  }
+  if (best.begin == best.end) best.end = owners.Height();
+  return {best.begin * stitched.seams->Step(), best.end * stitched.seams->Step()};
 }
 
 void InParallel(int count, const std::function<void(int)>& work) {

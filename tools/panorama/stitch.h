@@ -46,7 +46,7 @@ int WidestOf(const shot::File& file);
 // shot::CannotRead.
 Stitched Stitch(const shot::File& file, const Request& request);
 
-// Rows of the panorama from the first to behind the last that are seen all round; all rows if there is none.
+// The longest run of the panorama's rows that are seen all round; all rows if there is none.
 struct Rows {
   int begin, end;
 };
