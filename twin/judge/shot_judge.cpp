@@ -221,7 +221,10 @@ ShotJudge::ShotJudge(Board& board)
     : board_(board),
       before_(Files()),
       delivered_(board.media.Delivered().size()),
-      pressedAt_(SecondsOf(board.clockChip.Date())) {}
+      pressedAt_(SecondsOf(board.clockChip.Date())),
+      blinks_(board.panel.LedPulses().size()),
+      sounds_(board.panel.BuzzerPulses().size()),
+      shotLines_(board.panel.Shots().size()) {}
 
 std::set<fs::path> ShotJudge::Files() const {
   std::set<fs::path> files;
@@ -250,6 +253,11 @@ std::vector<std::string> ShotJudge::WhatIsWrong() const {
   } catch (const std::exception& bad) {
     wrong.Add("%s", bad.what());
   }
+  if (!board_.panel.Lit()) wrong.Add("LED 0 is dark");
+  if (board_.panel.LedPulses().size() == blinks_) wrong.Add("LED 0 did not blink");
+  if (board_.panel.BuzzerPulses().size() == sounds_) wrong.Add("the buzzer was not heard");
+  if (board_.panel.Shots().size() != shotLines_ + 1)
+    wrong.Add("the shot line was low %zu times", board_.panel.Shots().size() - shotLines_);
   JudgeRest(board_, wrong);
   return wrong.all;
 }

@@ -40,15 +40,17 @@ void GpioBanks::Use(size_t index) {
   pins_[index].Settle();
 }
 
-// Called when the processor drives a pin.
+// Called when the processor gives a pin a level.
 void GpioBanks::Judge(size_t index) {
   Pin& pin = pins_[index];
-  if (!pin.output_ || pin.told_ || (pin.connected_ && pin.padRight_)) return;
+  if (!pin.output_ && !directionSet_[index / 8]) return;
+  const char* wrong = !pin.output_      ? " is given a level, but is an input"
+                      : !pin.connected_ ? " is driven, but its function is another"
+                      : !pin.padRight_  ? " is driven through a pad that is not set for it"
+                                        : nullptr;
+  if (wrong == nullptr || pin.told_) return;
   pin.told_ = true;
-  if (!complain_) return;
-  complain_(
-      "gpio: bank " + std::to_string(index / 8) + " pin " + std::to_string(index % 8) +
-      (pin.connected_ ? " is driven through a pad that is not set for it" : " is driven, but its function is another"));
+  if (complain_) complain_("gpio: bank " + std::to_string(index / 8) + " pin " + std::to_string(index % 8) + wrong);
 }
 
 void GpioBanks::SetPin(int bank, int number, bool connected, bool padRight) {
@@ -90,6 +92,7 @@ void GpioBanks::WriteRegister(uint32_t address, uint32_t value) {
       Use(index);
     }
   } else if (offset == kDirection) {
+    directionSet_[bank] = true;
     for (uint32_t k = 0; k < 8; k++) {
       pins_[bank * 8 + k].output_ = ((value >> k) & 1) != 0;
       Use(bank * 8 + k);
@@ -108,6 +111,7 @@ void GpioBanks::Reset() {
     pin.Settle();
   }
   interruptRegisters_.clear();
+  directionSet_ = {};
 }
 
 }  // namespace twin

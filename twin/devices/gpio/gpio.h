@@ -3,10 +3,10 @@
 // Bus face: bank n at 0x12140000 + n x 0x1000. An access at offset (mask << 2) reads or writes the data bits in mask;
 // offset 0x400 is the direction, a set bit is an output. Modelled: data, direction, levels, edges. Not modelled:
 // interrupts (their registers keep what was written). A pin whose function is another than GPIO is not on its wire: an
-// output drives nothing and an input reads 0; driving it, or an output with the wrong pad, is complained about. Which
-// pins are judged: pin_wiring.h.
-// World face: Pin. Fault face: "gpio.stuck" with detail bank x 8 + pin, effect Value 0 or 1: the wire stays there while
-// each access that uses the pin finds the rule.
+// output drives nothing and an input reads 0; driving it, an output with the wrong pad, or a level given to an input
+// once its bank's direction has been set is complained about. Which pins are judged: pin_wiring.h. World face: Pin.
+// Fault face: "gpio.stuck" with detail bank x 8 + pin, effect Value 0 or 1: the wire stays there while each access that
+// uses the pin finds the rule.
 #pragma once
 
 #include <array>
@@ -78,6 +78,7 @@ class GpioBanks final : public RegisterDevice {
   void Judge(size_t index);
 
   std::array<Pin, kBanks * 8> pins_;
+  std::array<bool, kBanks> directionSet_{};  // since the reset, by bank
   std::unordered_map<uint32_t, uint32_t> interruptRegisters_;
   FaultPoint stuck_;
   std::function<void(std::string)> complain_;

@@ -2,8 +2,8 @@
 //
 // Judged: that the pins of banks 0, 2, 5 and 6 that carry a signal are GPIO and, where the processor drives them, that
 // their pads have the strength and pull of their wires; that SPI0 is led out, through the right pads. Not judged: pins
-// without a signal, pads of inputs. What the pins are after reset is not known: taken as not GPIO, so that a driver which
-// relies on it is found, but for the two of the motion bus, whose driver has no set-up of its own.
+// without a signal, pads of inputs. What the pins are after reset is not known: taken as not GPIO, so that a driver
+// which relies on it is found, but for the two of the motion bus, whose driver has no set-up of its own.
 #pragma once
 
 #include "twin/devices/gpio/gpio.h"
