@@ -1,36 +1,23 @@
 // lumora-shot as a person calls it: results, texts, files.
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/call_program.h"
 #include "tests/support/file_bytes.h"
 #include "tests/support/made_shot.h"
 #include "tools/lumora-shot/pictures.h"
 
 namespace {
 
+using support::CallProgram;
 using support::MadeShot;
+using support::Outcome;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-struct Outcome {
-  int result;
-  std::string text;  // what was printed, complaints and all
-};
-
-Outcome CallProgram(const std::string& command) {
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  Outcome outcome{-1, {}};
-  char block[4096];
-  for (size_t n; (n = fread(block, 1, sizeof(block), pipe)) > 0;) outcome.text.append(block, n);
-  const int status = pclose(pipe);
-  if (WIFEXITED(status)) outcome.result = WEXITSTATUS(status);
-  return outcome;
-}
 
 Outcome Call(const std::string& arguments) { return CallProgram(LUMORA_BINARY_DIR "/bin/lumora-shot " + arguments); }
 

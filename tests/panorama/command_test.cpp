@@ -1,11 +1,11 @@
 // `lumora-shot panorama` as a person calls it, with shots that are not whole.
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
 #include <cmath>
 #include <numeric>
 #include <random>
 
+#include "tests/support/call_program.h"
 #include "tests/support/file_bytes.h"
 #include "tests/support/rendered_shot.h"
 #include "tools/lumora-shot/pictures.h"
@@ -14,14 +14,10 @@ namespace {
 
 using support::Bytes;
 using support::MadeShot;
+using support::Outcome;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-
-struct Outcome {
-  int result;
-  std::string text;
-};
 
 class PanoramaCommand : public testing::Test {
  protected:
@@ -32,13 +28,7 @@ class PanoramaCommand : public testing::Test {
                (options.find("--width") == std::string::npos ? "--width 256 " : "") + options);
   }
   static Outcome Run(const std::string& arguments) {
-    FILE* pipe = popen((LUMORA_BINARY_DIR "/bin/lumora-shot panorama " + arguments + " 2>&1").c_str(), "r");
-    Outcome outcome{-1, {}};
-    char block[4096];
-    for (size_t n; (n = fread(block, 1, sizeof(block), pipe)) > 0;) outcome.text.append(block, n);
-    const int status = pclose(pipe);
-    if (WIFEXITED(status)) outcome.result = WEXITSTATUS(status);
-    return outcome;
+    return support::CallProgram(LUMORA_BINARY_DIR "/bin/lumora-shot panorama " + arguments);
   }
   shot::Rgb Picture() const { return shot::DecodeRgb(FileBytes(folder_ / "out.jpg")); }
   support::TestFolder folder_;

@@ -59,6 +59,11 @@ int Info(const std::string& path, bool json) {
   return shot::HasFault(findings) ? bad : good;
 }
 
+void TellMissing(const std::string& path, const std::vector<std::string>& missing) {
+  for (const std::string& what : missing)
+    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), what.c_str());
+}
+
 int Extract(const std::string& path, const std::string& directory, const shot::Choice& choice, bool plain) {
   const shot::File file(path);
   const shot::Shot& shot = file.Get();
@@ -71,16 +76,14 @@ int Extract(const std::string& path, const std::string& directory, const shot::C
     return noAnswer;
   const shot::Extracted extracted = shot::Extract(file, directory, choice, plain);
   std::printf("%zu files in %s\n", extracted.files.size(), directory.c_str());
-  for (const std::string& missing : extracted.missing)
-    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), missing.c_str());
+  TellMissing(path, extracted.missing);
   return extracted.missing.empty() ? good : bad;
 }
 
 int Hugin(const std::string& path, const std::string& directory, const panorama::View& view) {
   const shot::File file(path);
   const panorama::HuginProjects projects = panorama::WriteHugin(file, directory, view);
-  for (const std::string& missing : projects.missing)
-    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), missing.c_str());
+  TellMissing(path, projects.missing);
   if (projects.pictures == 0) return bad;
   std::printf("%zu pictures in %s\n", projects.pictures, directory.c_str());
   if (projects.placed.empty())
@@ -139,10 +142,9 @@ int main(int argc, char** argv) {
   CLI::App* hugin =
       app.add_subcommand("hugin", "Writes the full pictures and projects of them for the panorama program Hugin");
   panorama::View view;
-  bool noLevel = false;
   hugin->add_option("FILE", path, "Shot file")->required();
   hugin->add_option("DIR", target, "Where to; made if it is not there")->required();
-  hugin->add_flag("--no-level", noLevel, "In the camera's own axes, not upright by its tilt");
+  hugin->add_flag("!--no-level", view.level, "In the camera's own axes, not upright by its tilt");
   hugin->add_option("--yaw", view.yaw, "Degrees that the middle is turned to the right of north, or of the front");
 
   CLI::App* sheet = app.add_subcommand("sheet", "Draws all cameras and exposures of a shot on one page");
@@ -171,7 +173,7 @@ int main(int argc, char** argv) {
   try {
     if (*info) return Info(path, json);
     if (*extract) return Extract(path, target, choice, plain);
-    if (*hugin) return Hugin(path, target, {.level = !noLevel, .yaw = view.yaw});
+    if (*hugin) return Hugin(path, target, view);
     if (*sheet) return Sheet(path, target);
     if (*panorama) return panorama::Make(order);
     return VerifyAll(paths, all);

@@ -42,6 +42,8 @@ struct Record {
   }
   // How many steps have pictures: 3 or 6.
   int ExposureCount() const { return hdrMode < 4 ? 3 : 6; }
+  // The step that the others are multiples of.
+  int MiddleStep() const { return ExposureCount() == 3 ? 1 : 3; }
 
   bool operator==(const Record&) const = default;
 };

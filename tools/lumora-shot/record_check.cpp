@@ -142,7 +142,7 @@ constexpr std::array<std::array<int, 6>, 3> brackets = {
 void CheckBracket(const Record& record, Findings& findings) {
   if (record.hdrMode < 2 || record.hdrMode > 9) return;
   const auto& multiples = brackets[static_cast<size_t>(std::min((record.hdrMode - 2) / 2, 2))];
-  const int base = record.ExposureCount() == 3 ? 1 : 3;
+  const int base = record.MiddleStep();
   const ExposureSet& middle = record.Exposure(base);
   for (int step = 0; step < 6; ++step) {
     const ExposureSet& set = record.Exposure(step);

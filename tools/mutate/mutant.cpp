@@ -12,13 +12,13 @@ namespace mutate {
 
 namespace fs = std::filesystem;
 
-namespace {
-
 std::string ReadText(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error(path.string() + ": cannot be read");
   return {std::istreambuf_iterator<char>(file), {}};
 }
+
+namespace {
 
 std::string Trimmed(const std::string& text) {
   const size_t first = text.find_first_not_of(" \t");

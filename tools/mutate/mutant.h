@@ -30,6 +30,9 @@ struct Mutant {
   std::string row;     // "shot.txt:12"
 };
 
+// A file's text. Throws std::runtime_error with its path if it cannot be read.
+std::string ReadText(const std::filesystem::path& path);
+
 // All rows of the lists *.txt in `folder`, in order of their names. Throws std::runtime_error at a row without sense.
 std::vector<Mutant> ReadLists(const std::filesystem::path& folder);
 

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tools/mutate/mutant.h"
+
 namespace mutate {
 
 namespace fs = std::filesystem;
@@ -17,17 +19,12 @@ struct Function {
   size_t first, last;
 };
 
-std::string TextOf(const fs::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 }  // namespace
 
 std::function<bool(size_t line)> Reached(const BuildTree& tree, const fs::path& place, const fs::path& source,
                                          const std::string& file, const std::string& program,
                                          const std::function<void(const fs::path&)>& run) {
-  BuildTree::Variant variant(tree, place, file, TextOf(source / file), "--coverage");
+  BuildTree::Variant variant(tree, place, file, ReadText(source / file), "--coverage");
   const fs::path counting = variant.Make(program);
   if (counting.empty()) throw std::runtime_error(file + " does not build with --coverage: " + variant.Messages());
   run(counting);

@@ -37,7 +37,7 @@ shot::Bytes Tagged(const shot::Shot& shot, const Order& order, const Request& re
                                   .width = request.width,
                                   .height = rows.end - rows.begin,
                                   .heading = HeadingOf(shot.record, request.view)};
-  return shot::WithPanoramaTags(jpeg, shot.record, order.exposure.value_or(shot.exposures == 3 ? 1 : 3), place);
+  return shot::WithPanoramaTags(jpeg, shot.record, order.exposure.value_or(shot.record.MiddleStep()), place);
 }
 
 }  // namespace

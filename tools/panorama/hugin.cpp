@@ -98,10 +98,10 @@ struct Picture {
   std::string name;
 };
 
-std::string Head(const shot::Record& record, int exposures) {
+std::string Head(const shot::Record& record) {
   return "# hugin project file\n" +
          Line("p f2 w8000 h4000 v360 E%.4f R0 n\"TIFF_m c:NONE r:CROP\"\n",
-              ExposureValue(record.Exposure(exposures == 3 ? 1 : 3))) +
+              ExposureValue(record.Exposure(record.MiddleStep()))) +
          "m g1 i0 f0 m2 p0.00784314\n";
 }
 
@@ -109,7 +109,7 @@ std::string Placed(const shot::File& file, const std::vector<Picture>& pictures,
                    const std::vector<shot::CameraVignet>& vignetting, const View& view) {
   const shot::Record& record = file.Get().record;
   const Matrix body = BodyFromPanorama(record, view);
-  std::string text = Head(record, file.Get().exposures);
+  std::string text = Head(record);
   for (const auto& [place, name] : pictures) {
     const auto number = static_cast<size_t>(place.camera);
     const Camera& camera = cameras[number];
@@ -128,7 +128,7 @@ std::string Placed(const shot::File& file, const std::vector<Picture>& pictures,
 // All pictures have one lens, which is to be found with them.
 std::string Unplaced(const shot::File& file, const std::vector<Picture>& pictures, double focus) {
   const shot::Record& record = file.Get().record;
-  std::string text = Head(record, file.Get().exposures), variables;
+  std::string text = Head(record), variables;
   for (size_t i = 0; i < pictures.size(); i++) {
     const auto& [place, name] = pictures[i];
     const double exposure = ExposureValue(record.Exposure(place.exposure));

@@ -60,7 +60,7 @@ class Work {
       Stitched stitched = Attempt();
       if (damaged_) continue;  // then without those that are
       stitched.scale = scale_;
-      stitched.middle = FullSignalOf(shot_.record.Exposure(shot_.exposures == 6 ? 3 : 1));
+      stitched.middle = FullSignalOf(shot_.record.Exposure(shot_.record.MiddleStep()));
       stitched.missing = missing_;
       return stitched;
     }

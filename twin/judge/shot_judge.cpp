@@ -126,7 +126,7 @@ double SignalOf(const Board& board, const shot::Record& record, int camera, int 
 }
 
 void JudgeBrightness(const Board& board, const shot::Shot& shot, Sentences& wrong) {
-  const int step = shot.exposures == 3 ? 1 : 3;
+  const int step = shot.record.MiddleStep();
   const shot::ExposureSet& base = shot.record.Exposure(step);
   const int rowsTimesGain = base.shutterLines * base.gain;  // 0x80 to 0x8C780, and then the light decides
   double mean = 0;
@@ -178,7 +178,7 @@ void JudgeRendered(const Board& board, const shot::File& file, Sentences& wrong)
       const double signal = SignalOf(board, shot.record, camera, step), mean = LinearMean(half);
       if (std::abs(mean - signal) > 0.005 + 0.2 * signal)
         wrong.Add("camera %d, exposure %d: its mean is %.3f, not %.3f", camera, step, mean, signal);
-      if (camera == kFactoryThumbCamera && step == (shot.exposures == 3 ? 1 : 3) && IsAsMade(board) &&
+      if (camera == kFactoryThumbCamera && step == shot.record.MiddleStep() && IsAsMade(board) &&
           Difference(half, thumbnail, true) > kAlike)
         wrong.Add("the thumbnail is not camera %d, turned", camera);
     }
