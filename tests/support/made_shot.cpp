@@ -82,9 +82,21 @@ std::vector<std::vector<int>> Layers(int cameras) {
   return {all};
 }
 
-bool IsTaken(const MadeShot& shot, int camera) {
+// A camera's picture is in its half of a two-half shot, 1 or 2, and in a shot of one piece, 0.
+bool IsTaken(int half, int camera) {
   const std::string first = "1100111100011110001111011";
-  return shot.half == 0 || (first[static_cast<size_t>(camera)] == '1') == (shot.half == 1);
+  return half == 0 || (first[static_cast<size_t>(camera)] == '1') == (half == 1);
+}
+
+// What is filed, in order: camera and exposure.
+std::vector<std::pair<int, int>> Frames(const MadeShot& shot) {
+  std::vector<std::pair<int, int>> frames;
+  for (const int half : shot.half == 3 ? std::vector{1, 2} : std::vector{shot.half})
+    for (const auto& layer : Layers(shot.Cameras()))
+      for (int exposure = 0; exposure < shot.Exposures(); ++exposure)
+        for (const int camera : layer)
+          if (IsTaken(half, camera)) frames.emplace_back(camera, exposure);
+  return frames;
 }
 
 }  // namespace
@@ -136,21 +148,18 @@ Bytes MadeShot::Make() const {
   AddSection(file, 0xFFD9, Bytes(entries * 20));
   AddSection(file, 0xFFD3, {});
   const size_t data = file.size();
-  for (const auto& layer : Layers(Cameras()))
-    for (int exposure = 0; exposure < Exposures(); ++exposure)
-      for (const int camera : layer)
-        for (const int type : {2, 1}) {
-          if (!IsTaken(*this, camera)) continue;
-          const Bytes picture = jpeg(type == 2 ? "full" : "half", camera, exposure);
-          const size_t number = static_cast<size_t>(camera * Exposures() + exposure) + (type == 2 ? entries / 2 : 0);
-          const size_t at = index + number * 20;
-          Put(file, at, type, 2);
-          Put(file, at + 2, camera, 2);
-          Put(file, at + 4, exposure, 2);
-          Put(file, at + 12, static_cast<int64_t>(file.size() - data), 4);
-          Put(file, at + 16, static_cast<int64_t>(picture.size()), 4);
-          file.insert(file.end(), picture.begin(), picture.end());
-        }
+  for (const auto& [camera, exposure] : Frames(*this))
+    for (const int type : {2, 1}) {
+      const Bytes picture = jpeg(type == 2 ? "full" : "half", camera, exposure);
+      const size_t number = static_cast<size_t>(camera * Exposures() + exposure) + (type == 2 ? entries / 2 : 0);
+      const size_t at = index + number * 20;
+      Put(file, at, type, 2);
+      Put(file, at + 2, camera, 2);
+      Put(file, at + 4, exposure, 2);
+      Put(file, at + 12, static_cast<int64_t>(file.size() - data), 4);
+      Put(file, at + 16, static_cast<int64_t>(picture.size()), 4);
+      file.insert(file.end(), picture.begin(), picture.end());
+    }
   Put(file, data - 4, static_cast<int64_t>(file.size() - data), 4);
   AddSection(file, 0xFFD2, thumbnail);
   return file;

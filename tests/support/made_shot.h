@@ -30,7 +30,7 @@ struct MadeShot {
   Bytes logo = {};
   std::function<Bytes(const std::string& size, int camera, int exposure)> jpeg = JpegOf;
   Bytes thumbnail = TwoToneJpeg(408, 306, 80);
-  int half = 0;  // 1 or 2: only these cameras of a two-half shot are filled in
+  int half = 0;  // 1 or 2: only these cameras of a two-half shot are filled in; 3: both halves, one after the other
   // Rows of the two tables; empty: bytes that count, which no reader can mistake for another table's.
   Bytes cameraTable = {}, vignettingTable = {};
   int vertexX = -1234567, vertexY = 7654321, compassValue = -9000;

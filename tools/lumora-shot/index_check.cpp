@@ -1,17 +1,11 @@
 // Does the index tell one picture for each place, and do the pictures fill their section without gap or overlap?
 #include <algorithm>
-#include <array>
 
 #include "tools/lumora-shot/findings.h"
 #include "tools/lumora-shot/layout.h"
 
 namespace shot {
 namespace {
-
-// The cameras that the first half of a two-half shot takes; the second half takes the others.
-constexpr std::array<bool, 25> firstHalf = {true,  true,  false, false, true,  true, true,  true,  false,
-                                            false, false, true,  true,  true,  true, false, false, false,
-                                            true,  true,  true,  true,  false, true, true};
 
 std::string Title(const Shot& shot, const Entry& entry) {
   const Place place = shot.PlaceOf(entry.number);

@@ -1,6 +1,7 @@
 // The numbers of the shot file's format.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 namespace shot {
@@ -28,5 +29,10 @@ constexpr int64_t entrySize = 20;
 constexpr int firstDeviceOfSecondForm = 10;
 constexpr int thumbnailWidth = 408;
 constexpr int thumbnailHeight = 306;
+
+// The cameras that the first half of a two-half shot takes; the second half takes the others.
+constexpr std::array<bool, 25> firstHalf = {true,  true,  false, false, true,  true, true,  true,  false,
+                                            false, false, true,  true,  true,  true, false, false, false,
+                                            true,  true,  true,  true,  false, true, true};
 
 }  // namespace shot

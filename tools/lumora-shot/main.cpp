@@ -8,6 +8,8 @@
 #include "tools/panorama/command.h"
 #include "tools/panorama/hugin.h"
 #include "tools/photos/extract.h"
+#include "tools/rescue/advice.h"
+#include "tools/rescue/command.h"
 
 namespace {
 
@@ -40,7 +42,9 @@ int VerifyAll(const std::vector<std::string>& paths, bool all) {
       const bool fault = shot::HasFault(findings);
       std::printf("%s: %s\n", path.c_str(), fault ? "BAD" : "good");
       PrintFindings(findings, all);
-      if (fault) result = std::max(result, bad);
+      if (!fault) continue;
+      if (const std::string advice = rescue::AdviceFor(file); !advice.empty()) std::printf("%s\n", advice.c_str());
+      result = std::max(result, bad);
     } catch (const shot::CannotRead& error) {
       result = Complain(error);
     }
@@ -164,6 +168,17 @@ int main(int argc, char** argv) {
   panorama->add_flag("!--no-level", order.level, "Leave the camera's tilt as it was");
   panorama->add_flag("--crop", order.crop, "Leave out the rows that are not seen all round");
 
+  CLI::App* rescue = app.add_subcommand(
+      "rescue", "Makes a whole shot of what a power cut or a broken disk left of one; the source stays as it is");
+  rescue::Order wreck;
+  rescue->add_option("FILE", wreck.source, "What is left of a shot: a \"tmp\", or a damaged or cut file")->required();
+  rescue->add_option("OUT", wreck.out, "The shot file to write, which must not be there yet")->required();
+  rescue->add_flag("--list", wreck.list,
+                   "Tell of each picture whether its place is certain or doubtful, or it is lost");
+  rescue->add_flag("--certain", wreck.certainOnly, "Leave pictures out whose place is doubtful");
+  rescue->footer(
+      "Exit: 0 all pictures are there and certain, 1 some, 2 none, or a file that cannot be read or written.");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -176,6 +191,7 @@ int main(int argc, char** argv) {
     if (*hugin) return Hugin(path, target, view);
     if (*sheet) return Sheet(path, target);
     if (*panorama) return panorama::Make(order);
+    if (*rescue) return rescue::Run(wreck);
     return VerifyAll(paths, all);
   } catch (const std::exception& error) {
     return Complain(error);
