@@ -63,6 +63,8 @@ class Decision {
           Vote(slot - static_cast<int>(i - chain_.begin));
     for (const auto& [base, votes] : votes_)
       if (votes > chain_.votes) chain_.base = base, chain_.votes = votes;
+    for (const auto& [base, votes] : votes_)
+      if (votes == chain_.votes && base != chain_.base) chain_.rival = base;
     if (chain_.base < 0) return {chain_};
     const auto [agree, differ] = ClaimsFor(e_, chain_, chain_.base);
     const bool bothEnds = !front_ || !back_ || chain_.Length() == e_.Slots();

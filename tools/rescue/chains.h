@@ -26,13 +26,18 @@ struct Evidence {
 // `base` of the shot, counting from 0, the next one as the following number, two to a frame.
 struct Chain {
   size_t begin, end;
-  int base = -1;  // not known
+  int base = -1;   // not known
+  int rival = -1;  // another number for which as much speaks
   int votes = 0;
   bool certain = false;
   std::string why{};  // it is not certain
 
   int Length() const { return static_cast<int>(end - begin); }
   int SlotOf(size_t picture) const { return base + static_cast<int>(picture - begin); }
+  // The frame of a picture is the same by both numbers.
+  bool Decides(size_t picture) const {
+    return rival < 0 || SlotOf(picture) / 2 == (SlotOf(picture) - base + rival) / 2;
+  }
   int EndSlot() const { return base + Length(); }
 };
 

@@ -8,8 +8,9 @@
 
 namespace rescue {
 
-// For each picture of the finds the place that the index gives it; nothing where no entry names exactly its bytes, or
-// more than one does. An entry whose fields are not those of its own number counts for nothing.
+// For each picture of the finds the place that the index gives it: the one entry that names exactly its bytes, or, for
+// neighbours that all stand elsewhere than they did, the one row of entries with just their sizes. Nothing where there
+// is none, or more than one. An entry whose fields are not those of its own number counts for nothing.
 std::vector<std::optional<shot::Place>> IndexClaims(Source source, const Head& head, const Finds& finds);
 
 }  // namespace rescue

@@ -89,6 +89,8 @@ class Result {
     else if (slot / 2 >= holds_ && !claimed)
       placed.why = e_.head.sure ? "it is not sure whether the shot was taken in two halves"
                                 : "it is not sure how many exposures the shot has";
+    else if (!chain.Decides(i) && !claimed)
+      placed.why = "the index tells of its neighbour alone, and it may be of the frame before or behind";
     else if (!chain.certain || (e_.claims[i] && !claimed))
       placed.why = chain.why.empty() ? "the index tells another place" : chain.why;
     else
