@@ -173,6 +173,9 @@ int main(int argc, char** argv) {
   rescue::Order wreck;
   rescue->add_option("FILE", wreck.source, "What is left of a shot: a \"tmp\", or a damaged or cut file")->required();
   rescue->add_option("OUT", wreck.out, "The shot file to write, which must not be there yet")->required();
+  rescue->add_flag("--scan", wreck.scan,
+                   "FILE is a disk, or its image: searches all of it for shots and pictures, and writes them into the "
+                   "directory OUT");
   rescue->add_flag("--list", wreck.list,
                    "Tell of each picture whether its place is certain or doubtful, or it is lost");
   rescue->add_flag("--certain", wreck.certainOnly, "Leave pictures out whose place is doubtful");
