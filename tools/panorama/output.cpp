@@ -84,7 +84,8 @@ class JpegWriter {
 shot::Bytes ToJpeg(const Stitched& stitched, Rows rows, int quality) {
   const Canvas& canvas = *stitched.canvas;
   std::optional<ToneMap> toneMap;
-  if (stitched.scale) toneMap.emplace(SmallOf(canvas), canvas.Width(), *stitched.scale, stitched.middle);
+  if (stitched.scale)
+    toneMap.emplace(SmallOf(canvas), canvas.Width(), *stitched.scale, stitched.whites, stitched.middle);
   JpegWriter writer(canvas.Width(), rows.end - rows.begin, quality);
   Layer<Shade> strip(canvas.Width(), rowsAtOnce);
   for (int begin = rows.begin; begin < rows.end; begin += rowsAtOnce) {

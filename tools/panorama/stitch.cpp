@@ -60,6 +60,7 @@ class Work {
       Stitched stitched = Attempt();
       if (damaged_) continue;  // then without those that are
       stitched.scale = scale_;
+      for (const int exposure : exposures_) stitched.whites.push_back(FullSignalOf(shot_.record.Exposure(exposure)));
       stitched.middle = FullSignalOf(shot_.record.Exposure(shot_.record.MiddleStep()));
       stitched.missing = missing_;
       return stitched;

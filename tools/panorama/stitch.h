@@ -30,7 +30,8 @@ struct Stitched {
   std::unique_ptr<Seams> seams;
   std::unique_ptr<Canvas> canvas;      // closed
   std::optional<RadianceScale> scale;  // of the canvas's codes; nothing if they are levels
-  double middle = 1;                   // radiance that fills the middle exposure
+  std::vector<double> whites;          // radiance that fills each exposure
+  double middle = 1;                   // the same of the middle one
   std::vector<std::string> missing;    // what the shot should hold and does not, in words
 };
 

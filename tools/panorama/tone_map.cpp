@@ -9,52 +9,17 @@ namespace panorama {
 namespace {
 
 constexpr float stop = RadianceScale::codesPerStop;
-constexpr float texture = 0.33f * stop;  // differences up to about this are detail, larger ones divide the scene
 // Where the large parts come to lie, in stops below white: half of the sphere on either side of middleGray.
-constexpr float brightest = -0.6f * stop, middleGray = -2.0f * stop, darkest = -4.6f * stop;
-constexpr float mostLift = 2 * stop;  // of the middle against the middle exposure; what is darker was night
-constexpr float detailGain = 1.55f;   // the scene's range is smaller than it was; this keeps it crisp
+constexpr float brightest = -0.45f * stop, middleGray = -2.0f * stop, darkest = -4.6f * stop;
+constexpr float mostLift = 2 * stop;   // of the middle against the middle exposure; what is darker was night
+constexpr double clipsFrom = 0.72;     // signal from which on an exposure shows less and less: level 220
+constexpr double moreDetail = 1.1;     // than the best exposure: some of it is taken for large parts
+constexpr double mostGain = 4;         // of detail: what would need more is noise
+constexpr float detail = 1.0f * stop;  // about as much is detail, more is an edge and keeps its own height
+constexpr int columnsOfGrid = 64;      // a cell is 5.6 degrees wide and high
 
 // How light a pixel is to the eye, in codes.
 int Lightness(Codes codes) { return (2 * codes[0] + 5 * codes[1] + codes[2]) >> 3; }
-
-// Means over squares of 2 `radius` + 1; columns go round, rows end.
-Layer<float> Means(const Layer<float>& layer, int radius) {
-  const int width = layer.Width(), height = layer.Height();
-  Layer<float> across(width, height), means(width, height);
-  const auto round = [width](int x) { return (x % width + width) % width; };
-  for (int y = 0; y < height; y++) {
-    const float* row = layer.Row(y);
-    double sum = 0;
-    for (int x = -radius; x <= radius; x++) sum += row[round(x)];
-    for (int x = 0; x < width; x++) {
-      across.Row(y)[x] = static_cast<float>(sum / (2 * radius + 1));
-      sum += row[round(x + radius + 1)] - row[round(x - radius)];
-    }
-  }
-  std::vector<double> sums(static_cast<size_t>(width), 0.0);
-  const auto add = [&](int y, double sign) {
-    const float* row = across.Row(std::clamp(y, 0, height - 1));
-    for (int x = 0; x < width; x++) sums[static_cast<size_t>(x)] += sign * row[x];
-  };
-  for (int y = -radius; y <= radius; y++) add(y, 1);
-  for (int y = 0; y < height; y++) {
-    for (int x = 0; x < width; x++)
-      means.Row(y)[x] = static_cast<float>(sums[static_cast<size_t>(x)] / (2 * radius + 1));
-    add(y + radius + 1, 1);
-    add(y - radius, -1);
-  }
-  return means;
-}
-
-// A new layer of what `make` says of each pixel.
-template <typename Make>
-Layer<float> Each(int width, int height, const Make& make) {
-  Layer<float> layer(width, height);
-  for (int y = 0; y < height; y++)
-    for (int x = 0; x < width; x++) layer.Row(y)[x] = make(x, y);
-  return layer;
-}
 
 // One side of the middle: distances from it as they are shown. Near the middle nothing changes; `found` comes to
 // `wanted`, if that is less, and what is beyond is squeezed more and more.
@@ -76,38 +41,102 @@ double Soft(double signal) {
 
 }  // namespace
 
-ToneMap::ToneMap(const Layer<Codes>& small, int width, const RadianceScale& scale, double middle) : width_(width) {
-  Smooth(small);
-  ChooseCurve(small, scale.CodeOf(Splat(static_cast<float>(middle)))[0]);
-  for (int code = lowestShifted_; code <= 2 * highestCode; code++)
-    levels_.push_back(
-        static_cast<uint8_t>(std::lround(255 * Display(Soft(std::max(scale.RadianceAt(code), 0.0) / middle)))));
+LargeParts::LargeParts(const Layer<Codes>& small)
+    : width_(columnsOfGrid), height_(columnsOfGrid / 2), cells_(static_cast<size_t>(width_ * height_), Cell{}) {
+  std::vector<Cell> weights(cells_.size(), Cell{});
+  for (int y = 0; y < small.Height(); y++)
+    for (int x = 0; x < small.Width(); x++) {
+      const int lightness = Lightness(Shown(small.Row(y)[x]));
+      const auto cell = static_cast<size_t>(y * height_ / small.Height() * width_ + x * width_ / small.Width());
+      const auto step = static_cast<size_t>((lightness + codesPerStep / 2) / codesPerStep);
+      weights[cell][step] += 1;
+      cells_[cell][step] += static_cast<float>(lightness);
+    }
+  Blur(cells_, width_, height_);
+  Blur(weights, width_, height_);
+  for (size_t cell = 0; cell < cells_.size(); cell++)
+    for (size_t step = 0; step < steps; step++) {
+      constexpr float alone = 1e-3f;  // what nobody around is like is its own mean
+      cells_[cell][step] =
+          (cells_[cell][step] + alone * static_cast<float>(step) * codesPerStep) / (weights[cell][step] + alone);
+    }
 }
 
-void ToneMap::Smooth(const Layer<Codes>& small) {
-  const int width = small.Width(), height = small.Height(), radius = std::max(width / 56, 2);
-  const auto light = Each(width, height, [&](int x, int y) { return static_cast<float>(Lightness(small.Row(y)[x])); });
-  const auto square = Each(width, height, [&](int x, int y) { return light.Row(y)[x] * light.Row(y)[x]; });
-  const Layer<float> mean = Means(light, radius), meanSquare = Means(square, radius);
-  const auto slope = Each(width, height, [&](int x, int y) {
-    const float variance = std::max(meanSquare.Row(y)[x] - mean.Row(y)[x] * mean.Row(y)[x], 0.0f);
-    return variance / (variance + texture * texture);
-  });
-  const auto offset = Each(width, height, [&](int x, int y) { return mean.Row(y)[x] * (1 - slope.Row(y)[x]); });
-  slope_ = Means(slope, radius);
-  offset_ = Means(offset, radius);
+// Binomial weights, 1 4 6 4 1, along columns, rows and codes; columns go round.
+void LargeParts::Blur(std::vector<Cell>& cells, int width, int height) {
+  const auto along = [](const auto& at) {
+    Cell sum;
+    for (size_t i = 0; i < steps; i++) sum[i] = (at(-2)[i] + at(2)[i] + 4 * (at(-1)[i] + at(1)[i]) + 6 * at(0)[i]) / 16;
+    return sum;
+  };
+  std::vector<Cell> from = cells;
+  for (int y = 0; y < height; y++)
+    for (int x = 0; x < width; x++)
+      cells[static_cast<size_t>(y * width + x)] =
+          along([&](int i) -> const Cell& { return from[static_cast<size_t>(y * width + (x + i + width) % width)]; });
+  from = cells;
+  for (int y = 0; y < height; y++)
+    for (int x = 0; x < width; x++)
+      cells[static_cast<size_t>(y * width + x)] = along([&](int i) -> const Cell& {
+        return from[static_cast<size_t>(std::clamp(y + i, 0, height - 1) * width + x)];
+      });
+  for (Cell& cell : cells) {
+    const Cell lone = cell;
+    const auto at = [&](int step) { return step >= 0 && step < steps ? lone[static_cast<size_t>(step)] : 0.0f; };
+    for (int step = 0; step < steps; step++)
+      cell[static_cast<size_t>(step)] =
+          (at(step - 2) + at(step + 2) + 4 * (at(step - 1) + at(step + 1)) + 6 * at(step)) / 16;
+  }
+}
+
+LargeParts::Row::Row(const LargeParts& parts, int row, int width, int height)
+    : perColumn_(static_cast<float>(parts.width_) / static_cast<float>(width)) {
+  const float y =
+      (static_cast<float>(row) + 0.5f) * static_cast<float>(parts.height_) / static_cast<float>(height) - 0.5f;
+  const int above = std::clamp(static_cast<int>(std::floor(y)), 0, parts.height_ - 1);
+  const int below = std::min(above + 1, parts.height_ - 1);
+  const float low = std::clamp(y - static_cast<float>(above), 0.0f, 1.0f);
+  means_.reserve(static_cast<size_t>((parts.width_ + 1) * steps));
+  for (int x = 0; x <= parts.width_; x++) {
+    const Cell &upper = parts.At(x % parts.width_, above), &lower = parts.At(x % parts.width_, below);
+    for (size_t step = 0; step < steps; step++) means_.push_back(upper[step] * (1 - low) + lower[step] * low);
+  }
+}
+
+float LargeParts::Row::At(int column, int lightness) const {
+  float x = (static_cast<float>(column) + 0.5f) * perColumn_ - 0.5f;
+  if (x < 0) x += columnsOfGrid;
+  const int left = static_cast<int>(x);
+  const float right = x - static_cast<float>(left);
+  const int step = lightness / codesPerStep;
+  const float up = static_cast<float>(lightness - step * codesPerStep) / codesPerStep;
+  const float* at = &means_[static_cast<size_t>(left * steps + step)];
+  const float here = at[0] + (at[1] - at[0]) * up, there = at[steps] + (at[steps + 1] - at[steps]) * up;
+  return here + (there - here) * right;
+}
+
+ToneMap::ToneMap(const Layer<Codes>& small, int width, const RadianceScale& scale, const std::vector<double>& whites,
+                 double middle)
+    : width_(width), parts_(small) {
+  ChooseCurve(small, scale.CodeOf(Splat(static_cast<float>(middle)))[0]);
+  for (int code = lowestShifted_; code <= 2 * highestCode; code++) {
+    shown_.push_back(static_cast<float>(255 * Display(Soft(std::max(scale.RadianceAt(code), 0.0) / middle))));
+    levels_.push_back(static_cast<uint8_t>(std::lround(shown_.back())));
+  }
+  ChooseGain(scale, whites);
 }
 
 void ToneMap::ChooseCurve(const Layer<Codes>& small, int full) {
   // How much of the sphere has which code.
   std::vector<double> counts(highestCode + 1, 0.0);
-  for (int y = 0; y < small.Height(); y++)
+  for (int y = 0; y < small.Height(); y++) {
+    const LargeParts::Row parts(parts_, y, small.Width(), small.Height());
     for (int x = 0; x < small.Width(); x++) {
-      const auto large =
-          static_cast<int>(slope_.Row(y)[x] * static_cast<float>(Lightness(small.Row(y)[x])) + offset_.Row(y)[x]);
+      const auto large = static_cast<int>(parts.At(x, Lightness(Shown(small.Row(y)[x]))));
       counts[static_cast<size_t>(std::clamp(large, 0, highestCode))] +=
           std::sin((y + 0.5) / small.Height() * std::numbers::pi);
     }
+  }
   const double all = std::accumulate(counts.begin(), counts.end(), 0.0);
   const auto part = [&](double share) {
     double sum = 0;
@@ -127,36 +156,35 @@ void ToneMap::ChooseCurve(const Layer<Codes>& small, int full) {
   }
 }
 
+// Detail is a small step of codes, which a picture shows as a step of levels: in one exposure by the slope of the curve
+// at the part's own level, here by the slope where the part has come to lie.
+void ToneMap::ChooseGain(const RadianceScale& scale, const std::vector<double>& whites) {
+  constexpr int reach = 10;  // codes on either side
+  for (int code = 0; code <= highestCode; code++) {
+    double best = 0;
+    for (const double white : whites)
+      if (scale.RadianceAt(code) < clipsFrom * white)
+        best = std::max(best, 255 * (Display(scale.RadianceAt(code + reach) / white) -
+                                     Display(std::max(scale.RadianceAt(code - reach), 0.0) / white)));
+    const auto at = shown_.begin() + code + shift_[static_cast<size_t>(code)] - lowestShifted_;
+    const auto here = static_cast<double>(at[reach] - at[-reach]);
+    gain_.push_back(best > 0 ? static_cast<float>(std::clamp(moreDetail * best / here, 1.0, mostGain)) : 1.0f);
+  }
+}
+
 void ToneMap::Show(int row, const Codes* codes, Shade* out) const {
-  // The small picture's rows and columns round this one, in halves of its pixels.
-  const int reduction = width_ / slope_.Width();
-  const float y = (static_cast<float>(row) + 0.5f) / static_cast<float>(reduction) - 0.5f;
-  const int above = std::clamp(static_cast<int>(std::floor(y)), 0, slope_.Height() - 1);
-  const int below = std::min(above + 1, slope_.Height() - 1);
-  const float low = std::clamp(y - static_cast<float>(above), 0.0f, 1.0f);
-  const auto at = [&](const Layer<float>& layer, int x) {
-    const int column = (x + layer.Width()) % layer.Width();
-    return layer.Row(above)[column] * (1 - low) + layer.Row(below)[column] * low;
-  };
-  for (int x = -1; x < slope_.Width(); x++) {
-    // Pixels between the middles of two columns of the small picture.
-    const float slope = at(slope_, x), slopeStep = at(slope_, x + 1) - slope;
-    const float offset = at(offset_, x), offsetStep = at(offset_, x + 1) - offset;
-    const int begin = x * reduction + reduction / 2;
-    for (int i = 0; i < reduction; i++) {
-      const int column = begin + i;
-      if (column < 0 || column >= width_) continue;
-      const float way = (static_cast<float>(i) + 0.5f) / static_cast<float>(reduction);
-      const Codes pixel = Shown(codes[column]);
-      const auto large = static_cast<int>((slope + slopeStep * way) * static_cast<float>(Lightness(pixel)) + offset +
-                                          offsetStep * way);
-      const int detail = Lightness(pixel) - large;
-      const int shift = shift_[static_cast<size_t>(std::clamp(large, 0, highestCode))] +
-                        static_cast<int>(static_cast<float>(detail) * (detailGain - 1)) - lowestShifted_;
-      for (size_t colour = 0; colour < 3; colour++)
-        out[column][colour] =
-            levels_[static_cast<size_t>(std::clamp(pixel[colour] + shift, 0, static_cast<int>(levels_.size()) - 1))];
-    }
+  const LargeParts::Row parts(parts_, row, width_, width_ / 2);
+  for (int x = 0; x < width_; x++) {
+    const Codes pixel = Shown(codes[x]);
+    const int lightness = Lightness(pixel);
+    const float large = parts.At(x, lightness);
+    const auto part = static_cast<size_t>(std::clamp(static_cast<int>(large), 0, highestCode));
+    const float over = static_cast<float>(lightness) - large;
+    const float small = over / detail;
+    const int shift = shift_[part] + static_cast<int>(over * (gain_[part] - 1) / (1 + small * small)) - lowestShifted_;
+    for (size_t colour = 0; colour < 3; colour++)
+      out[x][colour] =
+          levels_[static_cast<size_t>(std::clamp(pixel[colour] + shift, 0, static_cast<int>(levels_.size()) - 1))];
   }
 }
 
