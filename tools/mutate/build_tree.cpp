@@ -61,7 +61,8 @@ BuildTree::BuildTree(fs::path source, fs::path build) : source_(std::move(source
     if (line.empty()) continue;
     if (line[0] != ' ') {
       object = line.substr(0, line.find(':'));
-    } else if (const std::string path = line.substr(4); path.starts_with(source_.string() + "/")) {
+    } else if (const std::string path = (build_ / line.substr(4)).lexically_normal();
+               path.starts_with(source_.string() + "/")) {  // a compiler cache may have made it relative
       usedBy_[path.substr(source_.string().size() + 1)].push_back(object);
     }
   }
