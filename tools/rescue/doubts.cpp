@@ -59,30 +59,67 @@ int OrderHoldsUntil(const Evidence& e) {
   return holds;
 }
 
-std::vector<bool> RunsWithAFrameTwice(const Evidence& e, const std::vector<int>& pictures) {
-  std::vector<bool> twice(e.order.empty() ? 0 : static_cast<size_t>(e.order.back().run) + 1);
-  std::vector<bool> varied = twice, whole(twice.size(), true);
+std::vector<bool> RunsOutOfOrder(const Evidence& e, const std::vector<int>& pictures) {
+  std::vector<bool> same(e.order.empty() ? 0 : static_cast<size_t>(e.order.back().run) + 1);
+  std::vector<bool> different = same, whole(same.size(), true);
   for (size_t slot = 0; slot < pictures.size(); ++slot) {
     const auto run = static_cast<size_t>(e.order[slot / 2].run);
     if (pictures[slot] < 0) whole[run] = false;
-    for (const size_t next : {slot / 2 * 2 + 2, slot / 2 * 2 + 3}) {  // its neighbour's two sizes
-      if (next >= pictures.size() || e.order[next / 2].run != e.order[slot / 2].run) continue;
+    const size_t behind = slot / 2 * 2 + 2;  // its own frame has its two sizes
+    for (size_t next = behind; next < pictures.size() && e.order[next / 2].run == e.order[slot / 2].run; ++next) {
       if (pictures[slot] < 0 || pictures[next] < 0) continue;
       const Found &a = e.pictures[static_cast<size_t>(pictures[slot])],
                   &b = e.pictures[static_cast<size_t>(pictures[next])];
       if (a.kind != b.kind || !a.Sound() || !b.Sound()) continue;
       if (SameBytes(e.source, a, b))
-        twice[run] = true;
+        same[run] = true;
       else
-        varied[run] = true;
+        different[run] = true;
     }
   }
-  for (size_t run = 0; run < twice.size(); ++run) {
-    twice[run] = twice[run] && varied[run];
-    // What went wrong in one run goes on, and shows at the end of the next one, if that was reached.
-    if (run > 0 && twice[run - 1] && !whole[run]) twice[run] = true;
+  std::vector<bool> doubtful(same.size());
+  for (size_t run = 0; run < same.size(); ++run) {
+    if (!same[run] || !different[run]) continue;
+    doubtful[run] = true;
+    if (run > 0) doubtful[run - 1] = true;
+    if (run + 1 < same.size() && !whole[run + 1]) doubtful[run + 1] = true;
   }
-  return twice;
+  return doubtful;
+}
+
+std::vector<bool> FramesOfAnotherCamera(const Evidence& e, const std::vector<int>& pictures) {
+  constexpr double alike = 0.75, clearly = 0.3;
+  constexpr int beside = 2;
+  const auto small = [&](size_t frame) -> const Small* {
+    for (const size_t slot : {2 * frame, 2 * frame + 1})
+      if (pictures[slot] >= 0 && e.pictures[static_cast<size_t>(pictures[slot])].Sound())
+        return &e.pictures[static_cast<size_t>(pictures[slot])].look.small;
+    return nullptr;
+  };
+  // The best agreement of a frame with another exposure of a camera; nothing if there is none.
+  const auto agreement = [&](size_t frame, int camera) {
+    std::optional<double> best;
+    for (size_t other = 0; other < e.order.size(); ++other) {
+      if (e.order[other].camera != camera || e.order[other].exposure == e.order[frame].exposure || !small(other))
+        continue;
+      best = std::max(best.value_or(-1), Correlation(*small(frame), *small(other)));
+      if (*best >= alike) break;
+    }
+    return best;
+  };
+  std::vector<bool> another(e.order.size());
+  for (size_t frame = 0; frame < e.order.size(); ++frame) {
+    if (!small(frame)) continue;
+    const auto own = agreement(frame, e.order[frame].camera);
+    if (!own || *own >= alike) continue;
+    for (int step = -beside; step <= beside; ++step) {
+      const auto neighbour = frame + static_cast<size_t>(step);  // below 0 it is far above
+      if (step == 0 || neighbour >= e.order.size() || e.order[neighbour].run != e.order[frame].run) continue;
+      const double theirs = agreement(frame, e.order[neighbour].camera).value_or(0);
+      if (theirs >= alike && theirs >= *own + clearly) another[frame] = true;
+    }
+  }
+  return another;
 }
 
 }  // namespace rescue

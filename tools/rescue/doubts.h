@@ -10,9 +10,13 @@ namespace rescue {
 // are taken for the first of the shot.
 int OrderHoldsUntil(const Evidence& evidence);
 
-// The runs in which two neighbouring cameras show the same although not all do: a frame came twice there, or late, and
-// the pictures may be those of the next camera, or of the one before. `pictures`: by their number in the shot, -1 where
+// The runs that a frame which came twice or late may have put out of order, so that pictures are those of a camera
+// before or behind: runs in which two cameras show the very same although not all do, the run before each, in whose
+// last frames it may have happened, and one behind that is not whole. `pictures`: by their number in the shot, -1 where
 // there is none.
-std::vector<bool> RunsWithAFrameTwice(const Evidence& evidence, const std::vector<int>& pictures);
+std::vector<bool> RunsOutOfOrder(const Evidence& evidence, const std::vector<int>& pictures);
+
+// The frames that show clearly more of what a camera beside theirs shows in its other exposures than of their own.
+std::vector<bool> FramesOfAnotherCamera(const Evidence& evidence, const std::vector<int>& pictures);
 
 }  // namespace rescue

@@ -66,7 +66,8 @@ class Result {
       for (size_t i = chain.begin; i < chain.end; ++i)
         if (chain.base >= 0 && chain.SlotOf(i) < e.Slots() && e.pictures[i].ended)
           bySlot[static_cast<size_t>(chain.SlotOf(i))] = static_cast<int>(i);
-    twice_ = RunsWithAFrameTwice(e, bySlot);
+    outOfOrder_ = RunsOutOfOrder(e, bySlot);
+    another_ = FramesOfAnotherCamera(e, bySlot);
     for (const Chain& chain : chains)
       for (size_t i = chain.begin; i < chain.end; ++i) Add(chain, i);
   }
@@ -84,8 +85,10 @@ class Result {
     const Frame& frame = e_.order[static_cast<size_t>(slot / 2)];
     const bool claimed = e_.claims[i] && *e_.claims[i] == slot / 2;
     Placed placed{{picture.kind, frame.camera, frame.exposure}, i, Certainty::Doubtful, ""};
-    if (twice_[static_cast<size_t>(frame.run)])
-      placed.why = "two cameras of its row show the same: a frame came twice or late";
+    if (outOfOrder_[static_cast<size_t>(frame.run)])
+      placed.why = "two cameras of its row, or of the next one, show the very same: a frame came twice or late";
+    else if (another_[static_cast<size_t>(slot / 2)])
+      placed.why = "it shows what the camera beside it shows in its other exposures";
     else if (slot / 2 >= holds_ && !claimed)
       placed.why = e_.head.sure ? "it is not sure whether the shot was taken in two halves"
                                 : "it is not sure how many exposures the shot has";
@@ -109,7 +112,7 @@ class Result {
 
   const Evidence& e_;
   const int holds_;
-  std::vector<bool> twice_;
+  std::vector<bool> outOfOrder_, another_;
 };
 
 }  // namespace
