@@ -61,7 +61,7 @@ Board::Board(BoardOptions wanted)
       panel(kernel, gpio, coProcessor),
       button(kernel, coProcessor),
       clockChip(kernel, faults),
-      disk(faults, paths.Disk(), options.diskKBs),
+      disk(kernel, faults, paths.Disk(), options.diskKBs),
       stdio(
           kernel, paths, disk, [this](const char* data, size_t size) { WriteLog(data, size); },
           [this] { return SystemTime(); }),
@@ -86,6 +86,7 @@ Board::Board(BoardOptions wanted)
 }
 
 Board::~Board() {
+  disk.Synced();  // nobody has pulled anything: the simulation ends
   PowerOff();
   current = nullptr;
 }
@@ -178,7 +179,7 @@ void Board::CleanUp() {
   heap.FreeAll();
   threads_.clear();
   signalHandlers_.clear();
-  disk.Unmount();
+  disk.PowerLost();
   gpio.Reset();
   pinRegisters.Reset();
   coProcessor.Reset();
@@ -211,6 +212,13 @@ void Board::ApplicationExits(int status) {
   exitStatus_ = status;
   media.ProcessEnds();
   kernel.KillFibers();  // all threads of the process; the power stays on
+}
+
+bool Board::SyncDisk() {
+  const UsbDisk::Verdict verdict = disk.BeforeSync();
+  kernel.Spend(verdict.takes);
+  if (verdict.error == 0) disk.Synced();
+  return verdict.error == 0;
 }
 
 int Board::StartThread(pthread_t* id, void* (*body)(void*), void* argument) {

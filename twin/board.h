@@ -102,6 +102,7 @@ class Board {
   void Complain(std::string what);
   Duration SystemTime() const { return kernel.Now() + systemOffset_; }  // since 1970, as the board believes
   void SetSystemTime(Duration sinceEpoch) { systemOffset_ = sinceEpoch - kernel.Now(); }
+  bool SyncDisk();                                                       // takes its time; false if it fails
   int StartThread(pthread_t* id, void* (*body)(void*), void* argument);  // results of pthread_create
   int JoinThread(pthread_t id);
   sighandler_t SetSignalHandler(int number, sighandler_t handler);

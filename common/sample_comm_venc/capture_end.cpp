@@ -1,5 +1,7 @@
 #include "common/sample_comm_venc/capture_end.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -110,13 +112,16 @@ BYTE FinishContainer(LumoVencStatus* en, const ControlSignals* ctrlSigs) {
   return code;
 }
 
-// Closes the file and gives it the name it keeps. A rename that fails leaves the temporary name.
+// Closes the file and gives it the name it keeps. A rename that fails leaves the temporary name. The disk gets the file
+// before it gets the name, and the name before anybody is told: what the kernel keeps back is lost with the battery.
 void TakeFinalName(LumoVencStatus* en, const char* extension) {
   char oldPath[kOriPathSize];
   memcpy(oldPath, en->oriPath, sizeof(oldPath));
   CloseFile(en);
+  sync();
   LumoSetExtension(en->oriPath, extension);
   rename(oldPath, en->oriPath);
+  sync();
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 // Stops both channels and finishes the file: a whole shot gets its index and JPEG section size patched in, its
 // thumbnail behind the JPEGs and the name it keeps; a single-camera shot only its name; the first half of a two-half
 // shot stays open for the second. jpgFileBuf must hold the half JPEG of the thumbnail's camera; it is overwritten.
+// A file that gets its name is on the disk when this returns: two syncs, of at most the kernel's waiting writes.
 //
 // Returns 0 if needSave still holds 0xFF, which the caller then clears, or the negative of the code left in needSave:
 //   1  channel 0 does not stop   2  channel 1 (wins over 1)     the file stays open

@@ -40,10 +40,11 @@ constexpr HI_S32 kFrameTimeout = 2000;  // ms
 
 int memDev = -1;
 
-// Ends a pass, good or bad. Returns the negative of the code.
+// Ends a pass, good or bad, with its files on the disk. Returns the negative of the code.
 int EndPass(ControlSignals* ctrlSigs, uint16_t* rawBuf, BYTE code) {
   free(rawBuf);
   ctrlSigs->rawLoadInfo = kRawLoadEmpty;
+  sync();
   ctrlSigs->needSave = code;
   return -code;
 }

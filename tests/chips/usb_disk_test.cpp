@@ -13,7 +13,7 @@ struct Disk : testing::Test {
   fs::path directory = fs::path(testing::TempDir()) / ("disk-" + std::to_string(getpid()));
   Kernel kernel;
   Faults faults{kernel};
-  UsbDisk disk{faults, directory, 1024 * 1024};
+  UsbDisk disk{kernel, faults, directory, 1024 * 1024};
 
   Disk() { disk.Mount(); }
   ~Disk() override { fs::remove_all(directory); }

@@ -111,8 +111,9 @@ class Road {
     Name(oldPath, path);
   }
   void Name(const std::string& oldPath, const std::string& path) {
-    Add("file close");
+    for (const char* line : {"file close", "file sync"}) Add(line);
     Add("file rename \"" + oldPath + "\" \"" + path + '"');
+    Add("file sync");
   }
   void Rest() { Add("sleep 100000"); }
 };

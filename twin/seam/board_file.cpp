@@ -36,6 +36,11 @@ std::unique_ptr<BoardFile> BoardFile::Open(Kernel& kernel, const Paths& paths, U
   } else {
     kernel.Spend(kFlashLookUp);
   }
+  if (where.onDisk && exists && (flags & O_TRUNC) != 0) {  // what it held stays on the stick until a sync
+    disk.Replacing(where.volume);
+    std::filesystem::remove(where.host, ignored);
+    disk.Removed(where.volume);
+  }
   const int descriptor = open(where.host.c_str(), flags | O_CLOEXEC, 0666);
   if (descriptor < 0) return nullptr;
   std::unique_ptr<BoardFile> file(new BoardFile(disk, date, std::move(where), descriptor));

@@ -47,12 +47,13 @@ struct Command {
 
 ExitCode Sync(Call& call) {
   if (!call.words.empty()) return {};
-  return call.board.disk.BeforeSync().error == 0 ? 0 : 1;
+  return call.board.SyncDisk() ? 0 : 1;
 }
 
 ExitCode Unmount(Call& call) {
   if (call.words != Words{"/mnt/udisk"}) return {};
   const bool busy = call.board.stdio.OpenOnDisk() + call.board.tiffFiles.OpenOnDisk() > 0;
+  if (!busy) call.board.kernel.Spend(call.board.disk.SyncTime());
   const int error = busy ? EBUSY : call.board.disk.Unmount();
   return error == 0 ? 0 : call.Fail("umount: can't unmount /mnt/udisk: " + std::string(strerror(error)), 32);
 }

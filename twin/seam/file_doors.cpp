@@ -77,6 +77,7 @@ int Rename(const char* from, const char* to) {
   int result = 0;
   if (source.onDisk && !Allowed(board.disk.BeforeRename(source.volume, target.volume), result)) return result;
   if (!source.onDisk) board.kernel.Spend(kFlashLookUp);
+  if (source.onDisk) board.disk.Replacing(target.volume);
   result = ::rename(source.host.c_str(), target.host.c_str());
   if (result == 0 && source.onDisk) board.disk.Renamed(source.volume, target.volume);
   return result;
@@ -88,6 +89,7 @@ int Remove(const char* path, bool directories) {
   int result = 0;
   if (where.onDisk && !Allowed(board.disk.BeforeRemove(where.volume), result)) return result;
   if (!where.onDisk) board.kernel.Spend(kFlashLookUp);
+  if (where.onDisk) board.disk.Replacing(where.volume);
   result = directories ? ::remove(where.host.c_str()) : ::unlink(where.host.c_str());
   if (result == 0 && where.onDisk) board.disk.Removed(where.volume);
   return result;
@@ -149,6 +151,8 @@ int twin_statfs(const char* path, struct statfs* status) {
   }
   return 0;
 }
+
+void twin_sync() { Noted("sync", Board::Current().SyncDisk() ? 0 : -1); }
 
 DIR* twin_opendir(const char* path) {
   Board& board = Board::Current();

@@ -21,10 +21,11 @@ Duration TransferTime(uint64_t bytes, uint64_t bytesPerSecond) {
 
 }  // namespace
 
-UsbDisk::UsbDisk(Faults& faults, fs::path directory, uint64_t capacityKBs)
+UsbDisk::UsbDisk(Kernel& kernel, Faults& faults, fs::path directory, uint64_t capacityKBs)
     : faults_(faults),
       directory_(std::move(directory)),
       capacityKBs_(capacityKBs),
+      cache_(kernel, directory_, clusterKBs_ * kKB),
       open_(faults, "disk.open", "opening a file: fail, delay, powercut"),
       read_(faults, "disk.read", "reading: fail, delay, powercut"),
       write_(faults, "disk.write",
@@ -87,11 +88,9 @@ UsbDisk::Verdict UsbDisk::BeforeMakeDirectory(const std::string& /*path*/) {
 
 UsbDisk::Verdict UsbDisk::BeforeList(const std::string& /*path*/) { return Judge(list_, Needs::Reading, kCallTime); }
 
-UsbDisk::Verdict UsbDisk::BeforeSync() {
-  const Verdict verdict = Judge(sync_, Needs::Reading, kSyncTime);
-  if (verdict.error == 0) unsynced_ = false;
-  return verdict;
-}
+UsbDisk::Verdict UsbDisk::BeforeSync() { return Judge(sync_, Needs::Reading, SyncTime()); }
+
+Duration UsbDisk::SyncTime() const { return kSyncTime + TransferTime(cache_.WaitingBytes(), writeBytesPerSecond_); }
 
 UsbDisk::Verdict UsbDisk::BeforeStatfs() { return Judge(statfs_, Needs::Reading, kCallTime); }
 
@@ -135,6 +134,7 @@ UsbDisk::WriteVerdict UsbDisk::BeforeWrite(const std::string& path, uint64_t off
     }
   }
   verdict.takes += TransferTime(verdict.stored, writeBytesPerSecond_);
+  cache_.Writing(path, offset, verdict.stored);
   return verdict;
 }
 
@@ -150,15 +150,26 @@ uint64_t UsbDisk::FreeClusters() const {
   return used < TotalClusters() ? TotalClusters() - used : 0;
 }
 
-void UsbDisk::SizeChanged(const std::string& path, uint64_t bytes) {
+void UsbDisk::Account(const std::string& path, uint64_t bytes) {
   uint64_t& size = sizes_[path];
   usedClusters_ += Clusters(bytes) - Clusters(size);
   size = bytes;
 }
 
+void UsbDisk::SizeChanged(const std::string& path, uint64_t bytes) {
+  Account(path, bytes);
+  cache_.Sized(path, bytes);
+}
+
+void UsbDisk::Synced() {
+  cache_.Synced();
+  unsynced_ = false;
+}
+
 void UsbDisk::Renamed(const std::string& from, const std::string& to) {
   if (from == to) return;
-  Removed(to);
+  cache_.Renamed(from, to);
+  Forget(to);
   const auto found = sizes_.find(from);
   if (found == sizes_.end()) return;
   const uint64_t size = found->second;
@@ -178,13 +189,21 @@ void UsbDisk::Renamed(const std::string& from, const std::string& to) {
 }
 
 void UsbDisk::Removed(const std::string& path) {
+  cache_.Removed(path);
+  Forget(path);
+}
+
+void UsbDisk::Forget(const std::string& path) {
   const auto found = sizes_.find(path);
   if (found == sizes_.end()) return;
   usedClusters_ -= Clusters(found->second);
   sizes_.erase(found);
 }
 
-void UsbDisk::DirectoryMade(const std::string& path) { SizeChanged(path, 1); }
+void UsbDisk::DirectoryMade(const std::string& path) {
+  cache_.DirectoryMade(path);
+  Account(path, 1);
+}
 
 void UsbDisk::Count() {
   sizes_.clear();
@@ -192,9 +211,9 @@ void UsbDisk::Count() {
   for (const auto& entry : fs::recursive_directory_iterator(directory_)) {
     const std::string path = entry.path().lexically_relative(directory_).string();
     if (entry.is_directory()) {
-      DirectoryMade(path);
+      Account(path, 1);
     } else if (entry.is_regular_file()) {
-      SizeChanged(path, entry.file_size());
+      Account(path, entry.file_size());
     }
   }
 }
@@ -207,11 +226,13 @@ int UsbDisk::Mount() {
   if (mounted_) return EBUSY;
   mounted_ = true;
   stale_ = false;
+  cache_.Begin(clusterKBs_ * kKB);
   return 0;
 }
 
 int UsbDisk::Unmount() {
   if (!mounted_) return EINVAL;
+  if (Alive()) cache_.Synced();
   mounted_ = false;
   unsynced_ = false;
   stale_ = false;
@@ -238,8 +259,20 @@ void UsbDisk::Plug() {
 }
 
 void UsbDisk::Pull() {
+  if (Alive()) Lose();
   plugged_ = false;
   stale_ = mounted_;
+}
+
+void UsbDisk::PowerLost() {
+  if (Alive()) Lose();
+  mounted_ = stale_ = unsynced_ = false;
+}
+
+void UsbDisk::Lose() {
+  lastLoss_ = cache_.Lose(odds_);
+  cache_.Begin(clusterKBs_ * kKB);
+  Count();
 }
 
 void UsbDisk::FillTo(uint64_t freeKBs) {

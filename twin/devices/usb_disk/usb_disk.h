@@ -3,9 +3,10 @@
 // Bus face: the file calls ask before they act, and tell what they did; the files themselves stay on the host. All
 // paths here are relative to the volume's root ("DCIM/a.tmp"). World face: plug, pull, full, read-only, slow.
 // Modelled: capacity in clusters, mount state, errors of a full, pulled or read-only disk, board time of reads and
-// writes, writes that are torn, forgotten or cut off. Judged by the board: a switch-off by command with changes that no
-// sync has brought to the disk. Not modelled: the host's page cache (a write that returned is on the disk), limits of
-// the root directory, case folding of names.
+// writes, writes that are torn, forgotten or cut off, what is lost of changes that were not synced (write_cache.h).
+// A write takes as long as its bytes need to the stick, as where the kernel's cache is full; a sync the time of what
+// waits: the longer of both cases each. Judged by the board: a switch-off by command with changes that no sync has
+// brought to the disk. Not modelled: limits of the root directory, case folding of names.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "twin/devices/usb_disk/write_cache.h"
 #include "twin/faults/faults.h"
 #include "twin/kernel/kernel.h"
 
@@ -22,7 +24,7 @@ namespace twin {
 class UsbDisk {
  public:
   // `directory` is made if it does not exist; what is in it is the disk's content. Plugged, and not mounted.
-  UsbDisk(Faults& faults, std::filesystem::path directory, uint64_t capacityKBs);
+  UsbDisk(Kernel& kernel, Faults& faults, std::filesystem::path directory, uint64_t capacityKBs);
 
   // --- bus: what the doors ask ---
   // What becomes of an operation. `error` is an errno value, 0 if it may go on. `forgotten`: report success and do
@@ -39,7 +41,7 @@ class UsbDisk {
   Verdict BeforeRemove(const std::string& path);  // a file or an empty directory
   Verdict BeforeMakeDirectory(const std::string& path);
   Verdict BeforeList(const std::string& path);  // opendir
-  Verdict BeforeSync();                         // fsync, sync
+  Verdict BeforeSync();                         // Synced when its time has passed
   Verdict BeforeStatfs();
 
   struct WriteVerdict {
@@ -50,6 +52,8 @@ class UsbDisk {
     Duration takes{0};      // board time to Spend, before a power cut too
   };
   WriteVerdict BeforeWrite(const std::string& path, uint64_t offset, uint64_t size);
+  // The host's file is about to be removed, emptied or renamed over.
+  void Replacing(const std::string& path) { cache_.Replacing(path); }
   void CutPower() { faults_.PowerCut(); }
 
   // What was done, so that the free space stays right without a look at the host's files.
@@ -57,10 +61,12 @@ class UsbDisk {
   void Renamed(const std::string& from, const std::string& to);
   void Removed(const std::string& path);
   void DirectoryMade(const std::string& path);
+  void Synced();  // all that was changed is on the stick
 
   // `mount` and `umount` of the device: 0 or an errno value. Unmounting a pulled disk works.
   int Mount();
-  int Unmount();
+  int Unmount();  // brings all to the stick
+  Duration SyncTime() const;
   bool Mounted() const { return mounted_; }
   // Something was changed since the last sync or unmounting: a device would still have it in its memory alone.
   bool Unsynced() const { return unsynced_; }
@@ -76,7 +82,10 @@ class UsbDisk {
 
   // --- world ---
   void Plug();  // the same disk again; counts what is on it
-  void Pull();  // a mount that stands becomes stale: EIO until it is unmounted
+  void Pull();  // a mount that stands becomes stale: EIO until it is unmounted; what was not synced is left to chance
+  void PowerLost();  // what was not synced is left to chance; nothing is mounted any more
+  void SetOdds(const SectorOdds& odds) { odds_ = odds; }
+  const DiskLoss& LastLoss() const { return lastLoss_; }
   bool Plugged() const { return plugged_; }
   void SetReadOnly(bool readOnly) { readOnly_ = readOnly; }  // the switch on the stick's side
   bool ReadOnly() const { return readOnly_; }
@@ -102,7 +111,10 @@ class UsbDisk {
   enum class Needs { Reading, Writing, ForgettableWriting };
   Verdict Judge(FaultPoint& point, Needs needs, Duration takes);
   uint64_t Clusters(uint64_t bytes) const;
+  void Account(const std::string& path, uint64_t bytes);
+  void Forget(const std::string& path);
   void Count();
+  void Lose();
 
   Faults& faults_;
   std::filesystem::path directory_;
@@ -119,6 +131,9 @@ class UsbDisk {
   bool stale_ = false;
   bool readOnly_ = false;
   bool unsynced_ = false;
+  WriteCache cache_;
+  SectorOdds odds_;
+  DiskLoss lastLoss_;
   FaultPoint open_, read_, write_, rename_, remove_, makeDirectory_, list_, sync_, statfs_, mount_;
 };
 
