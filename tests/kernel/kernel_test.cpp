@@ -3,7 +3,9 @@
 
 #include <gmock/gmock.h>
 
+#include <ctime>
 #include <string>
+#include <thread>
 
 namespace twin {
 namespace {
@@ -70,6 +72,21 @@ TEST(Kernel, KilledFibersUnwindAndTheirDoorsDoNothing) {
   kernel.Run(2h);
   EXPECT_EQ(closed, 3);
   EXPECT_EQ(after, 0);
+}
+
+// Not the fiber that a busy host keeps from running.
+TEST(Kernel, NamesTheFiberThatSpins) {
+  Kernel kernel;
+  kernel.Spawn("patient", [] { std::this_thread::sleep_for(1600ms); });
+  kernel.Spawn("spinning", [] {
+    const std::clock_t begin = std::clock();
+    while (std::clock() - begin < 1.6 * CLOCKS_PER_SEC) {
+    }
+  });
+  testing::internal::CaptureStderr();
+  kernel.Run(1s);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "board: thread \"spinning\" has run for more than a second without a call to the outside\n");
 }
 
 }  // namespace
