@@ -142,6 +142,27 @@ class Comparison {
     return 10 * std::log10(255 * 255 / (errors / count));
   }
 
+  // From pixel to pixel, what the panorama adds to the world's own steps: of a hundred the second largest along seams,
+  // less that of everywhere.
+  double UnrestAlong(const panorama::Seams& seams) const {
+    std::vector<double> along, everywhere;
+    EachPixel(width_, [&](int x, int y) {
+      for (const auto& [column, row] : {std::pair{(x + 1) % width_, y}, {x, std::min(y + 1, width_ / 2 - 1)}}) {
+        const auto one = seams.Owners().Row(y / seams.Step())[x / seams.Step()];
+        const auto other = seams.Owners().Row(row / seams.Step())[column / seams.Step()];
+        if (one == panorama::Seams::nobody || other == panorama::Seams::nobody) continue;
+        everywhere.push_back(std::abs(Error(column, row, 1) - Error(x, y, 1)));
+        if (one != other) along.push_back(everywhere.back());
+      }
+    });
+    const auto second = [](std::vector<double>& steps) {
+      const auto place = steps.begin() + static_cast<ptrdiff_t>(steps.size() * 99 / 100);
+      std::nth_element(steps.begin(), place, steps.end());
+      return *place;
+    };
+    return second(along) - second(everywhere);
+  }
+
   // The largest step that a seam adds to the world's own, as a mean along it; one "seam" is where the panorama closes.
   double WorstStep(const panorama::Seams& seams) const {
     std::map<std::pair<int, int>, std::pair<double, int>> steps;
@@ -198,6 +219,7 @@ TEST(Panorama, IsTheWorldSetUpright) {
   const Comparison comparison(shot::DecodeRgb(panorama::ToJpeg(stitched, {0, 512}, 100)), stand);
   EXPECT_GT(comparison.Decibels(), 43);
   EXPECT_LT(comparison.WorstStep(*stitched.seams), 0.5);
+  EXPECT_LT(comparison.UnrestAlong(*stitched.seams), 2);
   RecordProperty("decibels", std::to_string(comparison.Decibels()));
   RecordProperty("step", std::to_string(comparison.WorstStep(*stitched.seams)));
 }

@@ -63,11 +63,6 @@ int Info(const std::string& path, bool json) {
   return shot::HasFault(findings) ? bad : good;
 }
 
-void TellMissing(const std::string& path, const std::vector<std::string>& missing) {
-  for (const std::string& what : missing)
-    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), what.c_str());
-}
-
 int Extract(const std::string& path, const std::string& directory, const shot::Choice& choice, bool plain) {
   const shot::File file(path);
   const shot::Shot& shot = file.Get();
@@ -80,14 +75,14 @@ int Extract(const std::string& path, const std::string& directory, const shot::C
     return noAnswer;
   const shot::Extracted extracted = shot::Extract(file, directory, choice, plain);
   std::printf("%zu files in %s\n", extracted.files.size(), directory.c_str());
-  TellMissing(path, extracted.missing);
+  shot::TellMissing(path, extracted.missing);
   return extracted.missing.empty() ? good : bad;
 }
 
 int Hugin(const std::string& path, const std::string& directory, const panorama::View& view) {
   const shot::File file(path);
   const panorama::HuginProjects projects = panorama::WriteHugin(file, directory, view);
-  TellMissing(path, projects.missing);
+  shot::TellMissing(path, projects.missing);
   if (projects.pictures == 0) return bad;
   std::printf("%zu pictures in %s\n", projects.pictures, directory.c_str());
   if (projects.placed.empty())
@@ -97,6 +92,12 @@ int Hugin(const std::string& path, const std::string& directory, const panorama:
     std::printf("every picture in its place: %s\n", projects.placed.c_str());
   std::printf("to be placed by features:   %s\n", projects.unplaced.c_str());
   return projects.missing.empty() && !projects.placed.empty() ? good : bad;
+}
+
+void AddView(CLI::App* command, panorama::View& view) {
+  command->add_option("--yaw", view.yaw, "Degrees by which the middle looks to the right of north, or of the front")
+      ->check(CLI::Range(-360.0, 360.0));
+  command->add_flag("!--no-level", view.level, "Leave the camera's tilt as it was");
 }
 
 int Sheet(const std::string& path, const std::string& out) {
@@ -148,8 +149,7 @@ int main(int argc, char** argv) {
   panorama::View view;
   hugin->add_option("FILE", path, "Shot file")->required();
   hugin->add_option("DIR", target, "Where to; made if it is not there")->required();
-  hugin->add_flag("!--no-level", view.level, "In the camera's own axes, not upright by its tilt");
-  hugin->add_option("--yaw", view.yaw, "Degrees that the middle is turned to the right of north, or of the front");
+  AddView(hugin, view);
 
   CLI::App* sheet = app.add_subcommand("sheet", "Draws all cameras and exposures of a shot on one page");
   sheet->add_option("FILE", path, "Shot file")->required();
@@ -163,9 +163,7 @@ int main(int argc, char** argv) {
   panorama->add_option("--exposure", order.exposure, "This step of the bracket alone, from 0; else all of them")
       ->check(CLI::NonNegativeNumber);
   panorama->add_option("--width", order.width, "Pixels all round: a multiple of 128; 8192 if the lenses resolve it");
-  panorama->add_option("--yaw", order.yaw, "Degrees by which the middle looks to the right of north, or of the front")
-      ->check(CLI::Range(-360.0, 360.0));
-  panorama->add_flag("!--no-level", order.level, "Leave the camera's tilt as it was");
+  AddView(panorama, order.view);
   panorama->add_flag("--crop", order.crop, "Leave out the rows that are not seen all round");
 
   CLI::App* rescue = app.add_subcommand(

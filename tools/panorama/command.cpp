@@ -59,7 +59,7 @@ int Make(const Order& order) {
                     request.width, widthStep, narrowest, widest);
     request.exposure = order.exposure;
     request.levels = order.exposure && !exr && !hdr;
-    request.view = {order.level, order.yaw};
+    request.view = order.view;
     const bool terminal = isatty(STDERR_FILENO) != 0;
     if (terminal) request.progress = [](int done, int all) { std::fprintf(stderr, "\r%d of %d cameras", done, all); };
     const Stitched stitched = Stitch(file, request);
@@ -71,8 +71,7 @@ int Make(const Order& order) {
       WriteHdr(stitched, rows, order.out);
     else
       shot::WriteWhole(order.out, Tagged(file.Get(), order, request, rows, ToJpeg(stitched, rows, quality)));
-    for (const std::string& missing : stitched.missing)
-      std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", order.shot.c_str(), missing.c_str());
+    shot::TellMissing(order.shot, stitched.missing);
     std::printf("%s: %d x %d\n", order.out.c_str(), request.width, rows.end - rows.begin);
     return stitched.missing.empty() ? good : bad;
   } catch (const NoPanorama& none) {

@@ -4,14 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "tools/panorama/geometry.h"
+
 namespace panorama {
 
 struct Order {
   std::string shot, out;
   std::optional<int> exposure;
   std::optional<int> width;
-  double yaw = 0;
-  bool level = true;
+  View view;
   bool crop = false;
 };
 

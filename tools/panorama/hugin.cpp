@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <numbers>
 
+#include "tools/panorama/light.h"
 #include "tools/photos/extract.h"
 
 namespace panorama {
@@ -35,7 +36,7 @@ double ExposureValue(const shot::ExposureSet& set) {
   return light > 0 ? -std::log2(light) : 0;
 }
 
-double AngleOfView(double focus) { return 2 * std::atan(kWidth / 2 / focus) * kDegrees; }
+double AngleOfView(double focus) { return 2 * std::atan(kWidth / (2 * focus)) * kDegrees; }
 
 double Dot(const Direction& a, const Direction& b) { return a.right * b.right + a.front * b.front + a.up * b.up; }
 
@@ -63,7 +64,7 @@ Aim AimOf(const Camera& camera, const Matrix& bodyFromPanorama) {
 
 // The light at radius r, 1 at half the diagonal, as 1 + b r^2 + c r^4 + d r^6: the least squares over the points of the
 // three colours' mean, by the normal equations.
-std::array<double, 3> Vignetting(const shot::CameraVignet& row) {
+std::array<double, 3> Polynomial(const shot::CameraVignet& row) {
   std::array<std::array<double, 4>, 3> equations{};
   for (int i = 0; i < row.vignettingNum; i++) {
     const auto point = static_cast<size_t>(i);
@@ -80,17 +81,6 @@ std::array<double, 3> Vignetting(const shot::CameraVignet& row) {
     }
   }
   return {equations[0][3] / equations[0][0], equations[1][3] / equations[1][1], equations[2][3] / equations[2][2]};
-}
-
-bool Usable(const shot::CameraVignet& row) {
-  if (row.vignettingNum < 4 || row.vignettingNum > 63) return false;
-  for (int i = 0; i < row.vignettingNum; i++) {
-    for (const shot::VignettingCurve* colour : {&row.r, &row.g, &row.b}) {
-      const double light = colour->curve[static_cast<size_t>(i)];
-      if (!(light > 0.01 && light < 100)) return false;
-    }
-  }
-  return true;
 }
 
 struct Picture {
@@ -114,8 +104,8 @@ std::string Placed(const shot::File& file, const std::vector<Picture>& pictures,
     const auto number = static_cast<size_t>(place.camera);
     const Camera& camera = cameras[number];
     const Aim aim = AimOf(camera, body);
-    const auto [b, c, d] = Vignetting(vignetting[number]);
-    const double x = camera.Axis().x - kWidth / 2, y = camera.Axis().y - kHeight / 2;
+    const auto [b, c, d] = Polynomial(vignetting[number]);
+    const double x = camera.Axis().x - kWidth / 2.0, y = camera.Axis().y - kHeight / 2.0;
     text +=
         Line("i w%d h%d f0 v%.8f Ra0 Rb0 Rc0 Rd0 Re0 Eev%.6f Er1 Eb1 r%.8f p%.8f y%.8f TrX0 TrY0 TrZ0 j%d a0 b0 c0 ",
              kWidth, kHeight, AngleOfView(camera.Focus()), ExposureValue(record.Exposure(place.exposure)), aim.roll,
@@ -168,7 +158,7 @@ HuginProjects WriteHugin(const shot::File& file, const std::string& directory, c
   const std::vector<shot::CameraVignet> vignetting = shot::ReadVignetting(file);
   const auto needed = static_cast<size_t>(file.Get().cameras);
   const std::string stem = (fs::path(directory) / fs::path(file.Path()).stem()).string();
-  if (cameras.size() == needed && vignetting.size() == needed && std::ranges::all_of(vignetting, Usable)) {
+  if (cameras.size() == needed && vignetting.size() == needed && std::ranges::all_of(vignetting, IsOfALens)) {
     projects.placed = stem + ".pto";
     WriteText(projects.placed, Placed(file, pictures, cameras, vignetting, view));
   }

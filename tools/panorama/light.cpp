@@ -65,15 +65,20 @@ std::array<float, 3> WhiteBalanceOf(const shot::CameraVignet& first) {
   return gains;
 }
 
-std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const std::array<float, 3>& whiteBalance) {
-  const int points = row.vignettingNum;
-  if (points < 2 || points > 63) return std::nullopt;
-  const shot::VignettingCurve* curves[] = {&row.r, &row.g, &row.b};
-  for (const auto* colour : curves)
-    for (int i = 0; i < points; i++) {
-      const double left = colour->curve[static_cast<size_t>(i)];
-      if (!(left > 0.05 && left < 2)) return std::nullopt;
+bool IsOfALens(const shot::CameraVignet& row) {
+  if (row.vignettingNum < 4 || row.vignettingNum > 63) return false;
+  for (const auto* colour : {&row.r, &row.g, &row.b})
+    for (size_t i = 0; i < static_cast<size_t>(row.vignettingNum); i++) {
+      const double left = colour->curve[i];
+      if (!(left > 0.05 && left < 2)) return false;
     }
+  return true;
+}
+
+std::optional<Vignetting> Vignetting::Of(const shot::CameraVignet& row, const std::array<float, 3>& whiteBalance) {
+  if (!IsOfALens(row)) return std::nullopt;
+  const int points = row.vignettingNum;
+  const shot::VignettingCurve* curves[] = {&row.r, &row.g, &row.b};
   Vignetting vignetting;
   vignetting.gains_.resize(steps + 1);
   for (size_t step = 0; step < vignetting.gains_.size(); step++) {

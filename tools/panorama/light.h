@@ -23,6 +23,9 @@ double SignalOf(double display);
 // of the first row. 1 where there is none.
 std::array<float, 3> WhiteBalanceOf(const shot::CameraVignet& first);
 
+// The row can be that of a lens: at least four points, at each of which some of the light is left.
+bool IsOfALens(const shot::CameraVignet& row);
+
 // What undoes the fall-off of one lens, by the square of the distance from its axis, each colour for itself.
 class Vignetting {
  public:
@@ -32,7 +35,7 @@ class Vignetting {
     Floats light, level, offset;
   };
 
-  // Nothing if the row cannot be that of a lens.
+  // Nothing if the row is not that of a lens.
   static std::optional<Vignetting> Of(const shot::CameraVignet& row, const std::array<float, 3>& whiteBalance);
 
   const Gain& At(int step) const { return gains_[static_cast<size_t>(step)]; }

@@ -76,4 +76,9 @@ Extracted Extract(const File& file, const std::string& directory, const Choice& 
   return extracted;
 }
 
+void TellMissing(const std::string& path, const std::vector<std::string>& missing) {
+  for (const std::string& what : missing)
+    std::fprintf(stderr, "lumora-shot: %s: %s is missing\n", path.c_str(), what.c_str());
+}
+
 }  // namespace shot

@@ -34,6 +34,9 @@ struct Extracted {
 // Throws CannotWrite, CannotRead.
 Extracted Extract(const File& file, const std::string& directory, const Choice& choice, bool plain = false);
 
+// Tells each thing that a shot lacks on standard error; `path` is the shot's.
+void TellMissing(const std::string& path, const std::vector<std::string>& missing);
+
 // Writes a whole file, replacing an older one. Throws CannotWrite; then no half-written file is left.
 void WriteWhole(const std::string& path, const Bytes& bytes);
 
