@@ -223,7 +223,7 @@ int Run(const Arguments& arguments) {
   } else if (arguments.pressOnce) {
     result = PressOnce(console);
   } else {
-    RunPrompt(console, arguments.board.pace, status.get());
+    RunPrompt(console, status.get());
     if (serving) result = ServeUntilStopped(console, *serving);
   }
   status.reset();

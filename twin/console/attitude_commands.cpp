@@ -4,12 +4,13 @@
 #include <iomanip>
 
 #include "twin/console/console.h"
+#include "twin/console/limits.h"
 
 namespace twin {
 
 namespace {
 
-double DegreesFrom(const std::string& word, std::string_view what, double most) {
+double DegreesFrom(const std::string& word, std::string_view what, const Limits& limit) {
   size_t end = 0;
   double degrees = 0;
   try {
@@ -17,8 +18,8 @@ double DegreesFrom(const std::string& word, std::string_view what, double most) 
   } catch (const std::exception&) {
     end = 0;
   }
-  if (end != word.size() || word.empty() || !(std::abs(degrees) <= most)) {
-    throw CommandError(std::string(what) + " wants degrees, at most " + std::to_string(static_cast<int>(most)) +
+  if (end != word.size() || word.empty() || !(degrees >= limit.least && degrees <= limit.most)) {
+    throw CommandError(std::string(what) + " wants degrees, at most " + std::to_string(static_cast<int>(limit.most)) +
                        " either way, not \"" + word + '"');
   }
   return degrees;
@@ -26,7 +27,7 @@ double DegreesFrom(const std::string& word, std::string_view what, double most) 
 
 void Tilt(Console& console, const Words& arguments) {
   Attitude& attitude = console.board.attitude;
-  attitude.Set(DegreesFrom(arguments[0], "tilt x", 90), DegreesFrom(arguments[1], "tilt y", 180), attitude.Yaw());
+  attitude.Set(DegreesFrom(arguments[0], "tilt x", limits::kTiltX), DegreesFrom(arguments[1], "tilt y", limits::kTiltY), attitude.Yaw());
 }
 
 // The angle of -180 to 180 that is the same direction.
@@ -43,7 +44,7 @@ void ShowAttitude(Console& console, const Words&) {
 
 void Heading(Console& console, const Words& arguments) {
   Attitude& attitude = console.board.attitude;
-  attitude.Set(attitude.Pitch(), attitude.Roll(), -DegreesFrom(arguments[0], "heading", 360));
+  attitude.Set(attitude.Pitch(), attitude.Roll(), -DegreesFrom(arguments[0], "heading", limits::kHeading));
 }
 
 void Gps(Console& console, const Words& arguments) {
@@ -52,7 +53,7 @@ void Gps(Console& console, const Words& arguments) {
     if (arguments[0] != "off") throw CommandError("usage: gps LATITUDE LONGITUDE, or gps off");
     return module.LoseFix();
   }
-  module.SetPosition(DegreesFrom(arguments[0], "latitude", 90), DegreesFrom(arguments[1], "longitude", 180));
+  module.SetPosition(DegreesFrom(arguments[0], "latitude", limits::kLatitude), DegreesFrom(arguments[1], "longitude", limits::kLongitude));
 }
 
 constexpr std::array<Command, 4> kCommands = {{

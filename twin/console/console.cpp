@@ -1,5 +1,6 @@
 #include "twin/console/console.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <iomanip>
@@ -12,15 +13,6 @@ namespace {
 
 std::array<std::span<const Command>, 6> Table() {
   return {WorldCommands(), AttitudeCommands(), RemoteCommands(), PhoneCommands(), TimeCommands(), LookingCommands()};
-}
-
-const Command* FindCommand(std::string_view name) {
-  for (const auto part : Table()) {
-    for (const Command& command : part) {
-      if (command.name == name) return &command;
-    }
-  }
-  return nullptr;
 }
 
 std::string UsageOf(const Command& command) {
@@ -38,10 +30,36 @@ Console::Console(Board& b, std::ostream& stream, const volatile std::sig_atomic_
   });
 }
 
+Console::~Console() {
+  board.serial.OnLine(nullptr);
+  board.kernel.Cancel(nextLook_);
+}
+
+std::vector<const Command*> Console::Commands() {
+  std::vector<const Command*> commands;
+  for (const auto part : Table()) {
+    for (const Command& command : part) commands.push_back(&command);
+  }
+  return commands;
+}
+
+const Command* Console::Find(std::string_view name) {
+  const auto commands = Commands();
+  const auto found = std::ranges::find_if(commands, [&](const Command* command) { return command->name == name; });
+  return found == commands.end() ? nullptr : *found;
+}
+
+bool Console::Waits(std::string_view line) {
+  const Words words = SplitLine(line);
+  if (words.empty()) return false;
+  const Command* command = Find(words[0]);
+  return command && (command->waits || (words.size() > 1 && words[0] == "power" && words[1] == "off"));
+}
+
 void Console::Execute(std::string_view line) {
   Words words = SplitLine(line);
   if (words.empty()) return;
-  const Command* command = FindCommand(words[0]);
+  const Command* command = Find(words[0]);
   if (!command) throw CommandError("there is no command \"" + words[0] + "\"; try help");
   words.erase(words.begin());
   if (words.size() < command->least || words.size() > command->most) {
@@ -74,17 +92,15 @@ int Console::RunScript(const std::string& path) {
 
 void Console::Help(const Words& arguments) {
   if (!arguments.empty()) {
-    const Command* command = FindCommand(arguments[0]);
+    const Command* command = Find(arguments[0]);
     if (!command) throw CommandError("there is no command \"" + arguments[0] + '"');
     out << UsageOf(*command) << "\n  " << command->help << '\n';
     return;
   }
-  for (const auto part : Table()) {
-    for (const Command& command : part) {
-      const std::string usage = UsageOf(command);
-      out << "  " << std::left << std::setw(34) << usage << (usage.size() >= 34 ? "\n" + std::string(36, ' ') : "")
-          << command.help << '\n';
-    }
+  for (const Command* command : Commands()) {
+    const std::string usage = UsageOf(*command);
+    out << "  " << std::left << std::setw(34) << usage << (usage.size() >= 34 ? "\n" + std::string(36, ' ') : "")
+        << command->help << '\n';
   }
   out << "Times are written 100ms, 4s, 1.5s, 2min. # starts a comment.\n";
 }
@@ -104,6 +120,16 @@ void Console::WaitUntil(const std::function<bool()>& done, Duration limit, std::
 
 void Console::WaitFor(Duration length) {
   board.RunUntil([this] { return stop_ != 0; }, length);
+}
+
+void Console::Follow(std::function<bool()> look) {
+  followed_.push_back(std::move(look));
+  if (followed_.size() == 1) nextLook_ = board.kernel.After(1ms, [this] { LookAtFollowed(); });
+}
+
+void Console::LookAtFollowed() {
+  std::erase_if(followed_, [](const std::function<bool()>& look) { return look(); });
+  if (!followed_.empty()) nextLook_ = board.kernel.After(1ms, [this] { LookAtFollowed(); });
 }
 
 }  // namespace twin

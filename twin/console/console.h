@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "twin/board.h"
 #include "twin/console/watch.h"
@@ -28,6 +29,7 @@ struct Command {
   std::string_view help;   // one line
   size_t least, most;      // number of arguments
   void (*run)(Console& console, const Words& arguments);
+  bool waits = false;  // returns only when something has happened on the board
 };
 
 class Console {
@@ -35,7 +37,7 @@ class Console {
   // `stop` is set by a signal: every wait then ends at once. Board and stream outlive the console.
   // Also writes what the wireless remote is shown to the stream, from here on.
   Console(Board& board, std::ostream& out, const volatile std::sig_atomic_t& stop);
-  ~Console() { board.serial.OnLine(nullptr); }
+  ~Console();
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
@@ -47,6 +49,14 @@ class Console {
   int RunScript(const std::string& path);
 
   bool Quitting() const { return quitting_ || stop_ != 0; }
+  // By `pace pause`: whoever lets the board run between commands does not.
+  bool Paused() const { return paused_; }
+
+  // All commands, in the order of the help.
+  static std::vector<const Command*> Commands();
+  static const Command* Find(std::string_view name);  // null: there is none
+  // Whether the line is a command that waits for something. Throws CommandError if a quote is left open.
+  static bool Waits(std::string_view line);
 
   // --- for commands ---
   Board& board;
@@ -58,12 +68,19 @@ class Console {
   // the application ends and `endToo` is not set.
   void WaitUntil(const std::function<bool()>& done, Duration limit, std::string_view what, bool endToo = false);
   void WaitFor(Duration length);
+  // Calls `look` every millisecond of board time until it returns true.
+  void Follow(std::function<bool()> look);
+  void SetPaused(bool paused) { paused_ = paused; }
   // Whether the log is written to the stream as it comes.
   bool echoLog = false;
 
  private:
   const volatile std::sig_atomic_t& stop_;
   bool quitting_ = false;
+  bool paused_ = false;
+  void LookAtFollowed();
+  std::vector<std::function<bool()>> followed_;
+  Kernel::EventId nextLook_ = 0;
 };
 
 // The parts of the table, each in its own source.

@@ -11,15 +11,15 @@ namespace twin {
 
 namespace {
 
-constexpr std::string_view kFaultHelp =
-    "effects: fail[=ERRNO] value=N silence delay=TIME powercut[=N]\n"
-    "conditions: nth=N times=N|always detail=N after=TIME for=TIME p=0..1\n";
-
 void Faults_(Console& console, const Words&) {
   for (const FaultPoint* point : console.board.faults.Points()) {
     console.out << "  " << std::left << std::setw(20) << point->Name() << point->What() << '\n';
   }
-  console.out << kFaultHelp;
+  for (const Faults::Word& word : Faults::TextWords()) {
+    const std::string form = std::string(word.word) + (word.value.empty() ? "" : "=") + std::string(word.value);
+    console.out << (word.effect ? "  effect     " : "  condition  ") << std::left << std::setw(18) << form << word.what
+                << '\n';
+  }
   const auto rules = console.board.faults.Describe();
   if (!rules.empty()) console.out << "now:\n";
   for (const std::string& rule : rules) console.out << "  " << rule << '\n';

@@ -48,15 +48,16 @@ void ExecuteAndTell(Console& console, const std::string& line) {
 
 }  // namespace
 
-void RunPrompt(Console& console, Pace pace, StatusDisplay* status) {
+void RunPrompt(Console& console, StatusDisplay* status) {
   Input input;
   bool typed = false;
   const bool terminal = isatty(STDIN_FILENO) != 0;
   HostPoll& host = console.board.kernel.Host();
   while (!console.Quitting()) {
     if (terminal && !status) console.out << "> " << std::flush;
-    typed = pace == Pace::Free;
-    if (pace == Pace::Real) host.Add(STDIN_FILENO, POLLIN, [&] { typed = true; });
+    const bool stands = console.board.kernel.PresentPace() == Pace::Free || console.Paused();
+    typed = stands;
+    if (!stands) host.Add(STDIN_FILENO, POLLIN, [&] { typed = true; });
     while (!typed && !console.Quitting()) console.board.RunUntil([&] { return typed || console.Quitting(); }, kSlice);
     host.Remove(STDIN_FILENO);
     if (console.Quitting()) break;

@@ -7,8 +7,8 @@
 namespace twin {
 
 // Reads and carries out lines until `quit`, the end of the input or a signal. In real pace the board goes on while
-// nobody types. In free pace its time stands still at the prompt and moves with `wait` alone.
+// nobody types. In free pace, and paused, its time stands still at the prompt and moves with `wait` and `step` alone.
 // Mistakes and failed expectations are told and change nothing. `status` may be null.
-void RunPrompt(Console& console, Pace pace, StatusDisplay* status);
+void RunPrompt(Console& console, StatusDisplay* status);
 
 }  // namespace twin

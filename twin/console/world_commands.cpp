@@ -5,11 +5,17 @@
 #include <fstream>
 
 #include "twin/console/console.h"
+#include "twin/console/limits.h"
 #include "twin/light/world_picture.h"
 
 namespace twin {
 
 namespace {
+
+template <class Number>
+bool Within(const Limits& limit, Number number) {
+  return static_cast<double>(number) >= limit.least && static_cast<double>(number) <= limit.most;
+}
 
 void SetClock(Console& console, const Words& arguments) {
   CivilTime date;
@@ -27,21 +33,21 @@ void SetClock(Console& console, const Words& arguments) {
 
 void SetBattery(Console& console, const Words& arguments) {
   const int64_t sample = NumberFrom(arguments[0], "battery");
-  if (sample < 0 || sample > 63) throw CommandError("a battery sample is 0 to 63, not " + arguments[0]);
+  if (!Within(limits::kBattery, sample)) throw CommandError("a battery sample is 0 to 63, not " + arguments[0]);
   console.board.coProcessor.SetBattery(static_cast<int>(sample));
 }
 
 void SetLight(Console& console, const Words& arguments) {
   const double factor = FractionFrom(arguments[0], "light");
-  if (factor < 1e-6 || factor > 1e6) throw CommandError("light wants a factor from 0.000001 to 1000000");
+  if (!Within(limits::kLight, factor)) throw CommandError("light wants a factor from 0.000001 to 1000000");
   console.board.pictures->SetLight(factor);
 }
 
 void SetTemperature(Console& console, const Words& arguments) {
   const int64_t degrees = NumberFrom(arguments[0], "temperature");
-  if (degrees < -64 || degrees > 191) throw CommandError("a sensor measures -64 to 191 degrees, not " + arguments[0]);
+  if (!Within(limits::kTemperature, degrees)) throw CommandError("a sensor measures -64 to 191 degrees, not " + arguments[0]);
   const int64_t camera = arguments.size() > 1 ? NumberFrom(arguments[1], "the camera") : -1;
-  if (arguments.size() > 1 && (camera < 0 || camera > 24))
+  if (arguments.size() > 1 && !Within(limits::kCamera, camera))
     throw CommandError("cameras are 0 to 24, not " + arguments[1]);
   for (int c = 0; c < 25; c++) {
     if (camera < 0 || camera == c) console.board.array.SetTemperature(c, static_cast<int>(degrees));
@@ -95,12 +101,11 @@ void SetDiskSpeed(Console& console, const Words& arguments) {
 }
 
 void AddFault(Console& console, const Words& arguments) {
-  if (arguments.size() == 1 && arguments[0] == "clear") {
-    console.board.faults.Clear();
-    return;
-  }
+  Faults& faults = console.board.faults;
   try {
-    console.board.faults.Add(Joined(arguments, 0));
+    if (arguments[0] != "clear") return faults.Add(Joined(arguments, 0));
+    if (arguments.size() == 1) return faults.Clear();
+    faults.Clear(Joined(arguments, 1));
   } catch (const std::invalid_argument& refusal) {
     throw CommandError(refusal.what());
   }
@@ -134,7 +139,8 @@ constexpr std::array<Command, 17> kCommands = {{
     {"readonly", "on|off", "the disk's write lock", 1, 1,
      [](Console& c, const Words& a) { c.board.disk.SetReadOnly(SwitchFrom(a[0], "readonly")); }},
     {"speed", "WRITE [READ]", "bytes that the disk writes and reads in a second", 1, 2, SetDiskSpeed},
-    {"fault", "POINT EFFECT [CONDITION...]|clear", "break something (see faults), or nothing any more", 1, 20,
+    {"fault", "POINT EFFECT [CONDITION...] | clear [POINT]",
+     "break something (see faults), or nothing (there) any more", 1, 20,
      AddFault},
 }};
 

@@ -23,8 +23,31 @@ constexpr std::array<ErrorName, 22> errorNames = {
      {"EROFS", EROFS},           {"EPIPE", EPIPE},          {"ENOTTY", ENOTTY}, {"ETIMEDOUT", ETIMEDOUT},
      {"ECONNRESET", ECONNRESET}, {"EADDRINUSE", EADDRINUSE}}};
 
-constexpr std::string_view kEffects = "fail[=ERRNO], value=N, silence, delay=TIME, powercut[=N]";
-constexpr std::string_view kConditions = "nth=N, times=N|always, detail=N, after=TIME, for=TIME, p=0..1";
+constexpr std::array<Faults::Word, 11> kWords = {{
+    {"fail", "[ERRNO]", true, "the call fails, with EIO if not said"},
+    {"value", "N", true, "a wrong answer"},
+    {"silence", "", true, "no answer, nothing happens"},
+    {"delay", "TIME", true, "it takes so much longer"},
+    {"powercut", "[N]", true, "the board loses its power"},
+    {"nth", "N", false, "first the N-th time; 1 if not said"},
+    {"times", "N|always", false, "so often; once if not said"},
+    {"detail", "N", false, "only for this layer, channel, register, port"},
+    {"after", "TIME", false, "not before so much time has passed"},
+    {"for", "TIME", false, "only for so long from then"},
+    {"p", "0..1", false, "each time with this probability"},
+}};
+
+// "fail[=ERRNO], value=N, ..."
+std::string Forms(bool effects) {
+  std::string forms;
+  for (const Faults::Word& word : kWords) {
+    if (word.effect != effects) continue;
+    const bool optional = word.value.starts_with('[');
+    forms += (forms.empty() ? "" : ", ") + std::string(word.word);
+    if (!word.value.empty()) forms += (optional ? "[=" : "=") + std::string(word.value.substr(optional));
+  }
+  return forms;
+}
 
 std::string Quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
@@ -135,7 +158,7 @@ std::string Faults::UnknownPoint(std::string_view name) const {
 
 void Faults::Add(std::string_view text) {
   const auto words = Words(text);
-  if (words.empty()) Refuse("a fault wants a point and an effect: " + std::string(kEffects));
+  if (words.empty()) Refuse("a fault wants a point and an effect: " + Forms(true));
   FaultRule rule;
   rule.point = words[0];
   bool known = false;
@@ -180,18 +203,20 @@ void Faults::Add(std::string_view text) {
       rule.probability = Probability(value);
       open = true;
     } else {
-      Refuse("a fault does not know " + Quoted(words[i]) + "; effects: " + std::string(kEffects) +
-             "; conditions: " + std::string(kConditions));
+      Refuse("a fault does not know " + Quoted(words[i]) + "; effects: " + Forms(true) +
+             "; conditions: " + Forms(false));
     }
   }
-  if (!effectGiven) Refuse(Quoted(text) + " says when but not how it breaks; effects: " + std::string(kEffects));
+  if (!effectGiven) Refuse(Quoted(text) + " says when but not how it breaks; effects: " + Forms(true));
   if (open && !timesGiven) rule.times = FaultRule::kAlways;
   if (lasting) rule.until = rule.after.value_or(kernel_.Now()) + *lasting;
   Add(std::move(rule));
 }
 
-std::vector<std::string> Faults::Describe() const {
-  std::vector<std::string> lines;
+std::span<const Faults::Word> Faults::TextWords() { return kWords; }
+
+std::vector<Faults::Standing> Faults::Rules() const {
+  std::vector<Standing> rules;
   for (const ActiveRule& active : rules_) {
     const FaultRule& rule = active.rule;
     std::string line = rule.point + ' ' + EffectText(rule.effect);
@@ -203,7 +228,15 @@ std::vector<std::string> Faults::Describe() const {
     if (rule.until) line += " until " + DurationText(*rule.until);
     if (rule.probability < 1) line += " p=" + std::to_string(rule.probability);
     if (rule.condition) line += " (while a test's condition holds)";
-    lines.push_back(line + ", fired " + std::to_string(active.fired) + (active.fired == 1 ? " time" : " times"));
+    rules.push_back({rule.point, line, active.fired});
+  }
+  return rules;
+}
+
+std::vector<std::string> Faults::Describe() const {
+  std::vector<std::string> lines;
+  for (const Standing& rule : Rules()) {
+    lines.push_back(rule.text + ", fired " + std::to_string(rule.fired) + (rule.fired == 1 ? " time" : " times"));
   }
   return lines;
 }

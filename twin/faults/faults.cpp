@@ -72,6 +72,13 @@ void Faults::Add(FaultRule rule) {
   (*point)->armed_ = true;
 }
 
+void Faults::Clear(std::string_view name) {
+  const auto point = std::find_if(points_.begin(), points_.end(), [&](auto* p) { return p->Name() == name; });
+  if (point == points_.end()) throw std::invalid_argument(UnknownPoint(name));
+  std::erase_if(rules_, [&](const ActiveRule& active) { return active.point == *point; });
+  (*point)->armed_ = false;
+}
+
 void Faults::Clear() {
   rules_.clear();
   fired_ = 0;

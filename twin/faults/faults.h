@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -89,6 +90,22 @@ class Faults {
   // Throws std::invalid_argument with a message for a person.
   void Add(std::string_view text);
   void Clear();
+  // Takes the rules of one point away, and nothing of what has fired. Throws std::invalid_argument if there is no such.
+  void Clear(std::string_view point);
+  // The words that the text form has besides the point's name.
+  struct Word {
+    std::string_view word;
+    std::string_view value;  // what stands behind "=", "[...]" if it may be left out; empty: nothing does
+    bool effect;             // else it is a condition
+    std::string_view what;
+  };
+  static std::span<const Word> TextWords();
+  // The rules that stand, as text, and how often each has fired.
+  struct Standing {
+    std::string point, text;
+    uint64_t fired;
+  };
+  std::vector<Standing> Rules() const;
   // Each rule much as in the text form, with how often it has fired.
   std::vector<std::string> Describe() const;
 

@@ -13,6 +13,7 @@ class HostPoll {
   // interest a descriptor: a second Add takes the place of the first.
   void Add(int descriptor, short events, std::function<void()> ready);
   void Remove(int descriptor);
+  bool Empty() const { return interests_.empty(); }
   // Waits until something is ready, or for `limit`, and calls what is to be called. A signal ends it early.
   void Wait(std::chrono::nanoseconds limit);
 

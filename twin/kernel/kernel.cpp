@@ -207,7 +207,11 @@ void Kernel::UpdateHorizon() {
 bool Kernel::RunNext() {
   const bool none = events_->queue.empty() || events_->queue.top().at > limit_;
   const Time next = none ? limit_ : events_->queue.top().at;
-  if (pace_ == Pace::Real && !WaitForHost(next)) return true;
+  if (pace_ == Pace::Real) {
+    if (!WaitForHost(next)) return true;
+  } else if (!host_.Empty()) {
+    ListenToHost(std::chrono::steady_clock::now());
+  }
   if (next > now_) now_ = next;
   if (none) return false;
   const Events::Event event = events_->queue.top();
@@ -253,7 +257,6 @@ bool Kernel::RunUntil(const std::function<bool()>& done, Duration limit) {
 bool Kernel::WaitForHost(Time until) {
   constexpr Duration kLongestIdle = 20ms;
   constexpr Duration kTooLate = 100ms;
-  constexpr Duration kLongestDeaf = 5ms;  // a board that is late still listens so often
   const auto host = std::chrono::steady_clock::now();
   const Time wanted = std::chrono::duration_cast<Time>(host - hostAnchor_) + boardAnchor_;
   if (wanted >= until) {
@@ -261,16 +264,41 @@ bool Kernel::WaitForHost(Time until) {
       hostAnchor_ = host;
       boardAnchor_ = until;
     }
-    if (host - lastPoll_ > kLongestDeaf) {
-      host_.Wait(Duration{0});
-      lastPoll_ = host;
-    }
+    ListenToHost(host);
     return true;
   }
   now_ = std::max(now_, std::min(wanted, until));  // what the outside does now happens now
   host_.Wait(std::min<Duration>(until - wanted, kLongestIdle));
   lastPoll_ = std::chrono::steady_clock::now();
   return false;
+}
+
+// A board that has no time to idle still listens now and then.
+void Kernel::ListenToHost(std::chrono::steady_clock::time_point now) {
+  constexpr Duration kLongestDeaf = 5ms;
+  if (now - lastPoll_ <= kLongestDeaf) return;
+  host_.Wait(Duration{0});
+  lastPoll_ = now;
+}
+
+void Kernel::SetPace(Pace pace) {
+  pace_ = pace;
+  hostAnchor_ = std::chrono::steady_clock::now();
+  boardAnchor_ = now_;
+}
+
+std::optional<Time> Kernel::NextEvent() {
+  auto& queue = events_->queue;
+  const auto stale = [&](const Events::Event& event) {  // cancelled, or its fiber was woken otherwise
+    if (event.fiber == nullptr) return !events_->actions.contains(event.ticket);
+    return event.fiber->done || event.fiber->ticket != event.ticket;
+  };
+  while (!queue.empty() && stale(queue.top())) {
+    if (queue.top().fiber != nullptr) queue.top().fiber->pending--;
+    queue.pop();
+  }
+  if (queue.empty()) return std::nullopt;
+  return queue.top().at;
 }
 
 // --- waiting for each other ---

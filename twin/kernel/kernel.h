@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -96,8 +97,15 @@ class Kernel {
   // From now on, equal-time events run in an order drawn from the seed, and any door may let others run first.
   void Explore() { exploring_ = true; }
 
-  // Host descriptors that the board listens to while it has nothing to do. Real pace only.
+  // Host descriptors that the board listens to while it has nothing to do, and every few milliseconds of the host's time
+  // when it has.
   HostPoll& Host() { return host_; }
+
+  // From now on. For the host side, and for what the host poll calls.
+  void SetPace(Pace pace);
+  Pace PresentPace() const { return pace_; }
+  // When something is due next; nothing if nothing ever is.
+  std::optional<Time> NextEvent();
 
   uint64_t Random();  // from the seed; the only source of chance on the board
   uint64_t Switches() const { return switches_; }
@@ -114,6 +122,7 @@ class Kernel {
   bool RunNext();
   void UpdateHorizon();
   bool WaitForHost(Time until);
+  void ListenToHost(std::chrono::steady_clock::time_point now);
   void Reap();
 
   Time now_{0};

@@ -167,14 +167,13 @@ void FpgaArray::LayerSaved() {
   pictures_.Prefetch(frames);
 }
 
-void FpgaArray::SetTemperature(int camera, int degreesCelsius) {
+Sensor& FpgaArray::At(int camera) {
   for (int layer = 0; layer < kLayers; layer++) {
     for (int position = 0; position < kCamerasOfLayer[static_cast<size_t>(layer)]; position++) {
-      if (ImageNumber(layer, position) == camera) {
-        layers_[static_cast<size_t>(layer)].At(position).SetTemperature(degreesCelsius);
-      }
+      if (ImageNumber(layer, position) == camera) return layers_[static_cast<size_t>(layer)].At(position);
     }
   }
+  throw std::out_of_range("there is no camera " + std::to_string(camera));
 }
 
 const char* FpgaArray::StateName() const {

@@ -26,6 +26,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "twin/device_file.h"
 #include "twin/devices/fpga/array_faults.h"
@@ -65,7 +66,7 @@ class FpgaArray final : public RegisterDevice {
   void PowerOnReset();
 
   // world; camera is an image number, 0 to 24
-  void SetTemperature(int camera, int degreesCelsius);
+  void SetTemperature(int camera, int degreesCelsius) { At(camera).SetTemperature(degreesCelsius); }
 
   // for tests and the console
   const char* StateName() const;                // "off", "unconfigured", "suspended", "running", ...
@@ -75,8 +76,12 @@ class FpgaArray final : public RegisterDevice {
   uint64_t FramesArrived() const { return chain_.Arrived(); }
   uint64_t Transfers() const { return spi_.Transfers(); }
   int MeasuredAverage() const { return meter_.Average(); }
+  const SceneMeter& Meter() const { return meter_; }
+  const Sensor& SensorOf(int camera) { return At(camera); }
+  std::vector<Layer::Register> Registers(int layer) { return layers_[static_cast<size_t>(layer)].Registers(); }
 
  private:
+  Sensor& At(int camera);
   void SetPower(bool on);
   void PowerChanges(bool on);
   void ResetChanges(bool high);

@@ -27,6 +27,13 @@ class Layer {
   void SetModule(ModulePort& module) { groups_[0].SetModule(module); }
 
   Sensor& At(int camera) { return sensors_[static_cast<size_t>(camera)]; }
+  // What a person sees who looks into it: the registers that it has, as a read would find them if nothing were broken.
+  struct Register {
+    uint8_t code;
+    const char* name;
+    uint8_t value;
+  };
+  std::vector<Register> Registers();
   const LayerCapture& Capture() const { return capture_; }
   size_t CommandsWaiting() const;
   bool SensorsRun() const { return sensorsRun_; }  // they are out of their reset

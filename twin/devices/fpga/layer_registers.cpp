@@ -27,6 +27,10 @@ struct LayerRegisters {
     uint32_t (*read)(Layer& layer);  // cut to a byte
   };
 
+  static constexpr uint8_t kReady = 0x40;
+  static constexpr uint8_t kFirstOfMeter = 0x4D;  // from here on the registers exist in the measuring layer alone
+  static bool Has(const Layer& layer, uint8_t code) { return code < kFirstOfMeter || layer.index_ == kMeasuringLayer; }
+
   static void SetBracketed(Layer& layer, bool on) {
     if (layer.index_ == kMeasuringLayer) layer.parts_.meter.SetBracketed(on);
   }
@@ -74,7 +78,7 @@ struct LayerRegisters {
   }};
 
   static constexpr std::array<ReadRow, 16> readRows = {{
-      {0x40, "ready", [](Layer& l) { return uint32_t{l.Ready() && !l.parts_.faults.ready.Ask(l.index_)}; }},
+      {kReady, "ready", [](Layer& l) { return uint32_t{l.Ready()}; }},
       {0x41, "FIFO almost full",
        [](Layer& l) { return uint32_t{l.groups_[0].AlmostFull() || l.groups_[1].AlmostFull()}; }},
       {0x43, "capture configured", [](Layer& l) { return uint32_t{l.capture_.Configured()}; }},
@@ -110,14 +114,24 @@ void Layer::Write(const CameraCommand& command) {
 }
 
 uint8_t Layer::Read(uint8_t code) {
-  constexpr uint8_t kFirstOfMeter = 0x4D;  // from here on the registers exist in the measuring layer alone
   const auto& rows = LayerRegisters::readRows;
   const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.code == code; });
-  if (row == rows.end() || (code >= kFirstOfMeter && index_ != kMeasuringLayer)) {
+  if (row == rows.end() || !LayerRegisters::Has(*this, code)) {
     Complain("no such register", {.code = code});
     return 0;
   }
-  return static_cast<uint8_t>(row->read(*this));
+  const uint32_t value = row->read(*this);
+  if (code == LayerRegisters::kReady && value != 0 && parts_.faults.ready.Ask(index_)) return 0;
+  return static_cast<uint8_t>(value);
+}
+
+std::vector<Layer::Register> Layer::Registers() {
+  std::vector<Register> registers;
+  for (const auto& row : LayerRegisters::readRows) {
+    if (LayerRegisters::Has(*this, row.code))
+      registers.push_back({row.code, row.name, static_cast<uint8_t>(row.read(*this))});
+  }
+  return registers;
 }
 
 }  // namespace twin

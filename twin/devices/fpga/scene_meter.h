@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <vector>
 
 #include "twin/devices/fpga/array_faults.h"
 
@@ -66,6 +67,8 @@ class SceneMeter {
   uint32_t MeasuredExposure() const { return measuredExposure_; }  // rows x 16ths of gain, of the frame of Average
   int SetsInUse() const { return setsInUse_; }                     // 0: measuring
   bool SetsComplete() const { return CompleteSets() > 0; }
+  using Set = std::array<uint8_t, kSetBytes>;
+  std::vector<Set> Sets() const { return {sets_.begin(), sets_.begin() + CompleteSets()}; }  // those that are whole
 
  private:
   struct Sum {
@@ -78,7 +81,7 @@ class SceneMeter {
 
   ArrayFaults& faults_;
   std::function<void()> bracketing_;
-  std::array<std::array<uint8_t, kSetBytes>, 6> sets_{};
+  std::array<Set, 6> sets_{};
   std::array<uint8_t, 6> written_{};  // a bit a byte
   bool bracketed_ = false;
   uint32_t startExposure_ = 0;

@@ -70,6 +70,7 @@ class Sensor {
 
   // world: degrees Celsius of the die
   void SetTemperature(int degrees) { temperature_ = degrees; }
+  int Temperature() const { return temperature_; }
 
  private:
   void SoftReset();

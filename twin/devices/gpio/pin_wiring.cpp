@@ -11,23 +11,24 @@ struct Wire {
   uint32_t function;  // register; 0 there is GPIO
   uint32_t pad;       // register; 0: an input, not judged
   uint32_t padValue;
+  const char* name;
 };
 constexpr uint32_t kWeak = 0x110, kStrong = 0x130;
 constexpr Wire kWires[] = {
-    {0, 0, 0x120400C8, 0, 0},                 // co-processor link, data in, or the button
-    {0, 1, 0x120400CC, 0x120408DC, kStrong},  // buzzer
-    {0, 2, 0x120400D0, 0x120408E0, kStrong},  // power of the array
-    {0, 4, 0x120400D8, 0x120408E8, kStrong},  // LED 0
-    {0, 5, 0x120400DC, 0x120408EC, kStrong},  // co-processor link, or the LED's colours
-    {0, 6, 0x120400E0, 0x120408F0, kStrong},  //
-    {0, 7, 0x120400E4, 0x120408F4, kStrong},  //
-    {2, 1, 0x12040014, 0x12040814, kStrong},  // line of the shot
-    {5, 7, 0x1204008C, 0, 0},                 // INIT and the layers' reset, with the array's own pull
-    {6, 0, 0x12040090, 0x12040890, kWeak},    // PROGRAM_B
-    {6, 1, 0x12040094, 0, 0},                 // DONE
-    {6, 2, 0x12040098, 0x12040898, kWeak},    // SUSPEND
-    {6, 3, 0x1204009C, 0x1204089C, kWeak},    // motion bus
-    {6, 4, 0x120400A0, 0x120408A0, kWeak},    //
+    {0, 0, 0x120400C8, 0, 0, "link: answer (or button)"},
+    {0, 1, 0x120400CC, 0x120408DC, kStrong, "buzzer"},
+    {0, 2, 0x120400D0, 0x120408E0, kStrong, "array power"},
+    {0, 4, 0x120400D8, 0x120408E8, kStrong, "LED 0 enable"},
+    {0, 5, 0x120400DC, 0x120408EC, kStrong, "link: select (or green)"},
+    {0, 6, 0x120400E0, 0x120408F0, kStrong, "link: data (or red)"},
+    {0, 7, 0x120400E4, 0x120408F4, kStrong, "link: clock (or blue)"},
+    {2, 1, 0x12040014, 0x12040814, kStrong, "shot"},
+    {5, 7, 0x1204008C, 0, 0, "INIT and reset"},
+    {6, 0, 0x12040090, 0x12040890, kWeak, "PROGRAM_B"},
+    {6, 1, 0x12040094, 0, 0, "DONE"},
+    {6, 2, 0x12040098, 0x12040898, kWeak, "SUSPEND"},
+    {6, 3, 0x1204009C, 0x1204089C, kWeak, "motion bus: data"},
+    {6, 4, 0x120400A0, 0x120408A0, kWeak, "motion bus: clock"},
 };
 
 struct SpiPin {
@@ -59,6 +60,12 @@ void PinWiring::Look() {
     gpio_.SetPin(wire.bank, wire.pin, registers_.Get(wire.function) == 0,
                  wire.pad == 0 || registers_.Get(wire.pad) == wire.padValue);
   }
+}
+
+std::vector<PinWiring::Signal> PinWiring::Signals() {
+  std::vector<Signal> signals;
+  for (const Wire& wire : kWires) signals.push_back({wire.bank, wire.pin, wire.name});
+  return signals;
 }
 
 bool PinWiring::SpiLedOut() const {

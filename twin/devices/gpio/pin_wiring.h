@@ -6,6 +6,8 @@
 // which relies on it is found, but for the two of the motion bus, whose driver has no set-up of its own.
 #pragma once
 
+#include <vector>
+
 #include "twin/devices/gpio/gpio.h"
 #include "twin/devices/gpio/pin_registers.h"
 
@@ -13,6 +15,12 @@ namespace twin {
 
 class PinWiring {
  public:
+  struct Signal {
+    int bank, pin;
+    const char* name;
+  };
+  static std::vector<Signal> Signals();  // of the pins that carry one, by bank and pin
+
   // Both outlive it.
   PinWiring(GpioBanks& gpio, PinRegisters& registers);
 

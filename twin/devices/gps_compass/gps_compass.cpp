@@ -22,7 +22,12 @@ int32_t DegreesAndMinutes(double degrees) {
   return static_cast<int32_t>(degrees < 0 ? -value : value);
 }
 
+double DegreesOf(int32_t value) { return value / 10000000 + value % 10000000 / 6e6; }
+
 }  // namespace
+
+double GpsCompass::Latitude() const { return DegreesOf(latitude_); }
+double GpsCompass::Longitude() const { return DegreesOf(longitude_); }
 
 GpsCompass::GpsCompass(Faults& faults, const Attitude& attitude)
     : attitude_(attitude),

@@ -38,6 +38,8 @@ class GpsCompass final : public ModulePort {
   void SetPosition(double latitude, double longitude);
   void LoseFix() { latitude_ = longitude_ = 0; }
   bool HasFix() const { return latitude_ != 0 || longitude_ != 0; }
+  double Latitude() const;  // degrees, as the registers can tell them
+  double Longitude() const;
   // Degrees by which the field dips below the horizon; -90 to 90. 50 to begin with.
   void SetInclination(double degrees) { inclination_ = degrees; }
 

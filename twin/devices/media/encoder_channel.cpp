@@ -73,7 +73,7 @@ HI_S32 EncoderChannel::Start(const VENC_RECV_PIC_PARAM_S* param) {
   StopEncoding();
   sequence_ += static_cast<HI_U32>(buffer_->Pictures());
   buffer_->Clear();
-  cameIn_.clear();
+  waiting_.clear();
   taken_ = 0;
   receiving_ = true;
   left_ = param->s32RecvPicNum;
@@ -129,7 +129,7 @@ HI_S32 EncoderChannel::GetStream(VENC_STREAM_S* stream, HI_S32 milliseconds) {
     pack.pu8Addr = pieces[i].start;
     pack.u32Offset = pieces[i].offset;
     pack.u32Len = pieces[i].offset + pieces[i].size;
-    pack.u64PTS = static_cast<HI_U64>(cameIn_[taken_] / 1us);
+    pack.u64PTS = static_cast<HI_U64>(waiting_[taken_].cameIn / 1us);
     pack.bFrameEnd = i + 1 == pieces.size() ? HI_TRUE : HI_FALSE;
   }
   stream->u32PackCount = static_cast<HI_U32>(pieces.size());
@@ -146,9 +146,11 @@ HI_S32 EncoderChannel::ReleaseStream(const VENC_STREAM_S* stream) {
     return Error(Refusal::BadParameter);
   }
   buffer_->Release();
-  cameIn_.pop_front();
+  const Waiting done = std::move(waiting_.front());
+  waiting_.pop_front();
   taken_--;
   sequence_++;
+  if (takenListener_ && done.jpeg) takenListener_(done.frame, done.jpeg);
   return HI_SUCCESS;
 }
 
@@ -189,7 +191,7 @@ void EncoderChannel::Encoded() {
   const int quality = static_cast<int>(quality_);
   const Jpeg jpeg = picture.treatment.Apply(pictures_.Encode(picture.frame, Size(), quality), Size(), quality);
   if (buffer_->Put(*jpeg)) {
-    cameIn_.push_back(picture.at);
+    waiting_.push_back({picture.at, picture.frame, takenListener_ ? jpeg : nullptr});
     counts_.encoded++;
     changed_.Notify();
   } else {
@@ -212,7 +214,7 @@ void EncoderChannel::Forget() {
   if (attr_) system_.GiveBack(attr_->u32BufSize);
   attr_.reset();
   buffer_.reset();
-  cameIn_.clear();
+  waiting_.clear();
   receiving_ = false;
   taken_ = 0;
   changed_.Notify();

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <optional>
 
 #include "sdk/hi_mpi_venc.h"
@@ -60,6 +61,13 @@ class EncoderChannel final : public DeviceFile {
   bool Offer(const ProcessedFrame& picture, const SIZE_S& size);
   void Forget();  // everything is gone, memory and descriptor with it
 
+  // --- world ---
+  // Called when the application gives a stream back, having done with it what it wanted: with the picture and its JPEG.
+  // For the life of the channel; must not wait.
+  void OnTaken(std::function<void(const StoredFrame& frame, const Jpeg& jpeg)> listener) {
+    takenListener_ = std::move(listener);
+  }
+
   // --- for tests ---
   struct Counts {
     uint64_t taken = 0;      // pictures
@@ -89,7 +97,13 @@ class EncoderChannel final : public DeviceFile {
   std::deque<ProcessedFrame> queue_;
   std::optional<Kernel::EventId> encoding_;  // of the front of queue_
   std::optional<StreamBuffer> buffer_;
-  std::deque<Time> cameIn_;  // of each picture in buffer_
+  struct Waiting {
+    Time cameIn;
+    StoredFrame frame;
+    Jpeg jpeg;  // kept for the listener alone
+  };
+  std::deque<Waiting> waiting_;  // of each picture in buffer_
+  std::function<void(const StoredFrame&, const Jpeg&)> takenListener_;
   size_t taken_ = 0;         // of the pictures in buffer_, handed out and not yet released
   HI_U32 sequence_ = 0;      // number of the oldest picture in buffer_
   int descriptor_ = -1;

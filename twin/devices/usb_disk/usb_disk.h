@@ -92,6 +92,8 @@ class UsbDisk {
   void FillTo(uint64_t freeKBs);  // other people's files leave so much free, rounded down to whole clusters
   void SetWriteSpeed(uint64_t bytesPerSecond);  // above 0; 25 MB/s at first
   void SetReadSpeed(uint64_t bytesPerSecond);   // above 0; 30 MB/s at first
+  uint64_t WriteSpeed() const { return writeBytesPerSecond_; }
+  uint64_t ReadSpeed() const { return readBytesPerSecond_; }
   const std::filesystem::path& Directory() const { return directory_; }
   // Finished shot files ("*.ori" and "*.dwo" in DCIM), sorted by name.
   std::vector<std::filesystem::path> Shots() const;
