@@ -7,13 +7,16 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <optional>
 
 #include "twin/board.h"
 #include "twin/console/console.h"
 #include "twin/console/prompt.h"
+#include "twin/console/script_options.h"
 #include "twin/console/serving.h"
 #include "twin/console/status_display.h"
 #include "twin/judge/shot_judge.h"
+#include "twin/panel/front.h"
 #include "twin/transcript/transcript.h"
 
 namespace {
@@ -35,9 +38,9 @@ void CatchSignals() {
 struct Arguments {
   BoardOptions board;
   std::string script, log, transcript, kinds;
-  bool status = false, pressOnce = false, off = false, serve = false;
+  bool status = false, pressOnce = false, off = false, serve = false, panel = false;
   std::string address = "127.0.0.1";
-  uint16_t port = 8080;
+  uint16_t port = 8080, panelPort = 8090;
 };
 
 // Names of an enumeration's values, shown as "real|free".
@@ -100,6 +103,18 @@ void Declare(CLI::App& program, Arguments& arguments) {
       ->needs(serve)
       ->type_name("ADDR")
       ->capture_default_str();
+  program
+      .add_option_function<std::vector<uint16_t>>(
+          "--panel",
+          [&arguments](const std::vector<uint16_t>& ports) {
+            arguments.panel = true;
+            if (!ports.empty()) arguments.panelPort = ports[0];
+          },
+          "Show the board in a browser of this machine, at 127.0.0.1 and this port, 0 for any that is free")
+      ->expected(0, 1)
+      ->type_name("[PORT]")
+      ->default_str("8090")
+      ->excludes(serve);
   program.add_option("--script", arguments.script, "Commands to carry out; then end")
       ->check(CLI::ExistingFile.description(""))
       ->type_name("FILE");
@@ -116,7 +131,7 @@ void Declare(CLI::App& program, Arguments& arguments) {
       ->type_name("WORDS");
   program.add_flag("--status", arguments.status, "Show on standard error what the board shows");
   program.footer(
-      "Without --script and --press-once, commands are read from standard input; `help` lists them.\n"
+      "Without --script, --panel and --press-once, commands are read from standard input; `help` lists them.\n"
       "Exit status: 0 well; 1 an expectation failed, no shot or no good one came, or the board objects; 2 something was not "
       "understood or not found.");
 }
@@ -154,6 +169,16 @@ int PressOnce(Console& console) {
   return wrong.empty() ? 0 : 1;
 }
 
+// As a person does it, unless a second signal comes.
+int SwitchOffAndTell(Console& console) {
+  Board& board = console.board;
+  const int signals = stop;
+  if (board.Powered()) std::cerr << "\nswitching off; Ctrl-C once more cuts the power\n";
+  if (SwitchOff(board, console.watch, [&] { return stop > signals; })) return 0;
+  std::cerr << "\nthe power was cut\n";
+  return 1;
+}
+
 // Until a signal, `quit`, the camera's own end, or a port that is lost; then the camera is switched off.
 int ServeUntilStopped(Console& console, const Serving& serving) {
   Board& board = console.board;
@@ -164,11 +189,16 @@ int ServeUntilStopped(Console& console, const Serving& serving) {
     std::cerr << "\nthe application ended with " << board.ExitStatus() << '\n';
     return 1;
   }
-  const int signals = stop;
-  if (board.Powered()) std::cerr << "\nswitching off; Ctrl-C once more cuts the power\n";
-  if (SwitchOff(board, console.watch, [&] { return stop > signals; })) return 0;
-  std::cerr << "\nthe power was cut\n";
-  return 1;
+  return SwitchOffAndTell(console);
+}
+
+// Until a signal or `quit`: who looks at the board may want it on again after it has switched itself off.
+int ShowUntilStopped(Console& console, panel::Front& front) {
+  std::cout << "panel    " << front.Address() << "    (Ctrl-C ends)" << std::endl;
+  front.Run([] { return false; });
+  if (console.board.Exited()) return 0;
+  console.board.kernel.SetPace(Pace::Real);
+  return SwitchOffAndTell(console);
 }
 
 void OpenIfNamed(std::ofstream& file, const std::string& name) {
@@ -179,7 +209,8 @@ void OpenIfNamed(std::ofstream& file, const std::string& name) {
 
 int Run(const Arguments& arguments) {
   Board board{arguments.board};
-  Console console{board, std::cout, stop};
+  panel::Journal journal{board, std::cout};
+  Console console{board, arguments.panel ? journal.Out() : std::cout, stop};
   std::ofstream log, road;
   OpenIfNamed(log, arguments.log);
   OpenIfNamed(road, arguments.transcript);
@@ -198,13 +229,16 @@ int Run(const Arguments& arguments) {
       if (status) status->Clear();
     });
   }
+  std::optional<panel::Front> front;
+  if (arguments.panel) front.emplace(console, journal, OptionsFor(arguments.board), arguments.panelPort);
   board.OnLogLine([&](Time, const std::string& line) {
+    if (front) journal.Add(panel::Journal::Kind::Application, line, board.kernel.FiberName());
     if (log.is_open()) log << line << std::endl;
     if (!console.echoLog) return;
     if (status) status->Clear();
     std::cout << line << std::endl;
   });
-  if (arguments.board.pace == Pace::Real && !arguments.pressOnce) {
+  if (arguments.board.pace == Pace::Real && !arguments.pressOnce && !front) {
     board.serial.OnPlugged([&] {
       if (status) status->Clear();
       std::cout << "remote   " << board.serial.OpenTerminal() << std::endl;
@@ -213,7 +247,7 @@ int Run(const Arguments& arguments) {
   if (!arguments.off) board.PowerOn();
   // Standard output is for results, so that a caller can read them. A line that is rewritten in place would tear what
   // somebody types at the prompt.
-  const bool prompt = arguments.script.empty() && !arguments.pressOnce && isatty(STDIN_FILENO) != 0;
+  const bool prompt = arguments.script.empty() && !arguments.pressOnce && !front && isatty(STDIN_FILENO) != 0;
   const bool inPlace = isatty(STDERR_FILENO) != 0 && !prompt;
   if (arguments.status) status = std::make_unique<StatusDisplay>(board, console.watch, stderr, inPlace);
 
@@ -222,6 +256,8 @@ int Run(const Arguments& arguments) {
     result = console.RunScript(arguments.script);
   } else if (arguments.pressOnce) {
     result = PressOnce(console);
+  } else if (front) {
+    result = ShowUntilStopped(console, *front);
   } else {
     RunPrompt(console, status.get());
     if (serving) result = ServeUntilStopped(console, *serving);
@@ -234,6 +270,16 @@ int Run(const Arguments& arguments) {
 
 }  // namespace
 
+// A script's own options come first, so that those of the command line count more.
+void Parse(CLI::App& program, const Arguments& arguments, int argc, char** argv) {
+  program.parse(argc, argv);
+  if (arguments.script.empty()) return;
+  std::vector<std::string> own = OptionsOfScript(arguments.script);
+  std::ranges::reverse(own);
+  program.parse(own);
+  program.parse(argc, argv);
+}
+
 int main(int argc, char** argv) {
   CLI::App program{"The camera's application on a board of models: boot it, press its button, break its wires."};
   Arguments arguments;
@@ -241,19 +287,22 @@ int main(int argc, char** argv) {
   arguments.board.pictures = Pictures::Rendered;
   Declare(program, arguments);
   try {
-    program.parse(argc, argv);
+    Parse(program, arguments, argc, argv);
   } catch (const CLI::ParseError& error) {
     return program.exit(error) == 0 ? 0 : 2;
+  } catch (const CommandError& error) {
+    std::cerr << "lumora-twin: " << arguments.script << ":1: " << error.what() << '\n';
+    return 2;
   }
   BoardOptions& board = arguments.board;
-  if (arguments.serve) {
-    if (board.pace != Pace::Real) {
-      std::cerr << "lumora-twin: --serve keeps to your clock; it cannot be had with --pace free\n";
-      return 2;
-    }
-    const auto plugged = [&](UsbAdapter adapter) { return std::ranges::count(board.usb, adapter) > 0; };
-    if (!plugged(UsbAdapter::Ethernet) && !plugged(UsbAdapter::Wifi)) board.usb.push_back(UsbAdapter::Ethernet);
+  const auto plugged = [&](UsbAdapter adapter) { return std::ranges::count(board.usb, adapter) > 0; };
+  if (arguments.serve && board.pace != Pace::Real) {
+    std::cerr << "lumora-twin: --serve keeps to your clock; it cannot be had with --pace free\n";
+    return 2;
   }
+  if ((arguments.serve || arguments.panel) && !plugged(UsbAdapter::Ethernet) && !plugged(UsbAdapter::Wifi))
+    board.usb.push_back(UsbAdapter::Ethernet);
+  if (arguments.panel && !plugged(UsbAdapter::Serial)) board.usb.push_back(UsbAdapter::Serial);
   CatchSignals();
   try {
     return Run(arguments);

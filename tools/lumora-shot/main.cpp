@@ -164,6 +164,7 @@ int main(int argc, char** argv) {
       ->check(CLI::NonNegativeNumber);
   panorama->add_option("--width", order.width, "Pixels all round: a multiple of 128; 8192 if the lenses resolve it");
   AddView(panorama, order.view);
+  panorama->add_flag("--progress", order.progress, "Tell on standard error how far it is, a line a camera");
   panorama->add_flag("--crop", order.crop, "Leave out the rows that are not seen all round");
 
   CLI::App* rescue = app.add_subcommand(

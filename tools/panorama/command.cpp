@@ -61,9 +61,12 @@ int Make(const Order& order) {
     request.levels = order.exposure && !exr && !hdr;
     request.view = order.view;
     const bool terminal = isatty(STDERR_FILENO) != 0;
-    if (terminal) request.progress = [](int done, int all) { std::fprintf(stderr, "\r%d of %d cameras", done, all); };
+    if (terminal || order.progress)
+      request.progress = [lines = order.progress](int done, int all) {
+        std::fprintf(stderr, "%s%d of %d cameras%s", lines ? "" : "\r", done, all, lines ? "\n" : "");
+      };
     const Stitched stitched = Stitch(file, request);
-    if (terminal) std::fputs("\r\x1b[K", stderr);
+    if (terminal && !order.progress) std::fputs("\r\x1b[K", stderr);
     const Rows rows = order.crop ? SeenAllRound(stitched) : Rows{0, stitched.canvas->Height()};
     if (exr)
       WriteExr(stitched, rows, order.out);

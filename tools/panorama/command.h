@@ -14,6 +14,7 @@ struct Order {
   std::optional<int> width;
   View view;
   bool crop = false;
+  bool progress = false;  // told a line a camera, for a program that listens
 };
 
 // Makes the file and says so. Returns the program's exit status: 0 good; 1 something is wrong with the shot: what is

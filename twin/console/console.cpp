@@ -25,6 +25,7 @@ Console::Console(Board& b, std::ostream& stream, const volatile std::sig_atomic_
     : board(b), out(stream), watch(b), stop_(stop) {
   // The remote's screen: the text of a line, then free disk and battery in percent.
   board.serial.OnLine([this](const std::string& line) {
+    remoteLine_ = line;
     out << "remote of camera " << line[1] << ": [" << line.substr(2, 11) << "] disk " << line.substr(13, 2)
         << "%, battery " << line.substr(16, 2) << "%" << std::endl;
   });

@@ -52,6 +52,9 @@ class Console {
   // By `pace pause`: whoever lets the board run between commands does not.
   bool Paused() const { return paused_; }
 
+  // The 19 bytes of the remote's last display line; empty before the first.
+  const std::string& RemoteLine() const { return remoteLine_; }
+
   // All commands, in the order of the help.
   static std::vector<const Command*> Commands();
   static const Command* Find(std::string_view name);  // null: there is none
@@ -78,6 +81,7 @@ class Console {
   const volatile std::sig_atomic_t& stop_;
   bool quitting_ = false;
   bool paused_ = false;
+  std::string remoteLine_;
   void LookAtFollowed();
   std::vector<std::function<bool()>> followed_;
   Kernel::EventId nextLook_ = 0;

@@ -9,7 +9,9 @@ namespace {
 constexpr Duration kTerminalPeriod = 100ms, kLinePeriod = 1s;
 constexpr size_t kTimeWidth = 11;  // "  1234.5 s " in front of everything that tells a change
 
-std::string Stage(const Board& board, const Watch& watch) {
+}  // namespace
+
+std::string StageText(const Board& board, const Watch& watch) {
   if (!board.Powered()) return "off";
   if (board.Exited()) return "application ended with " + std::to_string(board.ExitStatus());
   if (!watch.Ready()) return "starting";
@@ -19,12 +21,10 @@ std::string Stage(const Board& board, const Watch& watch) {
     case Watch::Countdown::LastTwoSeconds: return "last 2 s";
     case Watch::Countdown::None: break;
   }
-  const auto [frames, total] = watch.Progress();
-  if (frames == 0) return "exposing";
-  return "frames filed " + std::to_string(frames) + " of " + std::to_string(total);
+  const Watch::Replay replay = watch.Progress();
+  if (replay.frames == 0) return "exposing";
+  return "frames filed " + std::to_string(replay.frames) + " of " + std::to_string(replay.total);
 }
-
-}  // namespace
 
 std::string StatusText(const Board& board, const Watch& watch) {
   const Panel& panel = board.panel;
@@ -33,7 +33,7 @@ std::string StatusText(const Board& board, const Watch& watch) {
   char text[200];
   snprintf(text, sizeof text, "%8.1f s  LED %-7s buzzer %-6s  %-26s disk ",
            std::chrono::duration<double>(board.Now()).count(), std::string(panel.Colour()).c_str(),
-           panel.Sounding() ? "sounds" : "silent", Stage(board, watch).c_str());
+           panel.Sounding() ? "sounds" : "silent", StageText(board, watch).c_str());
   std::string line = text;
   if (!disk.empty()) return line + disk;
   snprintf(text, sizeof text, "%.2f GB free, %zu shot%s", static_cast<double>(board.disk.FreeKBs()) / (1024 * 1024),

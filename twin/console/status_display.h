@@ -14,6 +14,9 @@ std::string StatusText(const Board& board, const Watch& watch);
 
 // Keeps that line up to date on a stream: rewritten in place on a terminal, else a new line whenever something other
 // than the time has changed, at most one a second of board time and always the last one.
+// What the board is doing, in a few words: "starting", "counting down", "frames filed 12 of 94".
+std::string StageText(const Board& board, const Watch& watch);
+
 class StatusDisplay {
  public:
   StatusDisplay(Board& board, const Watch& watch, FILE* stream, bool terminal);

@@ -66,7 +66,7 @@ Watch::Replay Watch::Progress() const {
     if (delivered[i].channel != 0) continue;
     const StoredFrame& frame = delivered[i].frame;
     const int before = std::exchange(place, LayerOf(frame.camera) * kMostBrackets + frame.bracket);
-    if (place < before) replay = {.total = kFramesOfThree};
+    if (place < before) replay = {.total = kFramesOfThree, .restarts = replay.restarts + 1};
     replay.frames++;
     if (frame.bracket >= kMostBrackets / 2) replay.total = kFramesOfSix;
   }

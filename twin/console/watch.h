@@ -27,6 +27,7 @@ class Watch {
   struct Replay {
     uint64_t frames = 0;
     uint64_t total = 0;
+    uint64_t restarts = 0;  // so far in this shot
   };
   Replay Progress() const;
 
