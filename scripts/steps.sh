@@ -22,9 +22,15 @@ step() {
   if [ $((SECONDS - started)) -ge 2 ]; then printf '      done in %d s\n' $((SECONDS - started)); fi
 }
 
-device_packages=(g++ cmake ninja-build pkg-config libboost-context-dev libcli11-dev nlohmann-json3-dev)
+# libboost-dev: Boost.Asio and Boost.Beast, headers alone. Of the HTTP and WebSocket libraries of Debian they are the ones
+# that can be polled from a loop of one's own.
+device_packages=(g++ cmake ninja-build pkg-config libboost-context-dev libboost-dev libcli11-dev nlohmann-json3-dev)
 build_packages=("${device_packages[@]}" binutils libturbojpeg0-dev libjpeg62-turbo-dev libtiff-dev libexiv2-dev
   libopenexr-dev libgtest-dev libgmock-dev curl)
+
+panel_packages=(libjs-three)  # draws the camera and the panoramas in the browser; served from where Debian puts it
+# Selenium steers a real browser by that browser's own driver; Debian has all three, and they fit each other.
+browser_packages=("${panel_packages[@]}" python3-selenium chromium chromium-driver)
 
 # install package...: installs those that are missing, with apt; asks nothing, says nothing if all are there.
 install() {

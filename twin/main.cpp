@@ -132,7 +132,8 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.add_flag("--status", arguments.status, "Show on standard error what the board shows");
   program.footer(
       "Without --script, --panel and --press-once, commands are read from standard input; `help` lists them.\n"
-      "Exit status: 0 well; 1 an expectation failed, no shot or no good one came, or the board objects; 2 something was not "
+      "Exit status: 0 well; 1 an expectation failed, no shot or no good one came, or the board objects; 2 something "
+      "was not "
       "understood or not found.");
 }
 

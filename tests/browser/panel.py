@@ -39,10 +39,12 @@ class Twin:
     def shots(self):
         return sorted(name for name in os.listdir(self.disk()) if name.endswith('.ori')) if os.path.isdir(self.disk()) else []
 
-    def processor_seconds(self):
-        with open(f'/proc/{self.process.pid}/stat') as stat:
-            fields = stat.read().rsplit(')', 1)[1].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf('SC_CLK_TCK')
+    def bytes(self, shot):
+        with open(os.path.join(self.disk(), shot), 'rb') as file:
+            return file.read()
+
+    def size(self, shot):
+        return os.path.getsize(os.path.join(self.disk(), shot))
 
     def end(self):
         """As Ctrl-C twice. Returns the exit status."""
@@ -53,7 +55,7 @@ class Twin:
                 self.process.send_signal(signal.SIGINT)
         status = self.process.wait(30)
         self.said.close()
-        shutil.rmtree(self.place)
+        shutil.rmtree(self.place, ignore_errors=True)
         return status
 
 
@@ -116,6 +118,20 @@ class Browser:
     def complaints(self):
         """What the browser itself found wrong: scripts that failed, things that the policy blocked."""
         return [entry['message'] for entry in self.driver.get_log('browser') if entry['level'] == 'SEVERE']
+
+    def processes(self):
+        """The browser's, without the driver that steers it: its children, and theirs."""
+        children = {}
+        for name in filter(str.isdigit, os.listdir('/proc')):
+            try:
+                with open(f'/proc/{name}/stat') as stat:
+                    children.setdefault(int(stat.read().rsplit(')', 1)[1].split()[1]), []).append(int(name))
+            except OSError:
+                continue  # gone since
+        found = children.get(self.driver.service.process.pid, [])
+        for process in found:
+            found.extend(children.get(process, []))
+        return found
 
     def end(self):
         self.driver.quit()

@@ -27,7 +27,8 @@ double DegreesFrom(const std::string& word, std::string_view what, const Limits&
 
 void Tilt(Console& console, const Words& arguments) {
   Attitude& attitude = console.board.attitude;
-  attitude.Set(DegreesFrom(arguments[0], "tilt x", limits::kTiltX), DegreesFrom(arguments[1], "tilt y", limits::kTiltY), attitude.Yaw());
+  attitude.Set(DegreesFrom(arguments[0], "tilt x", limits::kTiltX), DegreesFrom(arguments[1], "tilt y", limits::kTiltY),
+               attitude.Yaw());
 }
 
 // The angle of -180 to 180 that is the same direction.
@@ -53,7 +54,8 @@ void Gps(Console& console, const Words& arguments) {
     if (arguments[0] != "off") throw CommandError("usage: gps LATITUDE LONGITUDE, or gps off");
     return module.LoseFix();
   }
-  module.SetPosition(DegreesFrom(arguments[0], "latitude", limits::kLatitude), DegreesFrom(arguments[1], "longitude", limits::kLongitude));
+  module.SetPosition(DegreesFrom(arguments[0], "latitude", limits::kLatitude),
+                     DegreesFrom(arguments[1], "longitude", limits::kLongitude));
 }
 
 constexpr std::array<Command, 4> kCommands = {{

@@ -1,4 +1,5 @@
-// What the numbers of commands may be: the console refuses others, and whoever draws a control takes its ends from here.
+// What the numbers of commands may be: the console refuses others, and whoever draws a control takes its ends from
+// here.
 #pragma once
 
 namespace twin {
@@ -9,11 +10,11 @@ struct Limits {
 
 namespace limits {
 
-constexpr Limits kBattery{0, 63};            // samples
-constexpr Limits kLight{1e-6, 1e6};          // factor
-constexpr Limits kTemperature{-64, 191};     // degrees Celsius
-constexpr Limits kCamera{0, 24};             // image number
-constexpr Limits kTiltX{-90, 90};            // degrees, as all below
+constexpr Limits kBattery{0, 63};         // samples
+constexpr Limits kLight{1e-6, 1e6};       // factor
+constexpr Limits kTemperature{-64, 191};  // degrees Celsius
+constexpr Limits kCamera{0, 24};          // image number
+constexpr Limits kTiltX{-90, 90};         // degrees, as all below
 constexpr Limits kTiltY{-180, 180};
 constexpr Limits kHeading{-360, 360};
 constexpr Limits kLatitude{-90, 90};

@@ -45,7 +45,8 @@ void SetLight(Console& console, const Words& arguments) {
 
 void SetTemperature(Console& console, const Words& arguments) {
   const int64_t degrees = NumberFrom(arguments[0], "temperature");
-  if (!Within(limits::kTemperature, degrees)) throw CommandError("a sensor measures -64 to 191 degrees, not " + arguments[0]);
+  if (!Within(limits::kTemperature, degrees))
+    throw CommandError("a sensor measures -64 to 191 degrees, not " + arguments[0]);
   const int64_t camera = arguments.size() > 1 ? NumberFrom(arguments[1], "the camera") : -1;
   if (arguments.size() > 1 && !Within(limits::kCamera, camera))
     throw CommandError("cameras are 0 to 24, not " + arguments[1]);
@@ -140,8 +141,7 @@ constexpr std::array<Command, 17> kCommands = {{
      [](Console& c, const Words& a) { c.board.disk.SetReadOnly(SwitchFrom(a[0], "readonly")); }},
     {"speed", "WRITE [READ]", "bytes that the disk writes and reads in a second", 1, 2, SetDiskSpeed},
     {"fault", "POINT EFFECT [CONDITION...] | clear [POINT]",
-     "break something (see faults), or nothing (there) any more", 1, 20,
-     AddFault},
+     "break something (see faults), or nothing (there) any more", 1, 20, AddFault},
 }};
 
 }  // namespace

@@ -97,8 +97,8 @@ class Kernel {
   // From now on, equal-time events run in an order drawn from the seed, and any door may let others run first.
   void Explore() { exploring_ = true; }
 
-  // Host descriptors that the board listens to while it has nothing to do, and every few milliseconds of the host's time
-  // when it has.
+  // Host descriptors that the board listens to while it has nothing to do, and every few milliseconds of the host's
+  // time when it has.
   HostPoll& Host() { return host_; }
 
   // From now on. For the host side, and for what the host poll calls.

@@ -190,7 +190,8 @@ void Front::Serve(Page& page, const std::shared_ptr<const json>& state) {
     json lines = json::array();
     const auto& entries = journal_.Entries();
     const uint64_t first = std::max(page.journal + 1, journal_.Last() - std::min(journal_.Last(), kMostLines) + 1);
-    for (auto entry = entries.begin() + static_cast<long>(first - entries.front().number); entry != entries.end(); ++entry)
+    for (auto entry = entries.begin() + static_cast<long>(first - entries.front().number); entry != entries.end();
+         ++entry)
       lines.push_back({entry->number, Seconds(entry->at), NameOf(entry->kind), entry->who, entry->text});
     message["journal"] = std::move(lines);
     page.journal = journal_.Last();
@@ -208,8 +209,7 @@ Answer Front::Get(const std::string& target) {
     return path.starts_with(front) ? Unescaped(path.substr(front.size())) : std::string();
   };
   const Answer missing{.status = 404, .text = "There is no such path.\n"};
-  if (path == "/record")
-    return {.text = recorder_.Script(), .saveAs = "session.script"};
+  if (path == "/record") return {.text = recorder_.Script(), .saveAs = "record.script"};
   if (const std::string name = behind("/picture/"); !name.empty()) {
     size_t camera = kCameras;
     std::from_chars(name.data(), name.data() + name.size(), camera);

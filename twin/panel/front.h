@@ -38,8 +38,8 @@ class Front {
   struct Page {
     std::shared_ptr<Link> link;
     std::shared_ptr<const nlohmann::json> sent = {};  // null: not even the tables
-    uint64_t journal = 0;                        // the last entry that it has
-    std::string watched = {};                       // a device of wires.h
+    uint64_t journal = 0;                             // the last entry that it has
+    std::string watched = {};                         // a device of wires.h
   };
   Answer Get(const std::string& target);
   void Opened(const std::shared_ptr<Link>& link);

@@ -1,4 +1,5 @@
-// The difference between two JSON values, as a merge patch (RFC 7386): only what is new or other, null for what is gone.
+// The difference between two JSON values, as a merge patch (RFC 7386): only what is new or other, null for what is
+// gone.
 #pragma once
 
 #include <nlohmann/json.hpp>

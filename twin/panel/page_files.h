@@ -9,8 +9,8 @@
 
 namespace twin::panel {
 
-// "/" is the page itself, "/page/..." its files, "/three/..." the library's. Nothing for any other path, and for what is
-// not there.
+// "/" is the page itself, "/page/..." its files, "/three/..." the library's. Nothing for any other path, and for what
+// is not there.
 std::optional<Answer> PageFile(const std::string& path);
 
 // A path's part with its %XX undone.

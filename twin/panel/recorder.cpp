@@ -12,8 +12,8 @@ Recorder::Recorder(const Board& board, const std::string& options)
     : board_(board), text_("options " + options + "\n# lumora-twin --script THIS-FILE --root AN-EMPTY-DIRECTORY\n") {}
 
 bool Recorder::LeavesBoardAlone(const std::string& line) {
-  constexpr std::array<std::string_view, 10> kSuch = {"pace", "step",     "quit", "options", "help",
-                                                      "log",  "attitude", "world", "status", "faults"};
+  constexpr std::array<std::string_view, 10> kSuch = {"pace", "step",     "quit",  "options", "help",
+                                                      "log",  "attitude", "world", "status",  "faults"};
   const Words words = SplitLine(line);
   return words.empty() || std::ranges::find(kSuch, words[0]) != kSuch.end();
 }

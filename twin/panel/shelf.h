@@ -1,4 +1,5 @@
-// The finished shots on the disk, each judged and, if asked for, joined to a panorama, by lumora-shot in the background.
+// The finished shots on the disk, each judged and, if asked for, joined to a panorama, by lumora-shot in the
+// background.
 #pragma once
 
 #include <filesystem>

@@ -45,7 +45,8 @@ void ShotWatch::Filed(const StoredFrame& frame, const Jpeg& jpeg) {
 uint64_t ShotWatch::Lost() const {
   const MediaPipeline::Counts& counts = board_.media.counts();
   uint64_t underWay = 0;
-  for (int layer = 0; layer < kLayers; layer++) underWay += board_.array.LayerStateName(layer) == std::string("sending");
+  for (int layer = 0; layer < kLayers; layer++)
+    underWay += board_.array.LayerStateName(layer) == std::string("sending");
   return board_.array.FramesSent() - board_.array.FramesArrived() - underWay + counts.dropped + counts.unseen;
 }
 
@@ -74,11 +75,16 @@ nlohmann::json ShotWatch::State() const {
   }
   const Watch::Replay replay = watch_.Progress();
   const bool running = board_.panel.ShotRunning();
-  return {{"number", shots_ + running}, {"running", running},           {"frames", replay.frames},
-          {"total", replay.total},     {"restarts", replay.restarts},   {"lost", Lost() - lostBefore_},
-          {"sets", ExposureSets()},    {"average", board_.array.MeasuredAverage()},
-          {"tiles", std::move(tiles)}, {"layers", {board_.array.LayerStateName(0), board_.array.LayerStateName(1),
-                                                   board_.array.LayerStateName(2)}}};
+  return {{"number", shots_ + running},
+          {"running", running},
+          {"frames", replay.frames},
+          {"total", replay.total},
+          {"restarts", replay.restarts},
+          {"lost", Lost() - lostBefore_},
+          {"sets", ExposureSets()},
+          {"average", board_.array.MeasuredAverage()},
+          {"tiles", std::move(tiles)},
+          {"layers", {board_.array.LayerStateName(0), board_.array.LayerStateName(1), board_.array.LayerStateName(2)}}};
 }
 
 }  // namespace twin::panel

@@ -26,22 +26,24 @@ json Lenses(const Board& board) {
   shot::CameraConf row;
   constexpr double kDegrees = 180 / 3.14159265358979323846 * 1e-8;
   while (file.read(reinterpret_cast<char*>(&row), sizeof row))
-    lenses.push_back({{"camera", row.imgIdx}, {"azimuth", row.aimInfoDirX * kDegrees},
-                      {"elevation", row.aimInfoDirY * kDegrees}});
+    lenses.push_back(
+        {{"camera", row.imgIdx}, {"azimuth", row.aimInfoDirX * kDegrees}, {"elevation", row.aimInfoDirY * kDegrees}});
   return lenses;
 }
 
 json CommandTable() {
   json commands = json::array();
   for (const Command* command : Console::Commands()) {
-    if (!command->waits) commands.push_back({{"name", command->name}, {"usage", command->usage}, {"help", command->help}});
+    if (!command->waits)
+      commands.push_back({{"name", command->name}, {"usage", command->usage}, {"help", command->help}});
   }
   return commands;
 }
 
 json FaultTable(const Board& board) {
   json points = json::array(), words = json::array();
-  for (const FaultPoint* point : board.faults.Points()) points.push_back({{"name", point->Name()}, {"what", point->What()}});
+  for (const FaultPoint* point : board.faults.Points())
+    points.push_back({{"name", point->Name()}, {"what", point->What()}});
   for (const Faults::Word& word : Faults::TextWords())
     words.push_back({{"word", word.word}, {"value", word.value}, {"effect", word.effect}, {"what", word.what}});
   return {{"points", points}, {"words", words}};
@@ -51,7 +53,9 @@ double Rounded(double value, double step) { return std::round(value / step) * st
 
 json Remote(const std::string& line) {
   if (line.size() < 18) return json::object();
-  return {{"camera", line.substr(1, 1)}, {"text", line.substr(2, 11)}, {"disk", line.substr(13, 2)},
+  return {{"camera", line.substr(1, 1)},
+          {"text", line.substr(2, 11)},
+          {"disk", line.substr(13, 2)},
           {"battery", line.substr(16, 2)}};
 }
 
@@ -72,15 +76,9 @@ std::string Date(const Board& board) {
 }  // namespace
 
 json Tables(const Board& board, const std::string& program) {
-  return {{"program", program},
-          {"seed", board.options.seed},
-          {"commands", CommandTable()},
-          {"controls", Controls()},
-          {"phone", PhoneLinks()},
-          {"faults", FaultTable(board)},
-          {"lenses", Lenses(board)},
-          {"wires", WireDevices()},
-          {"turned", kTurned}};
+  return {{"program", program},      {"seed", board.options.seed}, {"commands", CommandTable()},
+          {"controls", Controls()},  {"phone", PhoneLinks()},      {"faults", FaultTable(board)},
+          {"lenses", Lenses(board)}, {"wires", WireDevices()},     {"turned", kTurned}};
 }
 
 json StateOf(const Console& console, const ShotWatch& shot, const Shelf& shelf) {
@@ -95,23 +93,38 @@ json StateOf(const Console& console, const ShotWatch& shot, const Shelf& shelf) 
       {"stage", StageText(board, console.watch)},
       {"powered", board.Powered()},
       {"date", Date(board)},
-      {"led", {{"colour", panel.Colour()}, {"lamp", panel.LampColour()}, {"lit", panel.Lit()},
-               {"red", lamp.red}, {"green", lamp.green}, {"blue", lamp.blue}}},
-      {"buzzer", {{"sounding", panel.Sounding()}, {"pulses", sounds.size()},
-                  {"last", sounds.empty() ? 0 : sounds.back().length / 1ms}}},
+      {"led",
+       {{"colour", panel.Colour()},
+        {"lamp", panel.LampColour()},
+        {"lit", panel.Lit()},
+        {"red", lamp.red},
+        {"green", lamp.green},
+        {"blue", lamp.blue}}},
+      {"buzzer",
+       {{"sounding", panel.Sounding()},
+        {"pulses", sounds.size()},
+        {"last", sounds.empty() ? 0 : sounds.back().length / 1ms}}},
       {"button", board.button.Pressed()},
-      {"held", {{"pitch", board.attitude.Pitch()}, {"roll", board.attitude.Roll()},
-                {"heading", Rounded(std::remainder(-board.attitude.Yaw(), 360), 1e-6)}}},
-      {"place", {{"fix", board.gpsCompass.HasFix()}, {"latitude", Rounded(board.gpsCompass.Latitude(), 1e-6)},
-                 {"longitude", Rounded(board.gpsCompass.Longitude(), 1e-6)}}},
+      {"held",
+       {{"pitch", board.attitude.Pitch()},
+        {"roll", board.attitude.Roll()},
+        {"heading", Rounded(std::remainder(-board.attitude.Yaw(), 360), 1e-6)}}},
+      {"place",
+       {{"fix", board.gpsCompass.HasFix()},
+        {"latitude", Rounded(board.gpsCompass.Latitude(), 1e-6)},
+        {"longitude", Rounded(board.gpsCompass.Longitude(), 1e-6)}}},
       {"light", board.pictures->Light()},
       {"temperature", board.array.SensorOf(0).Temperature()},
       {"battery", board.coProcessor.Battery()},
       {"charging", board.coProcessor.Charging()},
-      {"disk", {{"plugged", board.disk.Plugged()}, {"mounted", board.disk.Mounted()},
-                {"readOnly", board.disk.ReadOnly()}, {"freeKBs", board.disk.FreeKBs()},
-                {"totalKBs", board.disk.TotalKBs()}, {"writeSpeed", board.disk.WriteSpeed()},
-                {"readSpeed", board.disk.ReadSpeed()}}},
+      {"disk",
+       {{"plugged", board.disk.Plugged()},
+        {"mounted", board.disk.Mounted()},
+        {"readOnly", board.disk.ReadOnly()},
+        {"freeKBs", board.disk.FreeKBs()},
+        {"totalKBs", board.disk.TotalKBs()},
+        {"writeSpeed", board.disk.WriteSpeed()},
+        {"readSpeed", board.disk.ReadSpeed()}}},
       {"adapters", Adapters(board)},
       {"remote", Remote(console.RemoteLine())},
       {"shot", shot.State()},

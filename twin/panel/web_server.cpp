@@ -126,10 +126,10 @@ class PageLink final : public Link, public std::enable_shared_from_this<PageLink
 };
 
 // One connection, request by request.
-class Session final : public std::enable_shared_from_this<Session> {
+class Connection final : public std::enable_shared_from_this<Connection> {
  public:
-  Session(Core& core, tcp::socket socket) : core_(core), socket_(std::move(socket)) { core_.connections++; }
-  ~Session() {
+  Connection(Core& core, tcp::socket socket) : core_(core), socket_(std::move(socket)) { core_.connections++; }
+  ~Connection() {
     core_.connections--;
     if (socket_.is_open()) core_.host.Remove(socket_.native_handle());
   }
@@ -207,7 +207,7 @@ void AcceptNext(Core& core) {
     if (!error && core.connections < WebServer::kMostConnections) {
       Error ignored;
       socket.set_option(tcp::no_delay(true), ignored);
-      std::make_shared<Session>(core, std::move(socket))->Read();
+      std::make_shared<Connection>(core, std::move(socket))->Read();
     }
     AcceptNext(core);
   });

@@ -1,8 +1,8 @@
 #include "twin/panel/wires.h"
 
 #include <array>
-#include <cstdio>
 #include <cmath>
+#include <cstdio>
 
 #include "twin/kernel/duration_text.h"
 
@@ -72,7 +72,10 @@ json Sensors(Board& board) {
     snprintf(text.data(), text.size(), "%.3f ms, gain %.2f, %d °C", exposure.seconds * 1e3, exposure.gain,
              sensor.Temperature());
     rows.Add("camera " + std::to_string(camera),
-             !sensor.Answers() ? "in reset" : sensor.Streaming() ? "streams" : "stands by", text.data());
+             !sensor.Answers()    ? "in reset"
+             : sensor.Streaming() ? "streams"
+                                  : "stands by",
+             text.data());
   }
   return rows.Take();
 }

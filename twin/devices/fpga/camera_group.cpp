@@ -70,9 +70,8 @@ void CameraGroup::Reset() {
   lastReadFresh_ = false;
 }
 
-uint8_t CameraGroup::LastRead() {
+void CameraGroup::TakesLastRead() {
   if (!std::exchange(lastReadFresh_, false)) complain_("the byte of a sensor read is taken that has not come");
-  return lastRead_;
 }
 
 bool CameraGroup::Receives(const Sensor& sensor) const {

@@ -56,7 +56,8 @@ class CameraGroup {
 
   bool Idle() const { return queue_.empty() && !busy_; }
   bool AlmostFull() const { return queue_.size() >= kAlmostFull; }
-  uint8_t LastRead();  // of a sensor register; complains if it was taken before or is not there yet
+  uint8_t LastRead() const { return lastRead_; }  // of a sensor register
+  void TakesLastRead();                           // complains if it was taken before or is not there yet
   size_t Waiting() const { return queue_.size(); }
 
  private:

@@ -33,7 +33,7 @@ class Layer {
     const char* name;
     uint8_t value;
   };
-  std::vector<Register> Registers();
+  std::vector<Register> Registers() const;
   const LayerCapture& Capture() const { return capture_; }
   size_t CommandsWaiting() const;
   bool SensorsRun() const { return sensorsRun_; }  // they are out of their reset

@@ -9,6 +9,17 @@
 
 namespace twin {
 
+namespace {
+
+struct ReadRow {
+  uint8_t code;
+  const char* name;
+  uint32_t (*value)(const Layer& layer);                     // cut to a byte
+  uint32_t (*read)(Layer& layer, uint32_t value) = nullptr;  // what a read on the bus makes of it, and does
+};
+
+}  // namespace
+
 struct LayerRegisters {
   using Command = CameraCommand;
 
@@ -21,13 +32,6 @@ struct LayerRegisters {
     const char* name;
     void (*write)(Layer& layer, const Command& command);
   };
-  struct ReadRow {
-    uint8_t code;
-    const char* name;
-    uint32_t (*read)(Layer& layer);  // cut to a byte
-  };
-
-  static constexpr uint8_t kReady = 0x40;
   static constexpr uint8_t kFirstOfMeter = 0x4D;  // from here on the registers exist in the measuring layer alone
   static bool Has(const Layer& layer, uint8_t code) { return code < kFirstOfMeter || layer.index_ == kMeasuringLayer; }
 
@@ -78,23 +82,26 @@ struct LayerRegisters {
   }};
 
   static constexpr std::array<ReadRow, 16> readRows = {{
-      {kReady, "ready", [](Layer& l) { return uint32_t{l.Ready()}; }},
+      {0x40, "ready", [](const Layer& l) { return uint32_t{l.Ready()}; },
+       [](Layer& l, uint32_t ready) { return uint32_t{ready != 0 && !l.parts_.faults.ready.Ask(l.index_)}; }},
       {0x41, "FIFO almost full",
-       [](Layer& l) { return uint32_t{l.groups_[0].AlmostFull() || l.groups_[1].AlmostFull()}; }},
-      {0x43, "capture configured", [](Layer& l) { return uint32_t{l.capture_.Configured()}; }},
-      {0x44, "capture saved", [](Layer& l) { return uint32_t{l.capture_.Saved()}; }},
-      {0x45, "last read, cameras 0 to 6", [](Layer& l) { return uint32_t{l.groups_[0].LastRead()}; }},
-      {0x46, "last read, cameras 7, 8", [](Layer& l) { return uint32_t{l.groups_[1].LastRead()}; }},
-      {0x48, "sending", [](Layer& l) { return uint32_t{l.parts_.chain.Busy(l.index_)}; }},
-      {0x49, "row errors, low", [](Layer& l) { return l.capture_.RowErrors(); }},
-      {0x4A, "row errors, high", [](Layer& l) { return l.capture_.RowErrors() >> 8; }},
-      {0x4B, "FIFOs empty", [](Layer& l) { return uint32_t{l.CommandsWaiting() == 0}; }},
-      {0x4C, "capture saved", [](Layer& l) { return uint32_t{l.capture_.Saved()}; }},
-      {0x4D, "measurements", [](Layer& l) { return uint32_t{l.parts_.meter.Count()}; }},
-      {0x4E, "measured average", [](Layer& l) { return uint32_t{l.parts_.meter.Average()}; }},
-      {0x50, "its exposure, high", [](Layer& l) { return l.parts_.meter.MeasuredExposure() >> 16; }},
-      {0x51, "its exposure, middle", [](Layer& l) { return l.parts_.meter.MeasuredExposure() >> 8; }},
-      {0x52, "its exposure, low", [](Layer& l) { return l.parts_.meter.MeasuredExposure(); }},
+       [](const Layer& l) { return uint32_t{l.groups_[0].AlmostFull() || l.groups_[1].AlmostFull()}; }},
+      {0x43, "capture configured", [](const Layer& l) { return uint32_t{l.capture_.Configured()}; }},
+      {0x44, "capture saved", [](const Layer& l) { return uint32_t{l.capture_.Saved()}; }},
+      {0x45, "last read, cameras 0 to 6", [](const Layer& l) { return uint32_t{l.groups_[0].LastRead()}; },
+       [](Layer& l, uint32_t byte) { return l.groups_[0].TakesLastRead(), byte; }},
+      {0x46, "last read, cameras 7, 8", [](const Layer& l) { return uint32_t{l.groups_[1].LastRead()}; },
+       [](Layer& l, uint32_t byte) { return l.groups_[1].TakesLastRead(), byte; }},
+      {0x48, "sending", [](const Layer& l) { return uint32_t{l.parts_.chain.Busy(l.index_)}; }},
+      {0x49, "row errors, low", [](const Layer& l) { return l.capture_.RowErrors(); }},
+      {0x4A, "row errors, high", [](const Layer& l) { return l.capture_.RowErrors() >> 8; }},
+      {0x4B, "FIFOs empty", [](const Layer& l) { return uint32_t{l.CommandsWaiting() == 0}; }},
+      {0x4C, "capture saved", [](const Layer& l) { return uint32_t{l.capture_.Saved()}; }},
+      {0x4D, "measurements", [](const Layer& l) { return uint32_t{l.parts_.meter.Count()}; }},
+      {0x4E, "measured average", [](const Layer& l) { return uint32_t{l.parts_.meter.Average()}; }},
+      {0x50, "its exposure, high", [](const Layer& l) { return l.parts_.meter.MeasuredExposure() >> 16; }},
+      {0x51, "its exposure, middle", [](const Layer& l) { return l.parts_.meter.MeasuredExposure() >> 8; }},
+      {0x52, "its exposure, low", [](const Layer& l) { return l.parts_.meter.MeasuredExposure(); }},
   }};
 };
 
@@ -120,16 +127,15 @@ uint8_t Layer::Read(uint8_t code) {
     Complain("no such register", {.code = code});
     return 0;
   }
-  const uint32_t value = row->read(*this);
-  if (code == LayerRegisters::kReady && value != 0 && parts_.faults.ready.Ask(index_)) return 0;
-  return static_cast<uint8_t>(value);
+  const uint32_t value = row->value(*this);
+  return static_cast<uint8_t>(row->read ? row->read(*this, value) : value);
 }
 
-std::vector<Layer::Register> Layer::Registers() {
+std::vector<Layer::Register> Layer::Registers() const {
   std::vector<Register> registers;
   for (const auto& row : LayerRegisters::readRows) {
     if (LayerRegisters::Has(*this, row.code))
-      registers.push_back({row.code, row.name, static_cast<uint8_t>(row.read(*this))});
+      registers.push_back({row.code, row.name, static_cast<uint8_t>(row.value(*this))});
   }
   return registers;
 }

@@ -104,8 +104,8 @@ class EncoderChannel final : public DeviceFile {
   };
   std::deque<Waiting> waiting_;  // of each picture in buffer_
   std::function<void(const StoredFrame&, const Jpeg&)> takenListener_;
-  size_t taken_ = 0;         // of the pictures in buffer_, handed out and not yet released
-  HI_U32 sequence_ = 0;      // number of the oldest picture in buffer_
+  size_t taken_ = 0;     // of the pictures in buffer_, handed out and not yet released
+  HI_U32 sequence_ = 0;  // number of the oldest picture in buffer_
   int descriptor_ = -1;
   Counts counts_;
 };

@@ -16,7 +16,7 @@ let lastLine = 0;
 // Called with (state, tables) when one of `parts` of the state has changed, and once all is there.
 export function on(parts, listener) { listeners.push({ parts, listener }); }
 export function onTables(listener) { tableListeners.push(listener); }
-// With [{number, at, kind, who, text}], each once and in order, and whether they are the first of a new program.
+// With [{number, at, kind, who, text}], each once and in order; or with none and true: another program begins anew.
 export function onLines(listener) { lineListeners.push(listener); }
 export function onConnection(listener) { connectionListeners.push(listener); }  // with true or false
 
@@ -47,12 +47,15 @@ function merge(target, patch) {
 }
 
 function heard(message) {
-  let fresh = false;
   if (message.tables) {
-    fresh = !board.tables || board.tables.program !== message.tables.program;
+    const fresh = !board.tables || board.tables.program !== message.tables.program;
     board.tables = message.tables;
     board.state = {};
-    if (fresh) for (const listener of tableListeners) listener(board.tables);
+    if (fresh) {
+      lastLine = 0;
+      for (const listener of tableListeners) listener(board.tables);
+      for (const listener of lineListeners) listener([], true);
+    }
   }
   if (message.state) {
     merge(board.state, message.state);
@@ -62,11 +65,10 @@ function heard(message) {
     }
   }
   if (message.journal) {
-    if (fresh) lastLine = 0;
     const lines = message.journal.map(([number, at, kind, who, text]) => ({ number, at, kind, who, text }))
       .filter(({ number }) => number > lastLine);
     if (lines.length) lastLine = lines[lines.length - 1].number;
-    for (const listener of lineListeners) listener(lines, fresh);
+    for (const listener of lineListeners) listener(lines, false);
   }
 }
 

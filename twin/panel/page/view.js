@@ -10,6 +10,7 @@ const kRadians = Math.PI / 180;
 const kBody = 1, kCollarTop = -0.86, kCollarBottom = -1.34, kCollar = 0.5;
 const kLens = 0.165;
 const kMiddle = -0.48;  // the height that is looked at: the collar and what lies over the picture take the lower part
+const kSlowMilliseconds = 700, kFlashMilliseconds = 900;
 const kNearest = 3, kFarthest = 9;
 
 const colourOf = ({ lit, red, green, blue }) => (lit ? new THREE.Color(red ? 1 : 0, green ? 1 : 0, blue ? 1 : 0) : new THREE.Color(0));
@@ -120,10 +121,18 @@ function makeFloor() {
     }) }));
 }
 
+// Whether there are no graphics, and every pixel costs the processor. Then it is left time for the rest of the page.
+function drawnByProcessor() {
+  const gl = document.createElement('canvas').getContext('webgl');
+  const told = gl?.getExtension('WEBGL_debug_renderer_info');
+  return Boolean(told && /swiftshader|llvmpipe|softpipe|software/i.test(gl.getParameter(told.UNMASKED_RENDERER_WEBGL)));
+}
+
 class View {
   constructor(canvas) {
     this.canvas = canvas;
-    this.renderer = new THREE.WebGLRenderer({ canvas, antialias: true, alpha: true });
+    this.slow = drawnByProcessor();
+    this.renderer = new THREE.WebGLRenderer({ canvas, antialias: !this.slow, alpha: true });
     this.renderer.gammaOutput = true;
     this.renderer.gammaFactor = 2.2;
     this.scene = new THREE.Scene();
@@ -169,7 +178,7 @@ class View {
     const now = performance.now();
     if (now < this.restUntil) return;
     for (const [number, since] of this.flash) {
-      const glow = Math.max(0, 1 - (now - since) / 900);
+      const glow = Math.max(0, 1 - (now - since) / kFlashMilliseconds);
       this.lightLens(number, glow);
       if (glow === 0) this.flash.delete(number);
       this.dirty = true;
@@ -182,8 +191,7 @@ class View {
     this.eye.position.y += kMiddle;
     this.eye.lookAt(0, kMiddle, 0);
     this.renderer.render(this.scene, this.eye);
-    // Where the processor draws, it is left time for the rest of the page.
-    this.restUntil = performance.now() + 3 * (performance.now() - now);
+    if (this.slow) this.restUntil = now + kSlowMilliseconds;
   }
 
   setLenses(lenses) {
@@ -210,7 +218,7 @@ class View {
       if (tile && lens.userData.number !== tile.number) this.flash.set(number, performance.now());
       lens.userData.number = tile?.number;
       lens.userData.kept = Math.min(1, filed / exposures);
-      if (running && stage === 'exposing') this.flash.set(number, performance.now() - 350);
+      if (running && stage === 'exposing') this.flash.set(number, performance.now() - 0.4 * kFlashMilliseconds);
       if (!this.flash.has(number)) this.lightLens(number, 0);
     }
     this.dirty = true;

@@ -93,8 +93,9 @@ export function startWorld() {
       : [make('b', {}, remote.text), make('span', {}, `disk ${remote.disk}%   battery ${remote.battery}%`)]));
   });
   let open = null;  // the answer that further lines belong to
-  onLines((lines) => {
+  onLines((lines, anew) => {
     const answers = byId('answers');
+    if (anew) answers.replaceChildren();
     for (const line of lines) {
       if (line.kind !== 'answer') {
         if (line.kind === 'action') open = null;
