@@ -17,9 +17,6 @@ target_link_libraries(lumora_app PRIVATE lumora_flags PkgConfig::TURBOJPEG PkgCo
 # No fortified calls: each call keeps the name that stands in the list of doors. Position-dependent data sections
 # keep their plain names, which is how the twin finds the application's variables.
 target_compile_options(lumora_app PRIVATE -U_FORTIFY_SOURCE -fno-common)
-if(LUMORA_FUZZ)
-  target_compile_options(lumora_app PRIVATE -fsanitize=fuzzer-no-link)
-endif()
 set_source_files_properties(${CMAKE_SOURCE_DIR}/venc/blobs.S PROPERTIES
   COMPILE_OPTIONS "-I${LUMORA_BLOB_DIR}" OBJECT_DEPENDS "${LUMORA_BLOB_FILES}")
 add_dependencies(lumora_app lumora_blob_files)

@@ -19,6 +19,7 @@ namespace fuzz {
 Disk disk;
 Wire wire;
 ControlSignals* signals = nullptr;
+int clockSets = 0;
 
 void Require(bool holds, const char* what) {
   if (holds) return;
@@ -39,39 +40,48 @@ bool Between(int value, int least, int most) { return least <= value && value <=
 // A stream over one file. A file that is read stays what it was when it was opened.
 struct Stream {
   std::string path;
-  std::string written;
+  bool writes = false;
+  std::string written;  // the whole file, if the stream writes
   std::shared_ptr<const std::string> content;
   size_t position = 0;
+
+  const std::string& Bytes() const { return writes ? written : *content; }
 };
 
 ssize_t ReadStream(void* cookie, char* data, size_t size) {
   auto* stream = static_cast<Stream*>(cookie);
-  if (stream->position >= stream->content->size()) return 0;
-  const size_t got = stream->content->copy(data, size, stream->position);
+  if (stream->position >= stream->Bytes().size()) return 0;
+  const size_t got = stream->Bytes().copy(data, size, stream->position);
   stream->position += got;
   return static_cast<ssize_t>(got);
 }
 
 ssize_t WriteStream(void* cookie, const char* data, size_t size) {
-  static_cast<Stream*>(cookie)->written.append(data, size);
+  auto* stream = static_cast<Stream*>(cookie);
+  stream->written.resize(std::max(stream->written.size(), stream->position + size));
+  stream->written.replace(stream->position, size, data, size);
+  stream->position += size;
   return static_cast<ssize_t>(size);
 }
 
 int SeekStream(void* cookie, off64_t* offset, int whence) {
   auto* stream = static_cast<Stream*>(cookie);
-  if (whence != SEEK_SET || *offset < 0) return Failed(EINVAL);
+  if (whence == SEEK_CUR) *offset += static_cast<off64_t>(stream->position);
+  if (whence == SEEK_END) *offset += static_cast<off64_t>(stream->Bytes().size());
+  if (*offset < 0) return Failed(EINVAL);
   stream->position = static_cast<size_t>(*offset);
   return 0;
 }
 
 int CloseStream(void* cookie) {
   const auto* stream = static_cast<Stream*>(cookie);
-  if (stream->content == nullptr) disk.files[stream->path] = std::make_shared<const std::string>(stream->written);
+  if (stream->writes) disk.files[stream->path] = std::make_shared<const std::string>(stream->written);
   delete stream;
   return 0;
 }
 
-// The control thread's turn: it takes what waits, and holds it against what it was promised.
+}  // namespace
+
 void ControlThread() {
   ControlSignals& s = *signals;
   if (const unsigned int word = s.remoteCapCmd) {
@@ -92,7 +102,6 @@ void ControlThread() {
   s.needReadTemperature = 0;
 }
 
-}  // namespace
 }  // namespace fuzz
 
 using namespace fuzz;
@@ -129,8 +138,8 @@ int twin_close(int descriptor) {
 // --- files ---
 
 FILE* twin_fopen(const char* path, const char* mode) {
-  Require(strncmp(path, "/mnt/udisk/", 11) == 0, "files on the disk alone");
-  auto* stream = new Stream{.path = path, .written = {}, .content = nullptr};
+  Require(strncmp(path, "/mnt/udisk/", 11) == 0 || (disk.flashToo && path[0] != '/'), "files on the disk alone");
+  auto* stream = new Stream{.path = path, .writes = mode[0] == 'w' || strchr(mode, '+'), .written = {}, .content = {}};
   if (mode[0] == 'r') {
     const auto found = disk.files.find(path);
     if (found == disk.files.end()) {
@@ -139,6 +148,7 @@ FILE* twin_fopen(const char* path, const char* mode) {
       return nullptr;
     }
     stream->content = found->second;
+    if (stream->writes) stream->written = *stream->content;
   }
   disk.open++;
   return fopencookie(stream, mode, {ReadStream, WriteStream, SeekStream, CloseStream});
@@ -181,8 +191,13 @@ size_t twin_fread(void* data, size_t size, size_t count, FILE* stream) { return 
 size_t twin_fwrite(const void* data, size_t size, size_t count, FILE* stream) {
   return fwrite(data, size, count, stream);
 }
+long twin_ftell(FILE* stream) { return ftell(stream); }
 int twin_fseek(FILE* stream, long offset, int whence) { return fseek(stream, offset, whence); }
 int twin_fflush(FILE* stream) { return fflush(stream); }
+
+void* twin_malloc(size_t size) { return malloc(size); }
+void* twin_calloc(size_t count, size_t size) { return calloc(count, size); }
+void twin_free(void* block) { free(block); }
 
 // The log is formatted, as its arguments must be right, and goes nowhere.
 int twin_fprintf(FILE* /*stream*/, const char* format, ...) {
@@ -205,7 +220,10 @@ int twin_clock_gettime(int, struct timespec* now) {
   *now = {1000, 0};
   return 0;
 }
-int twin_settimeofday(const struct timeval*, const void*) { return 0; }
+int twin_settimeofday(const struct timeval*, const void*) {
+  clockSets++;
+  return 0;
+}
 time_t twin_mktime(struct tm* broken) { return mktime(broken); }
 int twin_rand() { return 4; }
 int twin_open(const char*, int, ...) { return Failed(ENOENT); }  // the clock chip

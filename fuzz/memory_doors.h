@@ -17,8 +17,9 @@ namespace fuzz {
 constexpr int kClient = 5;  // the descriptor of the one connection
 
 struct Disk {
-  std::map<std::string, std::shared_ptr<const std::string>> files;  // by full path
+  std::map<std::string, std::shared_ptr<const std::string>> files;  // by the path that the application says
   int open = 0;                                                     // streams that nobody has closed
+  bool flashToo = false;  // the files of the working directory may be opened, besides those of the disk
 };
 extern Disk disk;
 
@@ -33,6 +34,10 @@ extern Wire wire;
 
 // What the control thread sees: every sleep of the application is its turn.
 extern ControlSignals* signals;
+// Its turn: it takes what waits, and holds it against what it was promised.
+void ControlThread();
+
+extern int clockSets;  // how often the system's clock was set
 
 // Ends the program, with what was being sent shown, unless `holds`.
 void Require(bool holds, const char* what);

@@ -133,13 +133,47 @@ void Mend(Head& head, const Form& form) {
   mender.Put(vignettingAt, shot::tokenVignetting, 2, "vignetting table's token");
   mender.Put(vignettingAt + 2, form.rows * shot::vignettingRow, 4, "vignetting table's size");
   // What is left between the tables and the index is a logo, or the section that is stepped over and a logo.
+  const auto end = static_cast<int64_t>(head.bytes.size());
   int64_t at = form.CalibrationEnd();
-  if (head.indexAt - at >= shot::skippedSection && NumberAt(head.bytes, at, 2) == shot::tokenSkipped)
-    at += shot::skippedSection;
-  if (head.indexAt - at >= shot::sectionHead) {
+  if (end - at >= shot::skippedSection && NumberAt(head.bytes, at, 2) == shot::tokenSkipped) at += shot::skippedSection;
+  if (end - at >= shot::sectionHead) {
     mender.Put(at, shot::tokenLogo, 2, "logo's token");
-    mender.Put(at + 2, head.indexAt - at - shot::sectionHead, 4, "logo's size");
+    mender.Put(at + 2, end - at - shot::sectionHead, 4, "logo's size");
   }
+}
+
+// Whether all up to the index stands where it should: what is left behind the tables is nothing, or a logo by its token
+// or its size, with or without the section that is stepped over.
+bool IsInPlace(Source source, const Form& form, int64_t indexAt) {
+  for (const int64_t at : {form.CalibrationEnd(), form.CalibrationEnd() + shot::skippedSection}) {
+    const int64_t rest = indexAt - at;
+    const bool logo =
+        NumberAt(source, at, 2) == shot::tokenLogo || NumberAt(source, at + 2, 4) == rest - shot::sectionHead;
+    if (rest == 0 || (rest >= shot::sectionHead && logo)) return true;
+  }
+  return false;
+}
+
+// Where a section with this head stands, before `end`; -1 if it does not.
+int64_t FindHead(Source source, int64_t end, int token, int64_t size) {
+  for (int64_t at = 0; at < end; ++at)
+    if (NumberAt(source, at, 2) == token && NumberAt(source, at + 2, 4) == size) return at;
+  return -1;
+}
+
+// The head of a shot from which bytes are missing, or into which some were put: each table by its own token.
+shot::Bytes PutTogether(Source source, const Form& form, int64_t indexAt) {
+  shot::Bytes bytes(static_cast<size_t>(form.CalibrationEnd()));
+  const auto copy = [&](int64_t from, int64_t to, int64_t size) {
+    if (from >= 0 && from + size <= indexAt) std::copy_n(source.begin() + from, size, bytes.begin() + to);
+  };
+  copy(0, 0, shot::camerasHeadAt);
+  const int64_t cameras = form.rows * shot::cameraRow, vignetting = form.rows * shot::vignettingRow;
+  const int64_t camerasAt = FindHead(source, indexAt, shot::tokenCameras, cameras);
+  const int64_t vignettingAt = FindHead(source, indexAt, shot::tokenVignetting, vignetting);
+  copy(camerasAt, shot::camerasHeadAt, shot::sectionHead + cameras);
+  copy(vignettingAt, shot::camerasHeadAt + shot::sectionHead + cameras, shot::sectionHead + vignetting);
+  return bytes;
 }
 
 // One word tells whether a shot was filed in two halves. It is believed in a record that is sound in all else.
@@ -217,7 +251,13 @@ Head ReadHead(Source source) {
   head.picturesAt = best.PicturesAt();
   head.sure = best.facts - search.rival >= 2;
   head.storedSize = NumberAt(source, head.picturesAt - 4, 4);
-  head.bytes.assign(source.begin(), source.begin() + head.indexAt);
+  if (IsInPlace(source, best.form, head.indexAt)) {
+    head.bytes.assign(source.begin(), source.begin() + head.indexAt);
+  } else {
+    head.mended.emplace_back(
+        "bytes are missing in the head, or too many: the logo, and a table without its token, are lost");
+    head.bytes = PutTogether(source, best.form, head.indexAt);
+  }
   Mend(head, best.form);
   return head;
 }

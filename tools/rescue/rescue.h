@@ -22,8 +22,12 @@ struct Rescued {
 //   look  decodes a picture; LookAt but for tests
 Rescued Rescue(Source source, const Looker& look = LookAt);
 
-// Writes a shot file of the placed pictures, byte for byte as they are, in their old order. It is written beside `path`
-// and takes that name when it is whole. Throws shot::CannotWrite; then nothing is left.
+// Gives a shot file of the placed pictures to `write`, piece by piece: the pictures byte for byte as they are, in their
+// old order.
+void ComposeShot(Source source, const Rescued& rescued, const std::function<void(Source)>& write);
+
+// Writes that file: beside `path`, and it takes that name when it is whole. Throws shot::CannotWrite; then nothing is
+// left.
 void WriteShot(Source source, const Rescued& rescued, const std::string& path);
 
 // One line a place of the shot: which picture, and what became of it.

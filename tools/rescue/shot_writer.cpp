@@ -79,23 +79,27 @@ class NewFile {
 
 }  // namespace
 
-void WriteShot(Source source, const Rescued& rescued, const std::string& path) {
+void ComposeShot(Source source, const Rescued& rescued, const std::function<void(Source)>& write) {
   int64_t length = 0;
   const shot::Bytes index = IndexOf(rescued, length);
   shot::Bytes head = rescued.head.bytes;
   AddHead(head, shot::tokenIndex, static_cast<int64_t>(index.size()));
   head.insert(head.end(), index.begin(), index.end());
   AddHead(head, shot::tokenPictures, length);
-  NewFile file(path);
-  file.Write(head);
+  write(head);
   for (const Placed& placed : rescued.placement.placed) {
     const Found& found = rescued.finds.pictures[placed.picture];
-    file.Write(source.subspan(static_cast<size_t>(found.offset), static_cast<size_t>(found.size)));
+    write(source.subspan(static_cast<size_t>(found.offset), static_cast<size_t>(found.size)));
   }
   shot::Bytes end;
   AddHead(end, shot::tokenThumbnail, static_cast<int64_t>(rescued.thumbnail.size()));
   end.insert(end.end(), rescued.thumbnail.begin(), rescued.thumbnail.end());
-  file.Write(end);
+  write(end);
+}
+
+void WriteShot(Source source, const Rescued& rescued, const std::string& path) {
+  NewFile file(path);
+  ComposeShot(source, rescued, [&](Source bytes) { file.Write(bytes); });
   file.Finish();
 }
 
