@@ -193,6 +193,7 @@ void WriteHead(LumoVencStatus* en, const ControlSignals* ctrlSigs, const RawImag
   en->sumJpgSizeOffset = static_cast<int>(ftell(file));
   fwrite(&en->sumJpgSize, 1, sizeof(en->sumJpgSize), file);
   fflush(file);
+  sync();  // so that a power failure leaves a file with a full head
 }
 
 // Returns 0 or the code of the step that failed. The calibration files come first: without them no file is left.

@@ -1,5 +1,7 @@
 #include "common/settings/settings.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -95,6 +97,7 @@ void LumoSaveSetting(ControlSignals* ctrlSigs) {
   fwrite(text, 1, strlen(text), file);
   fflush(file);
   fclose(file);
+  sync();  // a battery that is taken out next would leave neither the old settings nor the new ones
   LumoLog("SaveSettingStr:\n%s", text);
 }
 

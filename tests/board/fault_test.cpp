@@ -128,6 +128,8 @@ struct PowerCut : Fault, testing::WithParamInterface<uint64_t> {
   PowerCut() { board.disk.SetOdds({.kept = 45, .missing = 45, .torn = 10, .garbage = 0}); }
 };
 constexpr uint64_t kShares = 4;
+constexpr uint64_t kHeadWrites = 30;  // some more than it takes
+constexpr uint64_t kHeadSize = 78076 + 12 + 3000;
 INSTANTIATE_TEST_SUITE_P(Share, PowerCut, testing::Range(uint64_t{0}, kShares));
 
 TEST_P(PowerCut, AtAWriteIsNeverTakenForAFinishedShot) {
@@ -149,6 +151,10 @@ TEST_P(PowerCut, AtAWriteIsNeverTakenForAFinishedShot) {
       if (file.path().extension() != ".ori") unfinished.push_back(file.path());
     }
     EXPECT_THAT(unfinished, SizeIs(testing::Le(1)));
+    if (write > kHeadWrites) {
+      ASSERT_THAT(unfinished, SizeIs(1));
+      EXPECT_GE(std::filesystem::file_size(unfinished[0]), kHeadSize);
+    }
     for (const auto& file : unfinished) std::filesystem::remove(file);
     ASSERT_TRUE(board.Boot());
   }

@@ -77,6 +77,7 @@ struct StartRoad : std::vector<std::string> {
   void Number(const std::string& name, const Files& files, const std::string& settings) {
     if (Read("/mnt/udisk/" + name + ".txt", files, 128) == nullptr) return;
     Write("/mnt/udisk/DCIM/setting.ini", {settings.size()}, "file flush");
+    Add("file sync");
     Log("LumoSaveSetting", "SaveSettingStr:\n" + settings);
     Rename(name + ".txt", name + "_updated.txt");
   }
@@ -278,6 +279,8 @@ TEST(StartValues, AreTheRemotesIfItIsThereAndNoSettingsAre) {
     EXPECT_THAT(information, Not(HasSubstr("\r\nserial_no=0\r\n")));
     EXPECT_EQ(Get(board, "/get_last_temperature?index=3").body, "-10000");
     Get(board, "/set_prefix?prefix=a");
+    board.Run(1s);
+    board.PowerOff();
     EXPECT_THAT(FileText(setting),
                 AllOf(StartsWith(row.after), HasSubstr("\nthumbcamidx=12\nwirelessid=0\nprefix=a\n")));
   }

@@ -56,6 +56,7 @@ void AddSaving(ControlRoad& road, const std::string& text) {
   road.Add("file write " + std::to_string(text.size()));
   road.Add("file flush");
   road.Add("file close");
+  road.Add("file sync");
   road.Log("LumoSaveSetting", "SaveSettingStr:\n" + text);
 }
 

@@ -98,7 +98,7 @@ class Road {
     }
     Write({2, 4, indexSize, 2});
     Flushed(4);
-    Add("file close");
+    for (const char* line : {"file sync", "file close"}) Add(line);
   }
   void End(int64_t indexAt, int indexSize, int64_t thumbnail, const std::string& oldPath, const std::string& path) {
     Add("file seek " + std::to_string(indexAt) + " 0");
