@@ -1,0 +1,65 @@
+#include "tools/campaign/excuses.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace campaign {
+
+namespace {
+
+struct Excuse {
+  std::string_view find;   // how the find begins
+  std::string_view point;  // a fault's, or an action; empty: any
+  std::string_view log;    // what the log must hold; empty: nothing
+  std::string_view cause;
+};
+
+constexpr std::string_view kSetUp = "SAMPLE_VENC_1080P_MJPEG_JPEG:";  // speaks in its failures alone
+constexpr std::string_view kWrites = "writes are not looked at while frames are filed";
+constexpr std::string_view kNoSetUp = "a set-up that fails at the start leaves a camera that looks ready";
+
+constexpr std::array kExcuses = {
+    Excuse{"listed and not whole", "disk.write", "", kWrites},
+    Excuse{"saved and not whole", "disk.write", "", kWrites},
+    Excuse{"without the faults the next shot is refused", "", kSetUp, kNoSetUp},
+    Excuse{"without the faults the next shot is refused", "disk.mount", "",
+           "a disk that was not mounted counts as full"},
+    Excuse{"the shot hangs", "heap.malloc", "malloc error", "without memory for a frame's packs the snap loop ends"},
+    Excuse{"files left open", "", "Cap error", "a shot that was given up loses its stream"},
+    Excuse{"files left open", "", "Restart LumoLoadNew", "a shot that was given up loses its stream"},
+    Excuse{"descriptors", "rtc.", "", "a failing clock read leaves its descriptor open"},
+    Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
+    Excuse{"the board objects: array: no sensor answers", "spi.message", "", "a lost transfer leaves sensors in reset"},
+};
+
+// The log ends with nothing but frames that were asked for again.
+bool AsksWithoutEnd(const std::string& log) {
+  constexpr size_t kOften = 50;  // a counted one ends the shot after 32
+  size_t end = log.size();
+  for (size_t asked = 0; end > 1; asked++) {
+    const size_t begin = log.rfind('\n', end - 2) + 1;
+    if (log.substr(begin, end - begin).find("Retry LumoLoadNew") == std::string::npos) return asked >= kOften;
+    end = begin;
+  }
+  return false;
+}
+
+bool Has(const Plan& plan, std::string_view point) {
+  return point.empty() ||
+         std::ranges::any_of(plan.faults, [&](const std::string& fault) { return fault.starts_with(point); }) ||
+         std::ranges::any_of(plan.actions, [&](const Action& action) { return action.what.starts_with(point); });
+}
+
+}  // namespace
+
+std::string CauseOf(const Plan& plan, const std::string& find, const std::string& log) {
+  if (find == "the shot hangs" && AsksWithoutEnd(log)) return "a timeout where a layer begins counts nothing";
+  for (const Excuse& excuse : kExcuses) {
+    if (find.starts_with(excuse.find) && Has(plan, excuse.point) && log.find(excuse.log) != std::string::npos)
+      return std::string(excuse.cause);
+  }
+  return "";
+}
+
+}  // namespace campaign

@@ -1,0 +1,308 @@
+#include "tools/campaign/run.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "tools/campaign/excuses.h"
+#include "tools/campaign/rescue_check.h"
+#include "tools/lumora-shot/verify.h"
+#include "twin/board.h"
+#include "twin/judge/marks.h"
+
+namespace campaign {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using twin::Board;
+
+namespace {
+
+// The limits of the system's own: a shot that retries every frame is over in less, and the switch-off waits 30 s.
+constexpr auto kShotLimit = 2min;
+constexpr auto kOffLimit = 90s;
+constexpr const char* kOldSettings =
+    "capturemode=0\nstrobemode=0\nisomode=0\nevcompval=0\nmanualexpsus=0\nmanualiso=0\ndelaymode=0\nsaveraw=0\n"
+    "btnsetting=0\nshutdownmode=0\nthumbcamidx=12\nwirelessid=0\nprefix=old\n";
+constexpr size_t kSavedPulses = 1 + 2, kFullPulses = 3;
+
+std::string Bytes(const fs::path& path) {
+  std::error_code none;
+  const auto size = fs::file_size(path, none);
+  std::string bytes(none ? 0 : size, '\0');
+  std::ifstream(path, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}
+
+class Run {
+ public:
+  Run(const Plan& plan, const fs::path& before) : plan_(plan), board_(Options(plan)), before_(Bytes(before)) {
+    beforePath_ = board_.disk.Directory() / "DCIM" / before.filename();
+    fs::create_directories(beforePath_.parent_path());
+    fs::copy_file(before, beforePath_);
+    if (plan.phone) std::ofstream(beforePath_.parent_path() / "setting.ini") << kOldSettings;
+    board_.disk.Plug();
+  }
+
+  Outcome Go() {
+    if (plan_.explore) board_.kernel.Explore();
+    for (const std::string& fault : plan_.faults) board_.faults.Add(fault);
+    for (const Action& action : plan_.actions) board_.kernel.At(action.at, [this, what = action.what] { Act(what); });
+    if (Start()) FirstShot();
+    if (plan_.off) SwitchOff();
+    outcome_.fired = AllFired();
+    board_.faults.Clear();
+    acting_ = false;
+    LookAtUnfinished();
+    // Where nothing else helps, by a cause that is named, the battery comes out.
+    if (!GoodShot("the next shot")) {
+      StartAnew();
+      GoodShot("the shot after a new start");
+    }
+    SwitchOff();
+    LookAtDisk();
+    for (const std::string& complaint : board_.Complaints()) Find("the board objects: " + complaint);
+    outcome_.checked++;
+    outcome_.boardSeconds = std::chrono::duration<double>(board_.Now()).count();
+    outcome_.log = board_.Log();
+    return std::move(outcome_);
+  }
+
+ private:
+  static twin::BoardOptions Options(const Plan& plan) {
+    twin::BoardOptions options{.seed = plan.seed};
+    if (plan.phone) options.usb.push_back(twin::UsbAdapter::Ethernet);
+    return options;
+  }
+
+  void Find(const std::string& what) {
+    hung_ = hung_ || what.ends_with("hangs");
+    const std::string cause = CauseOf(plan_, what, board_.Log());
+    cause.empty() ? outcome_.finds.push_back(what) : outcome_.told.push_back(cause);
+  }
+
+  bool AllFired() const {
+    for (const std::string& rule : board_.faults.Describe()) {
+      if (rule.ends_with("fired 0 times")) return false;
+    }
+    return true;
+  }
+
+  void Act(const std::string& what) {
+    if (!acting_) return;
+    if (what == "cut") {
+      NoteDisk();
+      board_.PowerOff();
+      JudgeRescue();
+    } else if (what == "pull") {
+      NoteDisk();
+      board_.disk.Pull();
+      JudgeRescue();
+    } else if (what == "press") {
+      board_.button.Press(100ms);
+    } else if (what == "hold") {
+      board_.button.Press(4s);
+    } else if (what == "battery") {
+      board_.coProcessor.SetBattery(0);
+    } else if (what.starts_with("get ")) {
+      if (auto client = board_.network.Connect(8080)) {
+        client->Send("GET " + what.substr(4) + " HTTP/1.0\r\n\r\n");
+        clients_.push_back(std::move(client));
+      }
+    } else {
+      throw std::invalid_argument("a run knows cut, pull, press, hold, battery and get TARGET, not \"" + what + '"');
+    }
+  }
+
+  // What a loss that comes now must leave: shots of which the person has been told, and what was written of others.
+  void NoteDisk() {
+    if (!board_.panel.ShotLine()) NoteSaved();
+    for (const auto& entry : fs::directory_iterator(beforePath_.parent_path())) {
+      if (entry.path().extension() == ".tmp") unfinished_[entry.path()] = Bytes(entry.path());
+    }
+  }
+  void NoteSaved() {
+    for (const fs::path& shot : board_.disk.Shots()) saved_.insert(shot);
+  }
+
+  void JudgeRescue() {
+    const auto& bystanders = board_.disk.LastLoss().bystanders;
+    bystanders_.insert(bystanders.begin(), bystanders.end());
+    for (const auto& [path, written] : unfinished_) {
+      if (!fs::exists(path)) continue;
+      outcome_.checked++;
+      const std::string wrong = WrongRescue(written, Bytes(path));
+      if (!wrong.empty()) Find("rescue: " + wrong);
+    }
+    unfinished_.clear();
+  }
+
+  bool Running() const { return board_.Powered() && !board_.Exited(); }
+
+  // False if there is no application to be used. One that refuses to start has ended, which is no hang.
+  bool Start() {
+    board_.Boot();
+    outcome_.checked++;
+    if (Running() && board_.panel.BuzzerPulses().size() < 2 && !Acted()) Find("the start hangs");
+    return Running();
+  }
+  bool Acted() const { return !plan_.actions.empty(); }
+
+  void FirstShot() {
+    board_.panel.ForgetPulses();
+    if (!board_.panel.ShotLine()) board_.button.Press(100ms);
+    const auto over = [this] {
+      return !Running() || (!board_.panel.ShotLine() && board_.panel.BuzzerPulses().size() > 0);
+    };
+    outcome_.checked++;
+    if (!board_.RunUntil([this] { return !Running() || board_.panel.ShotLine(); }, 20s)) return Find("no shot begins");
+    if (!board_.RunUntil(over, kShotLimit)) return Find("the shot hangs");
+    board_.Run(3s);
+    for (const Action& action : plan_.actions) {
+      if (Running() && action.at > board_.Now()) board_.Run(action.at + 1s - board_.Now());
+    }
+    if (Running() && board_.panel.ShotLine()) board_.RunUntilShotEnds(kShotLimit);
+  }
+
+  void SwitchOff() {
+    if (!Running()) return;
+    board_.button.Press(4s);
+    outcome_.checked++;
+    if (!board_.RunUntil([this] { return !board_.Powered(); }, kOffLimit)) {
+      Find("the switch-off hangs");
+      board_.PowerOff();
+    }
+    board_.Run(5s);
+  }
+
+  // A shot that has not ended is left as the power leaves it, and with it what the camera has in its memory.
+  void LookAtUnfinished() {
+    JudgeRescue();
+    if (Running() && board_.disk.Plugged() && !board_.panel.ShotLine() && !hung_) return;
+    StartAnew();
+  }
+  void StartAnew() {
+    NoteDisk();
+    board_.PowerOff();
+    JudgeRescue();
+    board_.disk.Plug();
+    board_.coProcessor.SetBattery(50);
+    board_.Boot();
+    if (!Running()) Find("without the faults the camera does not start");
+  }
+
+  // False if there is none, which has been told then.
+  bool GoodShot(const std::string& what) {
+    outcome_.checked++;
+    if (!Running()) return false;
+    board_.Run(3s);
+    std::set<fs::path> known;
+    for (const fs::path& shot : board_.disk.Shots()) known.insert(shot);
+    board_.panel.ForgetPulses();
+    board_.button.Press(100ms);
+    if (!board_.RunUntilShotEnds(kShotLimit)) {
+      Find("without the faults " + what + " hangs");
+      return false;
+    }
+    board_.Run(1s);
+    for (const fs::path& shot : board_.disk.Shots()) {
+      if (known.contains(shot)) continue;
+      Judge(what, shot);
+      LookAtResources();
+      return true;
+    }
+    const size_t pulses = board_.panel.BuzzerPulses().size();
+    Find("without the faults " + what + (pulses == kFullPulses ? " is refused" : " does not come"));
+    return false;
+  }
+
+  void Judge(const std::string& what, const fs::path& path) {
+    if (board_.panel.BuzzerPulses().size() != kSavedPulses) Find(what + " is signalled as failed");
+    try {
+      const shot::File file(path.string());
+      for (const shot::Finding& finding : shot::Verify(file, shot::Depth::Structure)) {
+        if (finding.weight == shot::Weight::Fault) return Find(what + ": " + finding.text);
+      }
+      const auto marks = twin::WrongMarks(
+          file, {.exposures = file.Get().exposures, .shotOf = [this](int) { return board_.array.Shots(); }});
+      if (!marks.empty()) Find(what + ": " + marks.front());
+    } catch (const std::exception& bad) {
+      Find(what + ": " + bad.what());
+    }
+    if (board_.array.StateName() != std::string("suspended")) Find("the array does not rest");
+  }
+
+  // A shot that was given up or begun anew loses its stream, which docs/behaviour.md tells.
+  void LookAtResources() {
+    outcome_.checked += 3;
+    if (!Running()) return;
+    const size_t streams = board_.stdio.OpenOnDisk(), descriptors = board_.descriptors.OpenCount();
+    if (streams > 0) Find("files left open: " + std::to_string(streams));
+    if (!plan_.phone && descriptors != kDescriptors) Find("descriptors: " + std::to_string(descriptors));
+    if (board_.heap.Blocks() != kHeapBlocks) Find("heap blocks: " + std::to_string(board_.heap.Blocks()));
+  }
+  static constexpr size_t kDescriptors = 3, kHeapBlocks = 2;
+
+  void LookAtDisk() {
+    outcome_.checked += 3;
+    for (const fs::path& shot : board_.disk.Shots()) {
+      if (shot == beforePath_) continue;
+      const auto findings = shot::Verify(shot.string(), shot::Depth::Structure);
+      const auto fault =
+          std::ranges::find_if(findings, [](const auto& finding) { return finding.weight == shot::Weight::Fault; });
+      if (fault != findings.end() && !IsBystander(shot)) {
+        Find((saved_.contains(shot) ? "saved and not whole: " : "listed and not whole: ") + fault->text);
+      }
+    }
+    for (const fs::path& shot : saved_) {
+      if (!fs::exists(shot) && !IsBystander(shot)) Find("a saved shot is gone");
+    }
+    if (plan_.phone) LookAtSettings();
+    if (Bytes(beforePath_) != before_ && !IsBystander(beforePath_)) Find("the shot from before has changed");
+  }
+  // The old ones, or any that the camera says it has saved.
+  void LookAtSettings() {
+    outcome_.checked++;
+    const fs::path path = beforePath_.parent_path() / "setting.ini";
+    const std::string text = Bytes(path);
+    const bool whole =
+        text == kOldSettings || (text.ends_with('\n') && board_.LogCount("SaveSettingStr:\n" + text) > 0);
+    if (!whole && !IsBystander(path))
+      Find("the settings are neither the old nor the new ones: " + std::to_string(text.size()) + " bytes");
+  }
+
+  // Harmed by what docs/behaviour.md says of a folder's sector that becomes garbage.
+  bool IsBystander(const fs::path& shot) {
+    const bool harmed = bystanders_.contains("DCIM/" + shot.filename().string());
+    if (harmed) outcome_.told.push_back("a sector of the folder or the table became garbage");
+    return harmed;
+  }
+
+  const Plan& plan_;
+  Board board_;
+  const std::string before_;
+  fs::path beforePath_;
+  Outcome outcome_;
+  std::vector<std::shared_ptr<twin::Client>> clients_;
+  std::set<std::string> bystanders_;
+  std::set<fs::path> saved_;                    // before a loss
+  std::map<fs::path, std::string> unfinished_;  // at a loss: what had been written
+  bool acting_ = true, hung_ = false;
+};
+
+}  // namespace
+
+void MakeShotFromBefore(const fs::path& shot) {
+  Board board{twin::BoardOptions{}};
+  board.Boot();
+  board.button.Press(100ms);
+  if (!board.RunUntilShotEnds(kShotLimit)) throw std::runtime_error("an unbroken camera takes no shot");
+  board.Run(1s);
+  fs::copy_file(board.disk.OnlyShot(), shot, fs::copy_options::overwrite_existing);
+}
+
+Outcome RunHere(const Plan& plan, const fs::path& shotFromBefore) { return Run(plan, shotFromBefore).Go(); }
+
+}  // namespace campaign

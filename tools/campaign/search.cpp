@@ -1,0 +1,168 @@
+#include "tools/campaign/search.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <optional>
+#include <random>
+
+namespace campaign {
+
+namespace {
+
+std::string PointOf(const std::string& fault) { return fault.substr(0, fault.find(' ')); }
+
+// One way to fail on its way through the operations of a run.
+struct Stream {
+  const Way* way;
+  uint64_t nth = 1;
+  bool off = false;  // from where it does not fire before the second press, it may in the switch-off
+  bool running = false, ended = false;
+};
+
+constexpr double kLong = 5;  // seconds of the processor; such runs are doubled instead of gone through
+
+// A number from 1 on, small ones more often: each magnitude up to `most` alike.
+uint64_t Magnitude(std::mt19937_64& chance, double most) {
+  return static_cast<uint64_t>(std::exp(std::uniform_real_distribution<>(0, std::log(most))(chance)));
+}
+
+Plan DrawnPlan(std::mt19937_64& chance, const std::vector<Way>& ways, size_t faults) {
+  Plan plan{.seed = chance() % 1'000'000};
+  const auto oneIn = [&](unsigned n) { return chance() % n == 0; };
+  plan.off = oneIn(3);
+  const bool anything = faults == 0;
+  if (anything) {
+    plan.explore = oneIn(2);
+    plan.phone = oneIn(3);
+    faults = chance() % 4;
+  }
+  for (size_t i = 0; i < faults; i++) {
+    const Way& way = ways[chance() % ways.size()];
+    std::string rule = way.point + ' ' + way.effect + " nth=" + std::to_string(Magnitude(chance, 2000));
+    if (anything && oneIn(3)) rule += " times=" + std::to_string(Magnitude(chance, 30));
+    plan.faults.push_back(rule);
+  }
+  if (!anything) return plan;
+  static const char* const kActions[] = {"cut", "cut", "pull", "press", "hold", "battery", "cut"};
+  static const char* const kRequests[] = {"get /get_list",
+                                          "get /do_capture?capturemode=2&isomode=1",
+                                          "get /shutdown",
+                                          "get /do_capture?capturemode=0&delaymode=8",
+                                          "get /set_prefix?prefix=abc",
+                                          "get /do_capture?timelapse=1"};
+  for (size_t i = chance() % 3 + (faults == 0); i > 0; i--) {
+    const twin::Duration at = std::chrono::milliseconds(5000 + chance() % 45'000);
+    plan.actions.push_back({at, plan.phone && oneIn(2) ? kRequests[chance() % std::size(kRequests)]
+                                                       : kActions[chance() % std::size(kActions)]});
+  }
+  return plan;
+}
+
+}  // namespace
+
+Search::Search(Pool& pool, std::vector<Way> ways, Limits limits)
+    : pool_(pool), ways_(std::move(ways)), limits_(limits) {}
+
+bool Search::Over() const {
+  return std::chrono::steady_clock::now() > limits_.until || (limits_.untilFound && tally_.failed > 0);
+}
+
+// A line that is rewritten in place, or, into a file, a line a minute.
+void Search::Say(const std::string& what) {
+  const bool person = isatty(STDERR_FILENO) != 0;
+  const auto now = std::chrono::steady_clock::now();
+  if (!person && now - said_ < std::chrono::minutes(1)) return;
+  said_ = now;
+  fprintf(stderr, "%s%-50s %7llu runs, %llu failed %s", person ? "\r" : "", what.c_str(),
+          static_cast<unsigned long long>(tally_.runs), static_cast<unsigned long long>(tally_.failed),
+          person ? " " : "\n");
+}
+
+void Search::Take(const Pool::Done& done) {
+  const Outcome& outcome = done.outcome;
+  tally_.runs++;
+  tally_.checked += outcome.checked;
+  tally_.boardSeconds += outcome.boardSeconds;
+  if (!outcome.fired) tally_.unfired++;
+  if (outcome.fired) {
+    for (const std::string& fault : done.plan.faults) tally_.reached.insert(PointOf(fault));
+  }
+  for (const std::string& cause : outcome.told) tally_.told[cause]++;
+  if (outcome.finds.empty()) return;
+  tally_.failed++;
+  if (isatty(STDERR_FILENO) != 0) fprintf(stderr, "\r%79s\r", "");
+  printf("FOUND  lumora-campaign --run '%s'\n", TextOf(done.plan).c_str());
+  for (const std::string& find : outcome.finds) {
+    tally_.finds[find]++;
+    printf("       %s\n", find.c_str());
+  }
+  fflush(stdout);
+}
+
+void Search::Singles(uint64_t seed, uint64_t dense, const std::string& only) {
+  std::mt19937_64 chance(seed);
+  std::vector<Stream> streams;
+  for (const Way& way : ways_) {
+    if (way.point.find(only) != std::string::npos) streams.push_back({.way = &way});
+  }
+  // The one that has come least far, so that a search that is cut short has tried every way.
+  const auto next = [&] {
+    auto least = streams.end();
+    for (auto stream = streams.begin(); stream != streams.end(); stream++) {
+      if (!stream->running && !stream->ended && (least == streams.end() || stream->nth < least->nth)) least = stream;
+    }
+    return least;
+  };
+  while (!Over()) {
+    for (auto stream = next(); stream != streams.end() && !pool_.Full(); stream = next()) {
+      stream->running = true;
+      const std::string rule = stream->way->point + ' ' + stream->way->effect + " nth=" + std::to_string(stream->nth);
+      pool_.Start({.seed = seed, .off = stream->off, .faults = {rule}}, static_cast<size_t>(stream - streams.begin()));
+    }
+    if (pool_.Empty()) return;
+    const Pool::Done done = pool_.Wait();
+    Stream& stream = streams[done.tag];
+    stream.running = false;
+    if (!done.outcome.fired) {
+      tally_.unfired -= 1;  // how a way ends
+      Take(done);
+      if (!stream.off) {
+        stream.off = true;
+      } else {
+        stream.ended = true;
+      }
+      continue;
+    }
+    Take(done);
+    uint64_t step = dense == 0 || stream.nth < dense ? 1 : 1 + stream.nth / 8 + chance() % (1 + stream.nth / 16);
+    if (dense != 0 && done.hostSeconds > kLong) step += stream.nth;
+    if (step > 1) tally_.sampled.insert(stream.way->point + ' ' + stream.way->effect);
+    stream.nth += step;
+    Say(stream.way->point + ' ' + stream.way->effect + " nth=" + std::to_string(stream.nth));
+  }
+  while (!pool_.Empty()) Take(pool_.Wait());
+}
+
+void Search::Drawn(uint64_t seed, uint64_t runs, size_t faults) {
+  std::mt19937_64 chance(seed);
+  uint64_t started = 0;
+  while (!Over()) {
+    for (; started < runs && !pool_.Full(); started++) pool_.Start(DrawnPlan(chance, ways_, faults), 0);
+    if (pool_.Empty()) return;
+    Take(pool_.Wait());
+    Say(faults == 2 ? "pairs" : "drawn");
+  }
+  while (!pool_.Empty()) Take(pool_.Wait());
+}
+
+void Search::Replay(const std::vector<std::string>& plans) {
+  for (size_t started = 0; started < plans.size() || !pool_.Empty();) {
+    for (; started < plans.size() && !pool_.Full(); started++) pool_.Start(PlanOf(plans[started]), started);
+    Take(pool_.Wait());
+  }
+}
+
+}  // namespace campaign
