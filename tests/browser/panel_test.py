@@ -95,7 +95,7 @@ class Panel(unittest.TestCase):
         self.see('phone')
         self.browser.js('document.querySelector("#links button").click()')
         until(lambda: re.match(r'0,0,\d+', self.browser.text('#answers pre')), 10, 'the list of shots')
-        self.browser.js('[...document.querySelectorAll("#world .presses button")].find((b) => b.textContent === "I").click()')
+        self.browser.js('[...document.querySelectorAll("#keys button")].find((b) => b.textContent === "I").click()')
         until(lambda: 'Ready' in self.browser.text('#remote'), 10, 'the display line')
 
     def test_4_looking_into_every_device_in_a_shot_changes_nothing(self):

@@ -107,6 +107,31 @@ TEST_F(ConsoleOfABoard, ALineThatIsNotUnderstoodEndsTheScriptWithTwo) {
   }
 }
 
+// What a panel needs, whose board goes on by itself: nothing here waits for anything.
+TEST_F(ConsoleOfABoard, StepsPausesAndLetsAPhoneAskWithoutWaiting) {
+  EXPECT_THAT(Refusal("phone /get_list"), HasSubstr("takes no connection"));
+  console.Execute("plug ethernet");
+  board.PowerOn();
+  console.Execute("step 1500ms");
+  EXPECT_EQ(board.Now(), 1500ms);
+  console.Execute("step");
+  EXPECT_EQ(board.Now(), 2600ms) << "the boot loader's end is due next";
+  console.Execute("pace pause");
+  EXPECT_TRUE(console.Paused());
+  for (const char* line : {"step 2h", "pace slow", "phone get_list", "fault clear disk.wrote"})
+    EXPECT_THAT(Refusal(line),
+                testing::AnyOf(HasSubstr("at most"), HasSubstr("wants"), HasSubstr("slash"), HasSubstr("did you mean")))
+        << line;
+  console.Execute("wait idle");
+  const Time asked = board.Now();
+  console.Execute("phone /get_list");
+  EXPECT_EQ(board.Now(), asked);
+  EXPECT_EQ(out.str(), "");
+  board.Run(1s);
+  EXPECT_THAT(out.str(), StartsWith("phone    /get_list: 0,0,"));
+  EXPECT_TRUE(Console::Waits("power off") && Console::Waits("ask /get_list") && !Console::Waits("power cut"));
+}
+
 TEST_F(ConsoleOfABoard, CommandsReachTheWorld) {
   EXPECT_EQ(RunScript("battery 17\ncharge on\nclock 2031-05-06 07:08:09\nfill 262144\nreadonly on\npull\n"
                       "fault disk.write fail=ENOSPC nth=3\nhold\nplug serial\nplug ethernet\nunplug serial\n"),

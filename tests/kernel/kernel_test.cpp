@@ -2,7 +2,10 @@
 #include "twin/kernel/kernel.h"
 
 #include <gmock/gmock.h>
+#include <poll.h>
+#include <unistd.h>
 
+#include <array>
 #include <ctime>
 #include <string>
 #include <thread>
@@ -39,6 +42,34 @@ TEST(Kernel, EqualTimesRunInOrderOfRequestAndWaitsEndByNotifyOrLimit) {
   EXPECT_THAT(seen, ElementsAre("a0", "action1", "b1"));
   kernel.Run(1s);
   EXPECT_THAT(seen, ElementsAre("a0", "action1", "b1", "a2", "b2", "told5", "limit15", "told100"));
+}
+
+TEST(Kernel, ChangesItsPaceAtAnyTimeAndHearsTheHostInEach) {
+  Kernel kernel(0, Pace::Real);
+  kernel.Cancel(kernel.At(10min, [] {}));
+  EXPECT_EQ(kernel.NextEvent(), std::nullopt);
+  kernel.At(1h, [] {});
+  EXPECT_EQ(kernel.NextEvent(), Time(1h));
+  kernel.SetPace(Pace::Free);
+  const auto start = std::chrono::steady_clock::now();
+  kernel.Run(2h);
+  kernel.SetPace(Pace::Real);
+  kernel.Run(30ms);
+  const auto took = std::chrono::steady_clock::now() - start;
+  EXPECT_TRUE(took >= 30ms && took < 1min) << took / 1ms << " ms: two hours at once, then 30 ms of the host's clock";
+
+  kernel.SetPace(Pace::Free);
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  bool heard = false;
+  kernel.Host().Add(ends[0], POLLIN, [&] { heard = true; });
+  kernel.Spawn("busy", [&] {
+    while (!heard) kernel.Spend(10ms);
+  });
+  ASSERT_EQ(write(ends[1], "x", 1), 1);
+  EXPECT_TRUE(kernel.RunUntil([&] { return heard; }, 100h)) << "a board that is never idle listens too";
+  kernel.Host().Remove(ends[0]);
+  for (const int end : ends) close(end);
 }
 
 TEST(Kernel, KilledFibersUnwindAndTheirDoorsDoNothing) {

@@ -75,6 +75,7 @@ json Controls() {
          Set("Stays free", "fill {}", {Number("space", "KB", kFree, 1024, "disk/freeKBs")}), speed}}},
       {{"title", "Adapters"}, {"controls", Adapters()}},
       {{"title", "Wireless remote"},
+       {"tab", "phone"},
        {"controls",
         {{{"label", "Send"},
           {"press",

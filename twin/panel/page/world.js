@@ -84,7 +84,8 @@ function linkOf({ label, route }) {
 
 export function startWorld() {
   onTables(({ controls, phone }) => {
-    byId('world').replaceChildren(...controls.map(groupOf));
+    byId('world').replaceChildren(...controls.filter(({ tab }) => !tab).map(groupOf));
+    byId('keys').replaceChildren(...controls.filter(({ tab }) => tab === 'phone').map(groupOf));
     byId('links').replaceChildren(...phone.map(linkOf));
   });
   on(['remote', 'adapters'], ({ remote, adapters }) => {
