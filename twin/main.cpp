@@ -113,8 +113,7 @@ void Declare(CLI::App& program, Arguments& arguments) {
           "Show the board in a browser of this machine, at 127.0.0.1 and this port, 0 for any that is free")
       ->expected(0, 1)
       ->type_name("[PORT]")
-      ->default_str("8090")
-      ->excludes(serve);
+      ->default_str("8090");
   program.add_option("--script", arguments.script, "Commands to carry out; then end")
       ->check(CLI::ExistingFile.description(""))
       ->type_name("FILE");
@@ -193,10 +192,12 @@ int ServeUntilStopped(Console& console, const Serving& serving) {
   return SwitchOffAndTell(console);
 }
 
-// Until a signal or `quit`: who looks at the board may want it on again after it has switched itself off.
-int ShowUntilStopped(Console& console, panel::Front& front) {
+// Until a signal, `quit`, or a port that is lost: who looks at the board may want it on again after it has switched
+// itself off. `serving` may be null.
+int ShowUntilStopped(Console& console, panel::Front& front, const Serving* serving) {
   std::cout << "panel    " << front.Address() << "    (Ctrl-C ends)" << std::endl;
-  front.Run([] { return false; });
+  front.Run([&] { return serving && !serving->Failure().empty(); });
+  if (serving && !serving->Failure().empty()) throw std::runtime_error(serving->Failure());
   if (console.board.Exited()) return 0;
   console.board.kernel.SetPace(Pace::Real);
   return SwitchOffAndTell(console);
@@ -258,7 +259,7 @@ int Run(const Arguments& arguments) {
   } else if (arguments.pressOnce) {
     result = PressOnce(console);
   } else if (front) {
-    result = ShowUntilStopped(console, *front);
+    result = ShowUntilStopped(console, *front, serving.get());
   } else {
     RunPrompt(console, status.get());
     if (serving) result = ServeUntilStopped(console, *serving);

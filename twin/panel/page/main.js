@@ -79,7 +79,7 @@ function startHeader() {
     at = performance.now();
     byId('load').textContent = `host ${time.load} %`;
     for (const button of byId('pace').children) {
-      button.setAttribute('aria-checked', button.dataset.pace === time.pace);
+      button.setAttribute('aria-pressed', button.dataset.pace === time.pace);
     }
     byId('steps').classList.toggle('useful', time.pace === 'pause');
   });

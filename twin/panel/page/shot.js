@@ -1,6 +1,6 @@
 // The shot as it happens: measurement, exposures, and a tile a camera that fills when its pictures reach the file.
 import { board, on, onTables } from './link.js';
-import { byId, make, secondsText } from './dom.js';
+import { byId, bytesText, make, secondsText } from './dom.js';
 
 const kRow = 20;  // degrees: lenses at about the same height share a row
 
@@ -59,6 +59,21 @@ function showExposures(state) {
   byId('exposures').replaceChildren(list, sets);
 }
 
+// What the last shot has become, in the room that the zenith's row leaves.
+function showLatest({ shot, shots }) {
+  const latest = document.querySelector('.latest');
+  const name = Object.keys(shots).sort().at(-1);
+  latest.hidden = shot.running || !shot.number || !name;
+  if (latest.hidden) return;
+  const { ticket, state, size } = shots[name];
+  if (latest.dataset.ticket !== String(ticket)) {
+    latest.dataset.ticket = ticket;
+    latest.replaceChildren(make('img', { src: `/thumbnail/${encodeURIComponent(name)}`, alt: 'its thumbnail' }),
+      make('p', {}, make('b', {}, name), make('span')));
+  }
+  latest.querySelector('span').textContent = `${bytesText(size)}, ${state}`;
+}
+
 export function startShot() {
   const tiles = new Map();
   onTables(({ lenses, turned }) => {
@@ -70,7 +85,11 @@ export function startShot() {
       tiles.set(String(camera), tile);
       return tile;
     }))));
+    const latest = make('div.latest', { hidden: true });
+    latest.style.gridColumn = `${rowsOf(lenses)[0].length + 1} / -1`;
+    byId('tiles').firstChild.append(latest);
   });
+  on(['shot', 'shots'], showLatest);
   on(['shot', 'stage'], (state) => {
     showCount(state);
     showExposures(state);
