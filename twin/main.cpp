@@ -104,14 +104,15 @@ void Declare(CLI::App& program, Arguments& arguments) {
       ->type_name("ADDR")
       ->capture_default_str();
   program
-      .add_option_function<std::vector<uint16_t>>(
+      .add_option_function<std::vector<int>>(
           "--panel",
-          [&arguments](const std::vector<uint16_t>& ports) {
+          [&arguments](const std::vector<int>& ports) {
             arguments.panel = true;
-            if (!ports.empty()) arguments.panelPort = ports[0];
+            if (!ports.empty()) arguments.panelPort = static_cast<uint16_t>(ports[0]);
           },
           "Show the board in a browser of this machine, at 127.0.0.1 and this port, 0 for any that is free")
       ->expected(0, 1)
+      ->check(CLI::Range(0, 65535).description(""))
       ->type_name("[PORT]")
       ->default_str("8090");
   program.add_option("--script", arguments.script, "Commands to carry out; then end")

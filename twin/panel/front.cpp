@@ -22,7 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds kTick{50};
 constexpr uint64_t kTicksASecond = 20;
 constexpr Duration kSlice = 1h, kStanding = 20ms;
-constexpr size_t kMostLines = 300;  // of the journal in one message
+constexpr uint64_t kMostLines = 300;  // of the journal in one message
 constexpr size_t kMostWanted = 200;
 
 std::string ProgramNumber() {
@@ -36,7 +36,7 @@ std::chrono::nanoseconds ProcessorTime() {
 }
 
 void SetTimer(int timer, std::chrono::milliseconds period) {
-  const timespec every{0, std::chrono::nanoseconds(period).count()};
+  const timespec every{0, static_cast<long>(std::chrono::nanoseconds(period).count())};
   const itimerspec setting{every, every};
   timerfd_settime(timer, 0, &setting, nullptr);
 }
