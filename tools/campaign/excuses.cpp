@@ -30,6 +30,7 @@ constexpr std::array kExcuses = {
     Excuse{"files left open", "", "Restart LumoLoadNew", "a shot that was given up loses its stream"},
     Excuse{"descriptors", "rtc.", "", "a failing clock read leaves its descriptor open"},
     Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
+    Excuse{"the board objects: array: the byte of a sensor read", "spi.reply", "", "a reply that is wrong is believed"},
     Excuse{"the board objects: array: no sensor answers", "spi.message", "", "a lost transfer leaves sensors in reset"},
 };
 

@@ -4,8 +4,8 @@
 // Looked at: nothing hangs beyond the system's own limits; every listed shot is whole; a shot of whose saving the
 // person was told is there after a loss; the shot from before is the same to the byte; of an unfinished one, at a cut
 // or a pull of the plan, just the pictures can be rescued whose bytes reached the disk; without the faults the next
-// press gives a good shot, every picture in its place; heap, descriptors and streams are where they were; the array
-// rests; the board objects to nothing. Not looked at: the files in the flash.
+// press gives a good shot, a fifth of its pictures drawn and each in its place; heap, descriptors and streams are where
+// they were; the array rests; the board objects to nothing. Not looked at: the files in the flash.
 #pragma once
 
 #include <filesystem>

@@ -52,7 +52,7 @@ Plan DrawnPlan(std::mt19937_64& chance, const std::vector<Way>& ways, size_t fau
                                           "get /shutdown",
                                           "get /do_capture?capturemode=0&delaymode=8",
                                           "get /set_prefix?prefix=abc",
-                                          "get /do_capture?timelapse=1"};
+                                          "get /config?btnsetting=0&shutdownmode=3"};
   for (size_t i = chance() % 3 + (faults == 0); i > 0; i--) {
     const twin::Duration at = std::chrono::milliseconds(5000 + chance() % 45'000);
     plan.actions.push_back({at, plan.phone && oneIn(2) ? kRequests[chance() % std::size(kRequests)]
