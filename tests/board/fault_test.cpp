@@ -123,7 +123,8 @@ TEST_F(Fault, ADiskThatFillsUpOrIsPulledInMidShotHarmsNoShotFromBefore) {
 
 // The power goes in the middle of a write: each write of a shot, of the head, of pictures, of the index, of the
 // thumbnail, in four shares that can run side by side. Whatever carries the name of a finished shot is one, and the
-// device shoots again. No sector becomes garbage: in the folder it would take the finished shots with it, whoever wrote.
+// device shoots again. No sector becomes garbage: in the folder it would take the finished shots with it, whoever
+// wrote.
 struct PowerCut : Fault, testing::WithParamInterface<uint64_t> {
   PowerCut() { board.disk.SetOdds({.kept = 45, .missing = 45, .torn = 10, .garbage = 0}); }
 };
