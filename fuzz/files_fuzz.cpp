@@ -53,8 +53,11 @@ void TrySettings(const std::string& text) {
 }
 
 void TryWhiteBalance(const std::string& text) {
-  std::string table(kVignetSize, '\0');
-  for (size_t i = 0; i < table.size(); i++) table[i] = static_cast<char>(i % 251);
+  static const std::string table = [] {
+    std::string bytes(kVignetSize, '\0');
+    for (size_t i = 0; i < bytes.size(); i++) bytes[i] = static_cast<char>(i % 251);
+    return bytes;
+  }();
   Put("CameraVignet_800", table);
   Put(Disk("wb.ini"), text);
   LumoLoadWBFile();

@@ -38,9 +38,9 @@ WriteCache::Drawn WriteCache::Draw(const SectorOdds& odds, DiskLoss& loss, unsig
 WriteCache::Survivors WriteCache::DrawFolders(const SectorOdds& odds, DiskLoss& loss) {
   Survivors survivors;
   for (const auto& [path, folder] : folders_) {
-    const auto survive = [&](const Entry& entry) {
+    const auto survive = [&survivors, here = fs::path(path)](const Entry& entry) {
       survivors[entry.file].push_back(
-          {.path = (fs::path(path) / entry.name).string(), .size = entry.size, .started = entry.started});
+          {.path = (here / entry.name).string(), .size = entry.size, .started = entry.started});
     };
     std::map<unsigned, Drawn> fates;
     for (const unsigned sector : folder.waiting) fates[sector] = Draw(odds, loss, kSlotBytes);
