@@ -84,6 +84,7 @@ class Browser:
             options.add_argument(argument)
         options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
         self.driver = webdriver.Chrome(options=options, service=Service(shutil.which('chromedriver')))
+        self.driver.set_script_timeout(120)
         self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [
             {'name': 'prefers-color-scheme', 'value': 'dark' if dark else 'light'}]})
 

@@ -153,12 +153,17 @@ class View {
       this.scene.add(light);
     }
     this.dirty = true;
-    this.restUntil = 0;
+    this.restUntil = this.drawnAt = 0;
     this.flash = new Map();  // camera: when its lens was lit, for the fading
     new ResizeObserver(() => this.resize()).observe(canvas.parentElement);
     this.resize();
     const frame = () => {
       requestAnimationFrame(frame);
+      if (this.slow && this.drawnAt) {  // how long the picture took shows in how late the browser comes back
+        const now = performance.now();
+        this.restUntil = now + Math.max(kSlowMilliseconds, 4 * (now - this.drawnAt));
+        this.drawnAt = 0;
+      }
       this.draw();
     };
     frame();
@@ -191,7 +196,7 @@ class View {
     this.eye.position.y += kMiddle;
     this.eye.lookAt(0, kMiddle, 0);
     this.renderer.render(this.scene, this.eye);
-    if (this.slow) this.restUntil = now + kSlowMilliseconds;
+    this.drawnAt = now;
   }
 
   setLenses(lenses) {
