@@ -147,8 +147,10 @@ void LumoNeedCapture(ControlSignals* ctrlSigs, unsigned int captureTime) {
   LumoLog("StartCapture\n");
   SetShotStatus(ctrlSigs, kShotRunning);
 
-  while (ctrlSigs->needCapture == kShotRunning) usleep(1000);
-  if (ctrlSigs->needCapture != kShotIdle) {
+  // One look decides: a second one might see a restart, and take it for a failure.
+  BYTE needCapture = ctrlSigs->needCapture;
+  for (; needCapture == kShotRunning; needCapture = ctrlSigs->needCapture) usleep(1000);
+  if (needCapture != kShotIdle) {
     ShotFailed(ctrlSigs, levels);
     return;
   }
