@@ -208,7 +208,7 @@ Answer Front::Get(const std::string& target) {
   const auto behind = [&](std::string_view front) {
     return path.starts_with(front) ? Unescaped(path.substr(front.size())) : std::string();
   };
-  const Answer missing{.status = 404, .text = "There is no such path.\n"};
+  Answer missing{.status = 404, .text = "There is no such path.\n"};
   if (path == "/record") return {.text = recorder_.Script(), .saveAs = "record.script"};
   if (const std::string name = behind("/picture/"); !name.empty()) {
     size_t camera = kCameras;

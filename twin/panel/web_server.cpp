@@ -22,11 +22,16 @@ using Request = http::request<http::empty_body>;
 
 namespace {
 
-constexpr const char* kPolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; base-uri 'none'; "
-    "form-action 'none'; frame-ancestors 'none'";
 constexpr const char* kLivePath = "/live";
 constexpr uint32_t kLongestHead = 8192;
+
+// The page is allowed its own files and its own connection, and nothing else. Not every browser takes 'self' for the
+// connection too.
+std::string Policy(uint16_t port) {
+  const std::string number = std::to_string(port);
+  return "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self' ws://127.0.0.1:" +
+         number + " ws://localhost:" + number + "; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+}
 
 // What the connections share. Their pending operations live in its context, and end with it.
 struct Core {
@@ -181,7 +186,7 @@ class Connection final : public std::enable_shared_from_this<Connection> {
     response->result(answer.status);
     response->set(http::field::content_type, answer.type);
     response->set(http::field::cache_control, answer.lasting ? "private, max-age=86400" : "no-store");
-    response->set("Content-Security-Policy", kPolicy);
+    response->set("Content-Security-Policy", Policy(core_.port));
     response->set("Cross-Origin-Resource-Policy", "same-origin");
     response->set("Referrer-Policy", "no-referrer");
     response->set("X-Content-Type-Options", "nosniff");

@@ -87,6 +87,7 @@ function startHeader() {
     const since = board.connected && time.pace === 'real' ? (performance.now() - at) / 1000 : 0;
     byId('clock').textContent = told === null ? 'off' : clockText(told + Math.min(since, 1));
   }, 100);
+  on(['date'], (state) => { byId('clock').title = `Since the power came on. The camera's own clock: ${state.date}`; });
   on(['actions'], (state) => {
     byId('record').textContent = state.actions ? `Record (${state.actions})` : 'Record';
   });
