@@ -2,6 +2,7 @@
 // is not lost.
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <map>
 #include <random>
 #include <set>
@@ -44,7 +45,8 @@ std::string CommentOf(const Bytes& bytes, const rescue::Found& picture) {
 std::vector<int64_t> Intact(const Bytes& bytes) {
   std::vector<int64_t> places;
   const Bytes start = {0xFF, 0xD8, 0xFF, 0xFE, 0};
-  for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), start.begin(), start.end())) != bytes.end(); ++at) {
+  const std::boyer_moore_horspool_searcher search(start.begin(), start.end());
+  for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), search)) != bytes.end(); ++at) {
     int camera = 0, exposure = 0;
     char size[5] = {};
     const std::string comment(at + 6, std::min(at + 20, bytes.end()));

@@ -111,7 +111,8 @@ Look LookAt(std::span<const uint8_t> jpeg) {
       for (int x = 0; x < Small::width; ++x) {
         int sum = 0;
         for (int i = 0; i < block * block; ++i) sum += gray.At(x * block + i % block, y * block + i / block);
-        look.small.pixels[static_cast<size_t>(y * Small::width + x)] = static_cast<uint8_t>(sum / (block * block));
+        look.small.pixels[static_cast<size_t>(y) * Small::width + static_cast<size_t>(x)] =
+            static_cast<uint8_t>(sum / (block * block));
       }
     }
   } catch (const shot::BadJpeg& bad) {

@@ -12,6 +12,7 @@ namespace {
   char text[400];
   va_list values;
   va_start(values, format);
+  // It has been started. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
   vsnprintf(text, sizeof text, format, values);
   va_end(values);
   return text;
