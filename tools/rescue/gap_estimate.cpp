@@ -9,7 +9,7 @@
 namespace rescue {
 namespace {
 
-constexpr size_t mostLooks = 12;      // pictures of a chain that are compared, for a place
+constexpr int mostComparisons = 40;   // for a place of a chain
 constexpr int fewestComparisons = 2;  // below that, pixels say nothing
 constexpr double alike = 0.75;        // correlation of one camera's exposures
 constexpr double margin = 0.15;       // by which another place is worse
@@ -31,14 +31,14 @@ double MeanPairSize(const Evidence& e) {
 std::pair<double, int> Agreement(const Evidence& e, const std::vector<int>& known, const Chain& chain, int base) {
   double sum = 0;
   int count = 0;
-  const size_t step = std::max<size_t>(1, (chain.end - chain.begin) / mostLooks);
-  for (size_t i = chain.begin; i < chain.end; i += step) {
+  for (size_t i = chain.begin; i < chain.end && count < mostComparisons; ++i) {
     if (!e.pictures[i].Sound()) continue;
     const auto frame = static_cast<size_t>((base + static_cast<int>(i - chain.begin)) / 2);
     for (size_t other = 0; other < e.order.size(); ++other) {
       const int picture = known[2 * other] >= 0 ? known[2 * other] : known[2 * other + 1];
       if (other == frame || picture < 0 || e.order[other].camera != e.order[frame].camera) continue;
-      if (std::abs(e.order[other].exposure - e.order[frame].exposure) > 2) continue;  // too bright or dark to tell
+      if (std::abs(e.order[other].exposure - e.order[frame].exposure) != 1)
+        continue;  // others differ in what is clipped
       const Found& found = e.pictures[static_cast<size_t>(picture)];
       if (!found.Sound()) continue;
       sum += Correlation(e.pictures[i].look.small, found.look.small);
