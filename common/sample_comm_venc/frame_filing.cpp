@@ -68,8 +68,9 @@ void FileFrame(const VENC_STREAM_S* pstStream, LumoVencStatus* en, int ch, const
   const bool saveData = twoHalfIdx == 0 || (twoHalfIdx == 1 && twoHalfTable[camIdx] == 1) ||
                         (twoHalfIdx == 2 && twoHalfTable[camIdx] == 0);
   const uint64_t encodedSize = EncodedSize(pstStream);
-  // Offsets are 32 bits wide: a picture that would end behind them is left out, as if it had not come.
-  if (!saveData || encodedSize > static_cast<uint64_t>(INT_MAX - en->fileOffset)) return;
+  // Offsets are 32 bits wide: a picture that would end behind them is left out, as if it had not come. So is an empty
+  // one.
+  if (!saveData || encodedSize == 0 || encodedSize > static_cast<uint64_t>(INT_MAX - en->fileOffset)) return;
   const int size = static_cast<int>(encodedSize);
   WritePacks(pstStream, en->oriFile);
   if (ch == 1 && idx == ThumbIdxOf(sequence, ctrlSigs->thumbCamIdx)) KeepForThumbnail(pstStream, en, size);

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "common/fpga_ctrl/capture/capture_sequencer.h"
 #include "common/log.h"
@@ -121,6 +122,7 @@ Handled HandleFrame(LumoVencStatus* en, ControlSignals* ctrlSigs, VENC_CHN chann
     return Handled::kNoMemory;
   }
   VENC_STREAM_S stStream = {};
+  memset(en->pstPack, 0, en->packSize);  // a success that has filled nothing gives nothing, and not the frame before
   stStream.pstPack = en->pstPack;
   stStream.u32PackCount = stStat.u32CurPacks;
   if (HI_MPI_VENC_GetStream(channel, &stStream, -1) == HI_SUCCESS) {

@@ -34,7 +34,8 @@ constexpr std::array kExcuses = {
     Excuse{"descriptors", "rtc.", "", "a failing clock read leaves its descriptor open"},
     Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
     Excuse{"the board objects: array: the byte of a sensor read", "spi.reply", "", "a reply that is wrong is believed"},
-    Excuse{"the board objects: array: no sensor answers", "spi.message", "", "a lost transfer leaves sensors in reset"},
+    Excuse{"the board objects: array: ", "spi.message", "", "a lost transfer upsets the sensors behind it"},
+    Excuse{"listed and not whole: ", "venc.stream", "", "a stream that was given empty is a picture less"},
 };
 
 // The log ends with nothing but frames that were asked for again.

@@ -57,17 +57,19 @@ std::vector<std::string> LinesOf(const std::string& path) {
   return lines;
 }
 
-void Summarise(const Search& search, const std::vector<Way>& ways, bool singles, double hostSeconds) {
+void Summarise(const Search& search, const std::vector<Way>& ways, const Arguments& arguments, double hostSeconds) {
   const Tally& tally = search.Result();
   std::set<std::string> points;
-  for (const Way& way : ways) points.insert(way.point);
+  for (const Way& way : ways) {
+    if (!arguments.singles || way.point.find(arguments.only) != std::string::npos) points.insert(way.point);
+  }
   if (isatty(STDERR_FILENO) != 0) fprintf(stderr, "\r%79s\r", "");
   printf("\n%llu runs in %.0f s, %.1f board hours an hour\n", static_cast<unsigned long long>(tally.runs), hostSeconds,
          tally.boardSeconds / hostSeconds);
   printf("%zu of %zu points broken, %llu invariants looked at\n", tally.reached.size(), points.size(),
          static_cast<unsigned long long>(tally.checked));
   if (!tally.sampled.empty()) printf("%zu ways sampled, all others at every operation\n", tally.sampled.size());
-  if (singles) {
+  if (arguments.singles) {
     printf("not reached:");
     for (const std::string& point : points) {
       if (!tally.reached.contains(point)) printf(" %s", point.c_str());
@@ -97,8 +99,7 @@ int Campaign(const Arguments& arguments, const fs::path& before) {
   if (!arguments.singles && arguments.pairs == 0 && arguments.replay.empty()) {
     search.Drawn(arguments.seed, UINT64_MAX, 0);
   }
-  Summarise(search, ways, arguments.singles,
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+  Summarise(search, ways, arguments, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
   return search.Result().failed == 0 ? 0 : 1;
 }
 
@@ -115,13 +116,13 @@ int main(int argc, char** argv) {
   program.add_option("--seed", arguments.seed, "Where chance begins")->type_name("N")->capture_default_str();
   program.add_option("--jobs", arguments.jobs, "Runs side by side")
       ->type_name("N")
-      ->check(CLI::Range(1, 256))
+      ->check(CLI::Range(1, 256).description(""))
       ->capture_default_str();
   program.add_option("--dense", arguments.dense, "Of --singles: from this operation on not every one; 0: every one")
       ->type_name("N")
       ->capture_default_str();
   program.add_option("--only", arguments.only, "Of --singles: points whose name has this in it")->type_name("TEXT");
-  program.add_option("--replay", arguments.replay, "Runs, one a line")->check(CLI::ExistingFile)->type_name("FILE");
+  program.add_option("--replay", arguments.replay, "Runs, one a line")->check(CLI::ExistingFile.description(""))->type_name("FILE");
   program.add_option("--run", arguments.run, "One run, as a find prints it")->type_name("PLAN");
   program.add_flag("--log", arguments.log, "Of --run: what the application said");
   program.add_flag("--until-found", arguments.untilFound, "End with the first find");
