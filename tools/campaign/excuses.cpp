@@ -19,6 +19,9 @@ constexpr std::string_view kSetUp = "SAMPLE_VENC_1080P_MJPEG_JPEG:";  // speaks 
 constexpr std::string_view kWrites = "writes are not looked at while frames are filed";
 constexpr std::string_view kNoSetUp = "a set-up that fails at the start leaves a camera that looks ready";
 
+constexpr std::string_view kDeadBranch =
+    "an encoder's branch that was set up in name only gives no frame until a new start";
+
 constexpr std::array kExcuses = {
     Excuse{"listed and not whole", "disk.write", "", kWrites},
     Excuse{"saved and not whole", "disk.write", "", kWrites},
@@ -30,6 +33,8 @@ constexpr std::array kExcuses = {
     Excuse{"files left open", "", "Restart LumoLoadNew", "a shot that was given up loses its stream"},
     Excuse{"without the faults the next shot does not come", "venc.stop", "StartRecvPicEx(",
            "a refused stop of an encoder costs the next shot too"},
+    Excuse{"without the faults the next shot does not come", "vpss.", "Too many Retry", kDeadBranch},
+    Excuse{"without the faults the next shot does not come", "sys.bind", "Too many Retry", kDeadBranch},
     Excuse{"rescue: ", "", "Retry LumoLoadNew", "rescue does not take frames for certain that were asked for again"},
     Excuse{"descriptors", "rtc.", "", "a failing clock read leaves its descriptor open"},
     Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
