@@ -41,7 +41,9 @@ Plan DrawnPlan(std::mt19937_64& chance, const std::vector<Way>& ways, size_t fau
   }
   for (size_t i = 0; i < faults; i++) {
     const Way& way = ways[chance() % ways.size()];
-    std::string rule = way.point + ' ' + way.effect + " nth=" + std::to_string(Magnitude(chance, 2000));
+    // Most points are asked a few times in a life, some thousands.
+    const uint64_t nth = oneIn(2) ? 1 + chance() % 3 : Magnitude(chance, 2000);
+    std::string rule = way.point + ' ' + way.effect + " nth=" + std::to_string(nth);
     if (anything && oneIn(3)) rule += " times=" + std::to_string(Magnitude(chance, 30));
     plan.faults.push_back(rule);
   }
