@@ -17,6 +17,12 @@ target_link_libraries(lumora_app PRIVATE lumora_flags PkgConfig::TURBOJPEG PkgCo
 # No fortified calls: each call keeps the name that stands in the list of doors. Position-dependent data sections
 # keep their plain names, which is how the twin finds the application's variables.
 target_compile_options(lumora_app PRIVATE -U_FORTIFY_SOURCE -fno-common)
+if(LUMORA_TSAN)
+  # Threads end where they stand, also in calls that are said to throw nothing: no landing pads on that way.
+  target_compile_options(lumora_app PRIVATE -fsanitize=thread -fno-exceptions -fasynchronous-unwind-tables)
+  set(LUMORA_SEEN_CALLS --redefine-sym=memcpy=twin_seen_memcpy --redefine-sym=memmove=twin_seen_memmove
+                        --redefine-sym=memset=twin_seen_memset)
+endif()
 set_source_files_properties(${CMAKE_SOURCE_DIR}/venc/blobs.S PROPERTIES
   COMPILE_OPTIONS "-I${LUMORA_BLOB_DIR}" OBJECT_DEPENDS "${LUMORA_BLOB_FILES}")
 add_dependencies(lumora_app lumora_blob_files)
@@ -41,7 +47,7 @@ endif()
 set(LUMORA_ON_TWIN ${CMAKE_BINARY_DIR}/liblumora_on_twin.a)
 add_custom_command(OUTPUT ${LUMORA_ON_TWIN}
   COMMAND ${CMAKE_OBJCOPY} --redefine-syms=${LUMORA_DOORS}
-          --rename-section .data=lumora_data --rename-section .bss=lumora_bss
+          ${LUMORA_SEEN_CALLS} --rename-section .data=lumora_data --rename-section .bss=lumora_bss
           $<TARGET_FILE:lumora_app> ${LUMORA_ON_TWIN}
   DEPENDS lumora_app ${LUMORA_DOORS}
   COMMENT "Leading the application through the doors" VERBATIM)

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "twin/flash_files.h"
+#include "twin/kernel/thread_orders.h"
 #include "twin/light/marked_pictures.h"
 #include "twin/light/rendered_pictures.h"
 #include "twin/seam/process_image.h"
@@ -229,6 +230,7 @@ int Board::StartThread(pthread_t* id, void* (*body)(void*), void* argument) {
   WaitQueue* ended = thread.ended.get();
   thread.fiber = kernel.Spawn("thread " + std::to_string(number), [body, argument, ended] {
     body(argument);
+    Release(ended);
     ended->Notify();
   });
   return 0;
@@ -238,6 +240,7 @@ int Board::JoinThread(pthread_t id) {
   const auto found = threads_.find(id);
   if (found == threads_.end()) return ESRCH;
   while (!kernel.Finished(found->second.fiber) && !kernel.Dying()) found->second.ended->Wait(1ms);
+  Acquire(found->second.ended.get());
   if (!kernel.Dying()) threads_.erase(found);
   return 0;
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "twin/kernel/kernel.h"
+#include "twin/kernel/thread_orders.h"
 
 namespace twin {
 
@@ -18,6 +19,7 @@ struct Fiber {
   int savedErrno = 0;
   bool dying = false;
   bool done = false;
+  SeenThread thread = nullptr;
   const void* stackBottom = nullptr;  // for the address sanitizer
   size_t stackSize = 0;
   void* fakeStack = nullptr;

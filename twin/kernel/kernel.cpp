@@ -59,6 +59,7 @@ struct Kernel::Events {
   const void* schedulerBottom = nullptr;
   size_t schedulerSize = 0;
   void* schedulerFakeStack = nullptr;
+  SeenThread schedulerThread = nullptr;
 };
 
 Kernel::Kernel(uint64_t seed, Pace pace)
@@ -101,6 +102,7 @@ Fiber* Kernel::Spawn(std::string name, std::function<void()> body) {
   Fiber* fiber = owned.get();
   fiber->name = std::move(name);
   fiber->body = std::move(body);
+  fiber->thread = BeginThread();
   fiber->context =
       boost::context::fiber(std::allocator_arg, NotedStack{fiber}, [this, fiber](boost::context::fiber&& from) {
         AfterSwitch(nullptr, &events_->schedulerBottom, &events_->schedulerSize);
@@ -112,7 +114,9 @@ Fiber* Kernel::Spawn(std::string name, std::function<void()> body) {
           }
         }
         fiber->done = true;
+        Release(fiber);
         BeforeSwitch(nullptr, events_->schedulerBottom, events_->schedulerSize);  // this stack is not coming back
+        EnterThread(events_->schedulerThread);
         return std::move(events_->scheduler);
       });
   fibers_.push_back(std::move(owned));
@@ -148,8 +152,14 @@ void Kernel::Resume(Fiber* fiber) {
   const int hostErrno = errno;
   errno = fiber->savedErrno;
   BeforeSwitch(&events_->schedulerFakeStack, fiber->stackBottom, fiber->stackSize);
+  events_->schedulerThread = PresentThread();
+  EnterThread(fiber->thread);
   fiber->context = std::move(fiber->context).resume();
   AfterSwitch(events_->schedulerFakeStack, nullptr, nullptr);
+  if (fiber->done) {
+    Acquire(fiber);
+    EndThread(fiber->thread);
+  }
   errno = hostErrno;
   watchdog_->Leave();
   current_ = nullptr;
@@ -160,6 +170,7 @@ void Kernel::SwitchOut() {
   if (self->dying) return;  // unwinding: nothing waits any more
   self->savedErrno = errno;
   BeforeSwitch(&self->fakeStack, events_->schedulerBottom, events_->schedulerSize);
+  EnterThread(events_->schedulerThread);
   events_->scheduler = std::move(events_->scheduler).resume();
   AfterSwitch(self->fakeStack, &events_->schedulerBottom, &events_->schedulerSize);
   errno = self->savedErrno;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "twin/board.h"
+#include "twin/kernel/thread_orders.h"
 #include "twin/light/chance.h"
 #include "twin/seam/errno_result.h"
 #include "twin/transcript/transcript.h"
@@ -57,10 +58,13 @@ int twin_accept(int descriptor, sockaddr* address, socklen_t* size) {
 }
 
 ssize_t twin_recv(int descriptor, void* data, size_t size, int flags) {
-  return WithErrno(Board::Current().network.Receive(descriptor, data, size, flags));
+  const long got = Board::Current().network.Receive(descriptor, data, size, flags);
+  if (got > 0) twin::TellWritten(data, static_cast<size_t>(got));
+  return WithErrno(got);
 }
 
 ssize_t twin_send(int descriptor, const void* data, size_t size, int flags) {
+  twin::TellRead(data, size);
   const long sent = Board::Current().network.Send(descriptor, data, size, flags);
   if (Transcript::Hears("net")) Noted("send " + twin::Quoted(std::string(static_cast<const char*>(data), size)), sent);
   if (sent == -EPIPE && (flags & MSG_NOSIGNAL) == 0) Board::Current().RaiseSignal(SIGPIPE);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "twin/board.h"
+#include "twin/kernel/thread_orders.h"
 #include "twin/transcript/transcript.h"
 
 using twin::Board;
@@ -60,6 +61,7 @@ size_t twin_fread(void* data, size_t size, size_t count, FILE* file) {
   Stream* stream = Find(file);
   if (stream == nullptr || size == 0) return 0;
   const size_t got = stream->Read(static_cast<char*>(data), size * count);
+  twin::TellWritten(data, got);
   NoteFile(file, "read " + std::to_string(got), true);
   return got / size;
 }
@@ -67,6 +69,7 @@ size_t twin_fread(void* data, size_t size, size_t count, FILE* file) {
 size_t twin_fwrite(const void* data, size_t size, size_t count, FILE* file) {
   Stream* stream = Find(file);
   if (stream == nullptr || size == 0) return 0;
+  twin::TellRead(data, size * count);
   const size_t took = stream->Write(static_cast<const char*>(data), size * count);
   NoteFile(file, "write " + std::to_string(size * count), took == size * count);
   return took / size;
