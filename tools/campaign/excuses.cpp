@@ -40,6 +40,8 @@ constexpr std::array kExcuses = {
     Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
     Excuse{"the board objects: array: the byte of a sensor read", "spi.reply", "", "a reply that is wrong is believed"},
     Excuse{"the board objects: array: ", "spi.message", "", "a lost transfer upsets the sensors behind it"},
+    Excuse{"the board objects: motion sensor: ", "motion.garbage", "",
+           "a control register that is read wrongly is written back"},
     Excuse{"listed and not whole: ", "venc.stream", "", "a stream that was given empty is a picture less"},
 };
 

@@ -82,15 +82,13 @@ Judge::Run Judge::RunAll(const std::string& name, const fs::path& program, const
 }
 
 bool Judge::PassesUnchanged(const std::string& name, const std::string& filter) {
-  {
-    const std::scoped_lock lock(mutex_);
-    if (const auto known = passes_.find(name + " " + filter); known != passes_.end()) return known->second;
-  }
+  // One at a time: rows with one filter share the place, and the answer.
+  const std::scoped_lock lock(mutex_);
+  if (const auto known = passes_.find(name + " " + filter); known != passes_.end()) return known->second;
   const fs::path place = build_ / "mutants" / ("unchanged-" + std::to_string(std::hash<std::string>{}(name + filter)));
   fs::create_directories(place);
   const bool passes = !RunTests(build_ / "bin" / name, filter, place).failed;
   fs::remove_all(place);
-  const std::scoped_lock lock(mutex_);
   return passes_[name + " " + filter] = passes;
 }
 
