@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "common/control_signals.h"
 #include "common/bounds.h"
+#include "common/control_signals.h"
 #include "common/fpga_ctrl/device/clock.h"
 #include "common/log.h"
 #include "common/usbserial/port.h"
