@@ -16,6 +16,8 @@ extern "C" const char* __tsan_default_suppressions() {
          "race:^std::\n"
          "race:^shot::\n"
          "race:^testing::\n"
+         "race:^SameRoad\n"
+         "race:NoteLog\n"
          "race:^twin_\n"
          "called_from_lib:libstdc++.so\n";
 }
@@ -30,6 +32,7 @@ void* operator new(size_t size) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
+void* operator new(size_t size, const std::nothrow_t& /*quiet*/) noexcept { return __libc_malloc(size); }
 void* operator new(size_t size, std::align_val_t alignment) {
   void* block = __libc_memalign(static_cast<size_t>(alignment), size);
   if (block == nullptr) throw std::bad_alloc();
