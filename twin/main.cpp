@@ -133,8 +133,7 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.footer(
       "Without --script, --panel and --press-once, commands are read from standard input; `help` lists them.\n"
       "Exit status: 0 well; 1 an expectation failed, no shot or no good one came, or the board objects; 2 something "
-      "was not "
-      "understood or not found.");
+      "was not understood or not found.");
 }
 
 // From power-on to the finished file, as a person does it, who then looks at what came out, and switches off.

@@ -1,9 +1,8 @@
 #include "tools/campaign/after_saved.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
+#include "tools/campaign/file_bytes.h"
 #include "tools/lumora-shot/verify.h"
 #include "twin/board.h"
 #include "twin/transcript/transcript.h"
@@ -14,11 +13,6 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 namespace {
-
-std::string Bytes(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 struct Left {
   enum class Kind { Whole, Damaged, Gone } kind = Kind::Gone;

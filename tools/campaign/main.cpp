@@ -122,7 +122,9 @@ int main(int argc, char** argv) {
       ->type_name("N")
       ->capture_default_str();
   program.add_option("--only", arguments.only, "Of --singles: points whose name has this in it")->type_name("TEXT");
-  program.add_option("--replay", arguments.replay, "Runs, one a line")->check(CLI::ExistingFile.description(""))->type_name("FILE");
+  program.add_option("--replay", arguments.replay, "Runs, one a line")
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("FILE");
   program.add_option("--run", arguments.run, "One run, as a find prints it")->type_name("PLAN");
   program.add_flag("--log", arguments.log, "Of --run: what the application said");
   program.add_flag("--until-found", arguments.untilFound, "End with the first find");

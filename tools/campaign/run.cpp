@@ -4,9 +4,11 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "tools/campaign/excuses.h"
+#include "tools/campaign/file_bytes.h"
 #include "tools/campaign/rescue_check.h"
 #include "tools/lumora-shot/verify.h"
 #include "twin/board.h"
@@ -28,12 +30,11 @@ constexpr const char* kOldSettings =
     "btnsetting=0\nshutdownmode=0\nthumbcamidx=12\nwirelessid=0\nprefix=old\n";
 constexpr size_t kSavedPulses = 1 + 2, kFullPulses = 3;
 
-std::string Bytes(const fs::path& path) {
-  std::error_code none;
-  const auto size = fs::file_size(path, none);
-  std::string bytes(none ? 0 : size, '\0');
-  std::ifstream(path, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  return bytes;
+// The text of the first fault; nothing if the shot is whole.
+std::optional<std::string> FirstFault(const std::vector<shot::Finding>& findings) {
+  const auto fault =
+      std::ranges::find_if(findings, [](const auto& finding) { return finding.weight == shot::Weight::Fault; });
+  return fault == findings.end() ? std::nullopt : std::optional(fault->text);
 }
 
 class Run {
@@ -228,9 +229,7 @@ class Run {
     if (board_.panel.BuzzerPulses().size() != kSavedPulses) Find(what + " is signalled as failed");
     try {
       const shot::File file(path.string());
-      for (const shot::Finding& finding : shot::Verify(file, shot::Depth::Structure)) {
-        if (finding.weight == shot::Weight::Fault) return Find(what + ": " + finding.text);
-      }
+      if (const auto fault = FirstFault(shot::Verify(file, shot::Depth::Structure))) return Find(what + ": " + *fault);
       const std::string wrong = WrongPlace(file);
       if (!wrong.empty()) Find(what + ": " + wrong);
     } catch (const std::exception& bad) {
@@ -274,11 +273,9 @@ class Run {
     outcome_.checked += 3;
     for (const fs::path& shot : board_.disk.Shots()) {
       if (shot == beforePath_) continue;
-      const auto findings = shot::Verify(shot.string(), shot::Depth::Structure);
-      const auto fault =
-          std::ranges::find_if(findings, [](const auto& finding) { return finding.weight == shot::Weight::Fault; });
-      if (fault != findings.end() && !IsBystander(shot)) {
-        Find((saved_.contains(shot) ? "saved and not whole: " : "listed and not whole: ") + fault->text);
+      const auto fault = FirstFault(shot::Verify(shot.string(), shot::Depth::Structure));
+      if (fault && !IsBystander(shot)) {
+        Find((saved_.contains(shot) ? "saved and not whole: " : "listed and not whole: ") + *fault);
       }
     }
     for (const fs::path& shot : saved_) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <numbers>
 
 #include "tools/lumora-shot/calibration.h"
 #include "twin/console/status_display.h"
@@ -24,7 +25,7 @@ json Lenses(const Board& board) {
   std::ifstream file(board.paths.Local() / "CameraConf_800", std::ios::binary);
   json lenses = json::array();
   shot::CameraConf row;
-  constexpr double kDegrees = 180 / 3.14159265358979323846 * 1e-8;
+  constexpr double kDegrees = 180 / std::numbers::pi * 1e-8;
   while (file.read(reinterpret_cast<char*>(&row), sizeof row))
     lenses.push_back(
         {{"camera", row.imgIdx}, {"azimuth", row.aimInfoDirX * kDegrees}, {"elevation", row.aimInfoDirY * kDegrees}});

@@ -10,11 +10,6 @@ namespace twin {
 
 namespace fs = std::filesystem;
 
-namespace {
-constexpr unsigned kSlotBytes = 32, kSlotsOfSector = 16;
-constexpr unsigned kLinkBytes = 4, kLinksOfSector = 128;
-}  // namespace
-
 // A sector is torn at a multiple of `grain` bytes.
 WriteCache::Drawn WriteCache::Draw(const SectorOdds& odds, DiskLoss& loss, unsigned grain) {
   uint64_t at = (kernel_.Random() >> 16) % (odds.kept + odds.missing + odds.torn + odds.garbage);

@@ -14,12 +14,10 @@ namespace {
 constexpr Duration kLook = 5s;
 constexpr Duration kOld = 30s;
 constexpr uint64_t kMostWaiting = 16 * 1024 * 1024;  // bytes of data
-constexpr unsigned kSlotsOfSector = 16;
-constexpr unsigned kLinksOfSector = 128;
 constexpr unsigned kLettersOfSlot = 13;
 
 unsigned SlotsOf(const std::string& name) {
-  return std::min(kSlotsOfSector, 1 + static_cast<unsigned>(name.size() + kLettersOfSlot - 1) / kLettersOfSlot);
+  return 1 + static_cast<unsigned>(name.size() + kLettersOfSlot - 1) / kLettersOfSlot;
 }
 
 }  // namespace
@@ -27,16 +25,16 @@ unsigned SlotsOf(const std::string& name) {
 WriteCache::WriteCache(Kernel& kernel, fs::path directory, uint64_t clusterBytes)
     : kernel_(kernel), directory_(std::move(directory)), clusterBytes_(clusterBytes) {}
 
-WriteCache::~WriteCache() {
+WriteCache::~WriteCache() { CloseFiles(); }
+
+void WriteCache::CloseFiles() {
   for (const File& file : files_) {
     if (file.descriptor >= 0) close(file.descriptor);
   }
 }
 
 void WriteCache::Begin(uint64_t clusterBytes) {
-  for (const File& file : files_) {
-    if (file.descriptor >= 0) close(file.descriptor);
-  }
+  CloseFiles();
   clusterBytes_ = clusterBytes;
   files_.clear();
   byPath_.clear();
@@ -68,11 +66,8 @@ size_t WriteCache::FileAt(const std::string& path) {
   std::error_code error;
   const bool directory = fs::is_directory(directory_ / path, error);
   const uint64_t size = directory ? 0 : fs::file_size(directory_ / path, error);
-  const size_t number = files_.size();
-  File& file = files_.emplace_back();
-  file.directory = directory;
-  file.path = path;
-  byPath_[path] = number;
+  const size_t number = AddFile(path, directory);
+  File& file = files_[number];
   if (!error) Extend(number, size);
   file.linked = file.clusters.size();
   file.waiting.assign(file.waiting.size(), false);
@@ -82,11 +77,20 @@ size_t WriteCache::FileAt(const std::string& path) {
   return number;
 }
 
+size_t WriteCache::AddFile(const std::string& path, bool directory) {
+  const size_t number = files_.size();
+  File& file = files_.emplace_back();
+  file.directory = directory;
+  file.path = path;
+  byPath_[path] = number;
+  return number;
+}
+
 // Takes the first room that is free. Returns the first slot.
 unsigned WriteCache::AddEntry(const std::string& path, Entry entry) {
   Folder& folder = FolderOf(path);
   entry.name = fs::path(path).filename().string();
-  entry.slots = SlotsOf(entry.name);
+  entry.slots = std::min(kSlotsOfSector, SlotsOf(entry.name));
   unsigned at = folder.firstFree;
   bool skipped = false;
   for (;;) {
@@ -169,10 +173,7 @@ void WriteCache::Writing(const std::string& path, uint64_t offset, uint64_t size
     if (pread(file.descriptor, old.data(), kSector, static_cast<off_t>(sector * kSector)) < 0) old.fill(0);
   }
   Dirty(number);
-  if (WaitingBytes() > kMostWaiting) {
-    const std::set<size_t> all = dirty_;
-    for (const size_t each : all) WriteBack(each);
-  }
+  if (WaitingBytes() > kMostWaiting) WriteBackData();
 }
 
 void WriteCache::Replacing(const std::string& path) {
@@ -183,9 +184,7 @@ void WriteCache::Replacing(const std::string& path) {
 void WriteCache::Sized(const std::string& path, uint64_t bytes) {
   LetTimePass();
   if (!Known(path)) {
-    const size_t number = files_.size();
-    files_.emplace_back().path = path;
-    byPath_[path] = number;
+    const size_t number = AddFile(path, false);
     Touch(FolderOf(path), AddEntry(path, {.file = number}));
     Dirty(number);
   }
@@ -234,11 +233,7 @@ void WriteCache::Removed(const std::string& path) {
 void WriteCache::DirectoryMade(const std::string& path) {
   LetTimePass();
   if (Known(path)) return;
-  const size_t number = files_.size();
-  File& file = files_.emplace_back();
-  file.directory = true;
-  file.path = path;
-  byPath_[path] = number;
+  const size_t number = AddFile(path, true);
   Touch(FolderOf(path), AddEntry(path, {.file = number, .started = true}));
 }
 
@@ -258,6 +253,11 @@ void WriteCache::WriteBack(size_t number) {
     entry.started = file.size > 0;
     Touch(folder, slot);
   }
+}
+
+void WriteCache::WriteBackData() {
+  const std::set<size_t> all = dirty_;
+  for (const size_t number : all) WriteBack(number);
 }
 
 void WriteCache::WriteBackFolders() {
@@ -284,8 +284,7 @@ void WriteCache::WriteBackFolders() {
 
 void WriteCache::Synced() {
   LetTimePass();
-  const std::set<size_t> all = dirty_;
-  for (const size_t number : all) WriteBack(number);
+  WriteBackData();
   WriteBackFolders();
 }
 

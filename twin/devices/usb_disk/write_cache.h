@@ -66,6 +66,8 @@ class WriteCache {
 
  private:
   static constexpr uint64_t kSector = 512;
+  static constexpr unsigned kSlotBytes = 32, kSlotsOfSector = kSector / kSlotBytes;  // of a folder
+  static constexpr unsigned kLinkBytes = 4, kLinksOfSector = kSector / kLinkBytes;   // of the table
   enum class Fate : uint8_t { Kept, Missing, Torn, Garbage };
   struct Drawn {
     Fate fate = Fate::Kept;
@@ -106,6 +108,8 @@ class WriteCache {
   std::optional<size_t> Known(const std::string& path) const;
   size_t FileAt(const std::string& path);  // known, or on the stick as it lies on the host
   Folder& FolderOf(const std::string& path) { return folders_[std::filesystem::path(path).parent_path().string()]; }
+  size_t AddFile(const std::string& path, bool directory);  // known from now on, empty, in no folder yet
+  void CloseFiles();
   unsigned AddEntry(const std::string& path, Entry entry);
   void DropEntry(const std::string& path);
   void Touch(Folder& folder, unsigned slot);
@@ -114,6 +118,7 @@ class WriteCache {
   void Hold(File& file);
   void Extend(size_t number, uint64_t bytes);
   void WriteBack(size_t number);  // a file's data, and its size into its entry
+  void WriteBackData();           // all files'
   void WriteBackFolders();
   void LetTimePass();
 
