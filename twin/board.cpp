@@ -89,6 +89,7 @@ Board::Board(BoardOptions wanted)
 Board::~Board() {
   disk.Synced();  // nobody has pulled anything: the simulation ends
   PowerOff();
+  kernel.KillFibers();  // those of who used the units without switching the board on
   current = nullptr;
 }
 

@@ -29,6 +29,7 @@ struct ShotRoad : RoadBench {
   ShotRoad() {
     board.gpio.At(0, 2).OnChange([this](bool high) { attempt += high ? 1 : 0; });
   }
+  ~ShotRoad() override { board.PowerOff(); }  // the pins fall, and are still listened to
   std::array<int, 6> shutterLines{}, totalLines{}, gain{};
   int totalColumns = -1, vertexX = -1, vertexY = -1, finalExposure = -1;
 

@@ -13,6 +13,7 @@ struct Broken {
   const char* fault;
   const char* sentence;
 };
+void PrintTo(const Broken& broken, std::ostream* out) { *out << (broken.fault ? broken.fault : "nothing"); }
 
 class ShotJudge : public testing::TestWithParam<Broken> {};
 
