@@ -39,6 +39,11 @@ std::string After(const std::string& command, const std::string& option) {
 
 bool OfApplication(const std::string& object) { return object.find("lumora_app.dir") != std::string::npos; }
 
+bool OfLibrary(const std::string& object) {
+  return OfApplication(object) || object.find("twin_board.dir") != std::string::npos ||
+         object.find("lumora_shot.dir") != std::string::npos;
+}
+
 }  // namespace
 
 BuildTree::BuildTree(fs::path source, fs::path build) : source_(std::move(source)), build_(std::move(build)) {
@@ -85,6 +90,13 @@ const BuildTree::Program& BuildTree::Of(const std::string& program) const {
     }
   }
   return entry->second;
+}
+
+bool BuildTree::Has(const std::string& file, const std::string& program) const {
+  const auto users = usedBy_.find(file);
+  return users != usedBy_.end() && std::ranges::any_of(users->second, [&](const std::string& object) {
+           return OfLibrary(object) || std::ranges::count(Of(program).objects, object) > 0;
+         });
 }
 
 BuildTree::Variant::Variant(const BuildTree& tree, fs::path place, const std::string& file, const std::string& text,
@@ -135,9 +147,7 @@ fs::path BuildTree::Variant::Make(const std::string& name) {
   if (users == tree_.usedBy_.end()) throw std::runtime_error(file_ + " is part of nothing that was built");
   for (const std::string& object : users->second) {
     const bool own = std::ranges::count(program.objects, object) > 0;
-    const bool ofLibrary = OfApplication(object) || object.find("twin_board.dir") != std::string::npos ||
-                           object.find("lumora_shot.dir") != std::string::npos;
-    if (!own && !ofLibrary) continue;
+    if (!own && !OfLibrary(object)) continue;
     if (!made_.contains(object) && !Compile(object)) return {};
     if (own) {
       Replace(link, object, made_[object]);

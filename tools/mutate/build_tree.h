@@ -14,6 +14,9 @@ class BuildTree {
   // `build` has been built; its generator is Ninja.
   BuildTree(std::filesystem::path source, std::filesystem::path build);
 
+  // Whether `file`, a source or a header, is part of `program`.
+  bool Has(const std::string& file, const std::string& program) const;
+
   // A changed source: what is compiled of it, for one program after the other.
   class Variant {
    public:

@@ -38,6 +38,19 @@ Ended RunLimited(const std::string& command, const fs::path& place) {
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128, {std::istreambuf_iterator<char>(text), {}}};
 }
 
+// What the application asks of the board, with the times; its log is not among it, as no chip reads that. And the
+// board's files as they are left.
+constexpr const char* kTranscript = "asked.txt";
+constexpr const char* kBoard = "board";
+constexpr const char* kAsked = "reg delay sleep spi cipher i2c media file shell net tty clock thread";
+
+bool SameTraces(const fs::path& a, const fs::path& b) {
+  const auto differs = [&](const std::string& command, const char* name) {
+    return std::system((command + " '" + (a / name).string() + "' '" + (b / name).string() + "' >/dev/null").c_str());
+  };
+  return differs("cmp -s", kTranscript) == 0 && differs("diff -rq", kBoard) == 0;
+}
+
 // "[  FAILED  ] Suite.Test", or the test that ran as the program ended.
 std::string FailedTest(const std::string& output) {
   size_t at = output.find("[  FAILED  ] ");
@@ -49,11 +62,23 @@ std::string FailedTest(const std::string& output) {
 
 }  // namespace
 
-Judge::Judge(fs::path source, fs::path build, bool byTwin)
+Judge::Judge(fs::path source, fs::path build, bool byTwin, bool reached)
     : source_(std::move(source)), build_(std::move(build)), byTwin_(byTwin), tree_(source_, build_) {
-  if (byTwin_) return;
   const fs::path place = build_ / "mutants";
   fs::create_directories(place);
+  if (byTwin_ && reached) {
+    for (const char* name : {"unchanged", "unchanged-again"}) {
+      fs::remove_all(place / name);
+      fs::create_directories(place / name);
+      const Run run = PressOnce(build_ / "bin/lumora-twin", place / name, true);
+      if (run.failed) throw std::runtime_error("unchanged: " + run.by);
+    }
+    unchanged_ = place / "unchanged";
+    if (!SameTraces(unchanged_, place / "unchanged-again"))
+      throw std::runtime_error("the unchanged program does not repeat itself");
+    fs::remove_all(place / "unchanged-again");
+  }
+  if (byTwin_) return;
   for (const std::string& name : testPrograms) {
     std::istringstream list(RunLimited((build_ / "bin" / name).string() + " --gtest_list_tests", place).output);
     for (std::string line; std::getline(list, line);) {
@@ -93,11 +118,13 @@ bool Judge::PassesUnchanged(const std::string& name, const std::string& filter) 
 }
 
 // A start, a press, a shot: the board's own complaints, and a shot that is not whole.
-Judge::Run Judge::PressOnce(const fs::path& program, const fs::path& place) {
+Judge::Run Judge::PressOnce(const fs::path& program, const fs::path& place, bool traces) {
+  const std::string written =
+      traces ? " --transcript " + std::string(kTranscript) + " --kinds '" + kAsked + "'" : std::string();
   const Ended ended = RunLimited("'" + program.string() + "' --pace free --pictures marked --root '" +
-                                     (place / "board").string() + "' --press-once",
+                                     (place / kBoard).string() + "'" + written + " --press-once",
                                  place);
-  fs::remove_all(place / "board");
+  if (!traces) fs::remove_all(place / kBoard);
   if (ended.status == 0) return {};
   if (ended.status == 124) return {true, "it never ends"};
   std::istringstream lines(ended.output);
@@ -107,11 +134,12 @@ Judge::Run Judge::PressOnce(const fs::path& program, const fs::path& place) {
 }
 
 std::vector<Mutant> Judge::Reachable(std::vector<Mutant> mutants) const {
-  if (mutants.empty()) return mutants;
+  if (mutants.empty() || !tree_.Has(mutants[0].file, "lumora-twin")) return {};
   const fs::path place = build_ / "mutants" / "reached";
   const auto reached =
       mutate::Reached(tree_, place, source_, mutants[0].file, "lumora-twin", [&](const fs::path& program) {
-        if (const Run run = PressOnce(program, place); run.failed) throw std::runtime_error("unchanged: " + run.by);
+        if (const Run run = PressOnce(program, place, false); run.failed)
+          throw std::runtime_error("unchanged: " + run.by);
       });
   std::erase_if(mutants, [&](const Mutant& mutant) { return !reached(Apply(source_, mutant).line); });
   return mutants;
@@ -153,6 +181,16 @@ Verdict Judge::ByTests(const Mutant& mutant, BuildTree::Variant& variant, const 
   return {Outcome::Survived, "all tests pass"};
 }
 
+Verdict Judge::ByTwin(BuildTree::Variant& variant, const fs::path& place) {
+  const fs::path program = variant.Make("lumora-twin");
+  if (program.empty()) return {Outcome::NoBuild, "no build"};
+  const Run run = PressOnce(program, place, !unchanged_.empty());
+  if (run.failed) return {Outcome::Caught, run.by};
+  if (!unchanged_.empty() && SameTraces(unchanged_, place))
+    return {Outcome::Traceless, "asks and leaves the very same"};
+  return {Outcome::Survived, "a good shot, no complaint"};
+}
+
 Verdict Judge::Try(const Mutant& mutant, unsigned slot) {
   Changed changed;
   try {
@@ -166,9 +204,8 @@ Verdict Judge::Try(const Mutant& mutant, unsigned slot) {
   Verdict verdict{Outcome::NoBuild, "no build"};
   if (!byTwin_) {
     verdict = ByTests(mutant, variant, place);
-  } else if (const fs::path program = variant.Make("lumora-twin"); !program.empty()) {
-    const Run run = PressOnce(program, place);
-    verdict = {run.failed ? Outcome::Caught : Outcome::Survived, run.by};
+  } else {
+    verdict = ByTwin(variant, place);
   }
   verdict.line = changed.line;
   fs::remove_all(place);

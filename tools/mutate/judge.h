@@ -13,11 +13,12 @@
 namespace mutate {
 
 enum class Outcome {
-  Caught,    // a test failed, or an assertion of the source refused to be built
-  Survived,  // nobody noticed
-  Equal,     // the list says that nobody can
-  NoBuild,   // the change is no program
-  Wrong,     // the text to change is not there, or the tests to try fail without the change
+  Caught,     // a test failed, or an assertion of the source refused to be built
+  Survived,   // nobody noticed
+  Traceless,  // the board was asked the very same at the very same times, and has the same files
+  Equal,      // the list says that nobody can
+  NoBuild,    // the change is no program
+  Wrong,      // the text to change is not there, or the tests to try fail without the change
 };
 
 struct Verdict {
@@ -28,11 +29,13 @@ struct Verdict {
 
 class Judge {
  public:
-  // `byTwin`: by `lumora-twin --press-once` instead of the tests.
-  Judge(std::filesystem::path source, std::filesystem::path build, bool byTwin);
+  // `byTwin`: by `lumora-twin --press-once` instead of the tests. `reached`: with Reachable, and told apart by
+  // Traceless. Throws std::runtime_error if the unchanged program does not pass, or does not repeat itself.
+  Judge(std::filesystem::path source, std::filesystem::path build, bool byTwin, bool reached);
   // From any thread; `slot` is the thread's own number.
   Verdict Try(const Mutant& mutant, unsigned slot);
-  // Those of `mutants`, all of one file, that stand where a start, a press and a switch-off come by.
+  // Those of `mutants`, all of one file, that stand where a start, a press and a switch-off come by; none if the file
+  // is no part of the program.
   std::vector<Mutant> Reachable(std::vector<Mutant> mutants) const;
 
  private:
@@ -42,12 +45,14 @@ class Judge {
   };
   Run RunTests(const std::filesystem::path& program, const std::string& filter, const std::filesystem::path& place);
   Run RunAll(const std::string& name, const std::filesystem::path& program, const std::filesystem::path& place);
-  static Run PressOnce(const std::filesystem::path& program, const std::filesystem::path& place);
+  static Run PressOnce(const std::filesystem::path& program, const std::filesystem::path& place, bool traces);
+  Verdict ByTwin(BuildTree::Variant& variant, const std::filesystem::path& place);
   bool PassesUnchanged(const std::string& name, const std::string& filter);
   Verdict ByTests(const Mutant& mutant, BuildTree::Variant& variant, const std::filesystem::path& place);
 
   const std::filesystem::path source_, build_;
   const bool byTwin_;
+  std::filesystem::path unchanged_;  // what the unchanged program asked of the board and left; empty: not compared
   BuildTree tree_;
   std::map<std::string, std::vector<std::string>> suites_;  // of each test program
   std::mutex mutex_;

@@ -34,7 +34,10 @@ void Declare(CLI::App& program, Arguments& arguments) {
   program.add_option("--files", arguments.files, "Sources to change, or folders of them")
       ->needs(draw)
       ->type_name("PATH");
-  program.add_flag("--reached", arguments.reached, "Draw only where a start, a press and a switch-off come by")
+  program
+      .add_flag("--reached", arguments.reached,
+                "Draw only where a start, a press and a switch-off come by; with --twin, what asks nothing else of the "
+                "board than before is told apart")
       ->needs(draw);
   program.add_option("--seed", arguments.seed, "What --sample and --draw follow")
       ->type_name("TEXT")
@@ -92,6 +95,7 @@ const char* WordFor(Outcome outcome) {
   switch (outcome) {
     case Outcome::Caught: return "caught";
     case Outcome::Survived: return "SURVIVED";
+    case Outcome::Traceless: return "no trace";
     case Outcome::Equal: return "equal";
     case Outcome::NoBuild: return "no build";
     case Outcome::Wrong: return "WRONG ROW";
@@ -99,8 +103,21 @@ const char* WordFor(Outcome outcome) {
   return "";
 }
 
+using Counts = std::array<int, 6>;  // by Outcome
+
+int Sum(size_t all, const Counts& counts, const Arguments& arguments) {
+  const auto count = [&](Outcome outcome) { return counts[static_cast<size_t>(outcome)]; };
+  const int judged = count(Outcome::Caught) + count(Outcome::Survived);
+  printf("%d changes: %d noticed, %d not", static_cast<int>(all), count(Outcome::Caught), count(Outcome::Survived));
+  if (judged > 0) printf(" (%d %% noticed)", 100 * count(Outcome::Caught) / judged);
+  printf("; %d equal, %d without a trace, %d that do not build, %d wrong rows\n", count(Outcome::Equal),
+         count(Outcome::Traceless), count(Outcome::NoBuild), count(Outcome::Wrong));
+  if (count(Outcome::Wrong) > 0 || (arguments.draw == 0 && count(Outcome::NoBuild) > 0)) return 2;
+  return count(Outcome::Survived) > 0 ? 1 : 0;
+}
+
 int Run(const Arguments& arguments) {
-  Judge judge(fs::canonical(arguments.source), fs::canonical(arguments.build), arguments.twin);
+  Judge judge(fs::canonical(arguments.source), fs::canonical(arguments.build), arguments.twin, arguments.reached);
   const std::vector<Mutant> mutants = Wanted(arguments, judge);
   if (mutants.empty()) {
     std::cerr << "no such mutant\n";
@@ -110,7 +127,7 @@ int Run(const Arguments& arguments) {
     for (const Mutant& m : mutants) std::cout << m.row << "  " << m.file << "  " << m.meaning << '\n';
     return 0;
   }
-  std::array<int, 5> counts{};
+  Counts counts{};
   std::atomic<size_t> next = 0;
   std::mutex output;
   const auto work = [&](unsigned slot) {
@@ -132,14 +149,7 @@ int Run(const Arguments& arguments) {
   for (unsigned slot = 0; slot < arguments.jobs; slot++) workers.emplace_back(work, slot);
   workers.clear();
 
-  const auto count = [&](Outcome outcome) { return counts[static_cast<size_t>(outcome)]; };
-  const int judged = count(Outcome::Caught) + count(Outcome::Survived);
-  printf("%d changes: %d noticed, %d not (%d %% noticed); %d equal, %d that do not build, %d wrong rows\n",
-         static_cast<int>(mutants.size()), count(Outcome::Caught), count(Outcome::Survived),
-         judged == 0 ? 0 : 100 * count(Outcome::Caught) / judged, count(Outcome::Equal), count(Outcome::NoBuild),
-         count(Outcome::Wrong));
-  if (count(Outcome::Wrong) > 0 || (arguments.draw == 0 && count(Outcome::NoBuild) > 0)) return 2;
-  return count(Outcome::Survived) > 0 ? 1 : 0;
+  return Sum(mutants.size(), counts, arguments);
 }
 
 }  // namespace
