@@ -68,10 +68,10 @@ int RescueFile(const Order& order) {
 
 // The name that the camera gives a shot of this time, with a number behind it if there is such a file already.
 std::string FreeName(const std::string& directory, const shot::Bytes& head) {
-  const auto word = [&](int offset) { return static_cast<int>(NumberAt(head, shot::recordAt + offset, 4)); };
+  const shot::Record record = RecordIn(head);
   char time[96];
-  std::snprintf(time, sizeof time, "%04d-%02d-%02d_%02d.%02d.%02d", word(8), word(12), word(16), word(20), word(24),
-                word(28));
+  std::snprintf(time, sizeof time, "%04d-%02d-%02d_%02d.%02d.%02d", record.shootDateYear, record.shootDateMon,
+                record.shootDateDay, record.shootTimeHour, record.shootTimeMin, record.shootTimeSec);
   const char* extension = NumberAt(head, 0, 2) == shot::tokenDwo ? ".dwo" : ".ori";
   std::string path;
   for (int i = 1; i == 1 || std::filesystem::exists(path); ++i)

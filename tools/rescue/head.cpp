@@ -178,11 +178,8 @@ shot::Bytes PutTogether(Source source, const Form& form, int64_t indexAt) {
 
 // One word tells whether a shot was filed in two halves. It is believed in a record that is sound in all else.
 bool TwoHalfIsSure(Source source) {
-  std::array<int32_t, 64> words;
-  for (size_t i = 0; i < words.size(); ++i)
-    words[i] = static_cast<int32_t>(NumberAt(source, shot::recordAt + 4 * static_cast<int64_t>(i), 4));
   shot::Shot shot;
-  shot.record = shot::RecordOf(words);
+  shot.record = RecordIn(source);
   shot::Findings findings;
   shot::CheckRecord(shot, findings);
   const auto& record = shot.record;
@@ -227,6 +224,13 @@ int64_t NumberAt(Source source, int64_t at, int bytes) {
     if (at >= 0 && at + i < static_cast<int64_t>(source.size()))
       value |= int64_t{source[static_cast<size_t>(at + i)]} << (8 * i);
   return value;
+}
+
+shot::Record RecordIn(Source source) {
+  std::array<int32_t, 64> words;
+  for (size_t i = 0; i < words.size(); ++i)
+    words[i] = static_cast<int32_t>(NumberAt(source, shot::recordAt + 4 * static_cast<int64_t>(i), 4));
+  return shot::RecordOf(words);
 }
 
 Head ReadHead(Source source) {

@@ -31,5 +31,7 @@ Head ReadHead(Source source);
 
 // A number as the file has it, little-endian; 0 where the source has ended.
 int64_t NumberAt(Source source, int64_t at, int bytes);
+// The record where a head has it; zeros where the source has ended.
+shot::Record RecordIn(Source source);
 
 }  // namespace rescue

@@ -64,7 +64,7 @@ class GpioBanks final : public RegisterDevice {
   uint32_t ReadRegister(uint32_t address) override;
   void WriteRegister(uint32_t address, uint32_t value) override;
 
-  Pin& At(int bank, int pin) { return pins_[static_cast<size_t>(bank * 8 + pin)]; }
+  Pin& At(int bank, int pin) { return pins_[static_cast<size_t>(bank) * 8 + static_cast<size_t>(pin)]; }
 
   void SetComplaints(std::function<void(std::string)> sink) { complain_ = std::move(sink); }
   // What the pin's function and pad make of it (default: a right one). See pin_wiring.h.
