@@ -234,6 +234,7 @@ int Board::StartThread(pthread_t* id, void* (*body)(void*), void* argument) {
     Release(ended);
     ended->Notify();
   });
+  if (threadListener_) threadListener_({thread.fiber, body, argument});
   return 0;
 }
 

@@ -93,6 +93,13 @@ class Board {
   const std::string& Log() const { return log_; }  // debug stream and console output since the board was built
   size_t LogCount(const std::string& text) const;  // how often `text` stands in it
   void OnLogLine(std::function<void(Time, const std::string&)> listener) { logListener_ = std::move(listener); }
+  // Called for each thread that the application starts.
+  struct StartedThread {
+    const Fiber* fiber;
+    void* (*body)(void*);
+    void* argument;
+  };
+  void OnThread(std::function<void(const StartedThread&)> listener) { threadListener_ = std::move(listener); }
   // What no model knew: registers, commands, paths outside the board. Must be empty at the end of a test.
   std::vector<std::string> Complaints() const;
 
@@ -164,6 +171,7 @@ class Board {
   std::string log_;
   size_t delivered_ = 0;  // of log_, to the listener
   std::function<void(Time, const std::string&)> logListener_;
+  std::function<void(const StartedThread&)> threadListener_;
   std::vector<std::string> complaints_;
 };
 

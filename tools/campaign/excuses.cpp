@@ -22,6 +22,13 @@ constexpr std::string_view kNoSetUp = "a set-up that fails at the start leaves a
 constexpr std::string_view kDeadBranch =
     "an encoder's branch that was set up in name only gives no frame until a new start";
 
+constexpr std::string_view kInItsPlace = "the next shot takes the place of an earlier one";
+constexpr std::string_view kNoList = "without the faults the phone gets no list";
+constexpr std::string_view kNoRemote = "without the faults the remote is not answered";
+constexpr std::string_view kSameSecond = "a shot in a second that has been before takes the earlier one's place";
+constexpr std::string_view kFoundOnce = "an adapter is looked for at the start alone";
+constexpr std::string_view kSetOnce = "the remote's port is opened and set once";
+
 constexpr std::array kExcuses = {
     Excuse{"listed and not whole", "disk.write", "", kWrites},
     Excuse{"saved and not whole", "disk.write", "", kWrites},
@@ -36,7 +43,19 @@ constexpr std::array kExcuses = {
     Excuse{"without the faults the next shot does not come", "vpss.", "Too many Retry", kDeadBranch},
     Excuse{"without the faults the next shot does not come", "sys.bind", "Too many Retry", kDeadBranch},
     Excuse{"rescue: ", "", "Retry LumoLoadNew", "rescue does not take frames for certain that were asked for again"},
-    Excuse{"descriptors", "rtc.", "", "a failing clock read leaves its descriptor open"},
+    Excuse{"descriptors", "", "HI_RTC_SET_TIME error", "a clock that refuses leaves its descriptor open"},
+    Excuse{kInItsPlace, "", "Serial Recv: ", kSameSecond},
+    Excuse{kInItsPlace, "", "SetTime ", kSameSecond},
+    Excuse{kNoList, "net.", "accept() error", "a failed start of a port is not looked at"},
+    Excuse{kNoList, "usb.", "", kFoundOnce},
+    Excuse{kNoList, "module.insert", "", kFoundOnce},
+    Excuse{kNoList, "shell.popen", "", kFoundOnce},
+    Excuse{kNoList, "wifi.access-point", "", kFoundOnce},
+    Excuse{kNoRemote, "usb.", "", kFoundOnce},
+    Excuse{kNoRemote, "module.insert", "", kFoundOnce},
+    Excuse{kNoRemote, "shell.popen", "", kFoundOnce},
+    Excuse{kNoRemote, "serial.open", "", kSetOnce},
+    Excuse{kNoRemote, "serial.settings", "", kSetOnce},
     Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
     Excuse{"the board objects: array: the byte of a sensor read", "spi.reply", "", "a reply that is wrong is believed"},
     Excuse{"the board objects: array: ", "spi.message", "", "a lost transfer upsets the sensors behind it"},
@@ -57,6 +76,12 @@ bool AsksWithoutEnd(const std::string& log) {
   return false;
 }
 
+// The last that was asked for was a picture of one camera, which a press repeats.
+bool OneCameraAsked(const std::string& log) {
+  const size_t one = log.rfind("RemoteCap Exposure:"), whole = log.rfind("RemoteCap StrobeMode:");
+  return one != std::string::npos && (whole == std::string::npos || whole < one);
+}
+
 bool Has(const Plan& plan, std::string_view point) {
   return point.empty() ||
          std::ranges::any_of(plan.faults, [&](const std::string& fault) { return fault.starts_with(point); }) ||
@@ -67,6 +92,8 @@ bool Has(const Plan& plan, std::string_view point) {
 
 std::string CauseOf(const Plan& plan, const std::string& find, const std::string& log) {
   if (find == "the shot hangs" && AsksWithoutEnd(log)) return "a timeout where a layer begins counts nothing";
+  if (find == "without the faults the next shot is refused" && OneCameraAsked(log))
+    return "a press after a picture of one camera takes that camera's again";
   for (const Excuse& excuse : kExcuses) {
     if (find.starts_with(excuse.find) && Has(plan, excuse.point) && log.find(excuse.log) != std::string::npos)
       return std::string(excuse.cause);

@@ -57,6 +57,34 @@ std::vector<std::string> LinesOf(const std::string& path) {
   return lines;
 }
 
+// "disk.mkdir disk.read net.send" as "disk.mkdir, read; net.send".
+std::string Grouped(const std::set<std::string>& points) {
+  std::string text, group;
+  for (const std::string& point : points) {
+    const std::string of = point.substr(0, point.find('.') + 1);
+    text += text.empty() ? point : of == group ? ", " + point.substr(of.size()) : "; " + point;
+    group = of;
+  }
+  return text;
+}
+
+void PrintReached(const Tally& tally, const std::set<std::string>& points, bool singles) {
+  printf("%zu of %zu points broken\n", tally.reached.size(), points.size());
+  std::set<std::string> notYet, never;
+  for (const std::string& point : points) {
+    if (!tally.reached.contains(point)) (singles && !tally.asked.contains(point) ? never : notYet).insert(point);
+  }
+  if (!notYet.empty()) printf("not broken: %s\n", Grouped(notYet).c_str());
+  if (!never.empty()) printf("no life comes by: %s\n", Grouped(never).c_str());
+}
+
+void PrintHandshakes(const Tally& tally) {
+  for (const auto& [kind, orders] : tally.handshakes) {
+    printf("%7llu handshakes in %zu orders: %s\n", static_cast<unsigned long long>(orders.seen), orders.orders.size(),
+           kind.c_str());
+  }
+}
+
 void Summarise(const Search& search, const std::vector<Way>& ways, const Arguments& arguments, double hostSeconds) {
   const Tally& tally = search.Result();
   std::set<std::string> points;
@@ -64,18 +92,12 @@ void Summarise(const Search& search, const std::vector<Way>& ways, const Argumen
     if (!arguments.singles || way.point.find(arguments.only) != std::string::npos) points.insert(way.point);
   }
   if (isatty(STDERR_FILENO) != 0) fprintf(stderr, "\r%79s\r", "");
-  printf("\n%llu runs in %.0f s, %.1f board hours an hour\n", static_cast<unsigned long long>(tally.runs), hostSeconds,
-         tally.boardSeconds / hostSeconds);
-  printf("%zu of %zu points broken, %llu invariants looked at\n", tally.reached.size(), points.size(),
+  printf("\n%llu runs in %.0f s, %.1f board hours an hour, %llu invariants looked at\n",
+         static_cast<unsigned long long>(tally.runs), hostSeconds, tally.boardSeconds / hostSeconds,
          static_cast<unsigned long long>(tally.checked));
+  if (arguments.replay.empty()) PrintReached(tally, points, arguments.singles);
   if (!tally.sampled.empty()) printf("%zu ways sampled, all others at every operation\n", tally.sampled.size());
-  if (arguments.singles) {
-    printf("not reached:");
-    for (const std::string& point : points) {
-      if (!tally.reached.contains(point)) printf(" %s", point.c_str());
-    }
-    printf("\n");
-  }
+  PrintHandshakes(tally);
   for (const auto& [cause, count] : tally.told)
     printf("%7llu told: %s\n", static_cast<unsigned long long>(count), cause.c_str());
   for (const auto& [find, count] : tally.finds)

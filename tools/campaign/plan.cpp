@@ -1,5 +1,6 @@
 #include "tools/campaign/plan.h"
 
+#include <algorithm>
 #include <charconv>
 #include <sstream>
 #include <stdexcept>
@@ -10,21 +11,29 @@ namespace campaign {
 
 namespace {
 
+struct Head {
+  std::string_view word;
+  bool Plan::*is;
+};
+constexpr Head kHeads[] = {{"explore", &Plan::explore},
+                           {"off", &Plan::off},
+                           {"phone", &Plan::phone},
+                           {"remote", &Plan::remote},
+                           {"raw", &Plan::raw}};
+
 void ReadHead(const std::string& text, Plan& plan) {
   std::istringstream words(text);
   for (std::string word; words >> word;) {
-    if (word == "explore") {
-      plan.explore = true;
-    } else if (word == "off") {
-      plan.off = true;
-    } else if (word == "phone") {
-      plan.phone = true;
+    const auto* head = std::ranges::find(kHeads, word, &Head::word);
+    if (head != std::end(kHeads)) {
+      plan.*head->is = true;
     } else if (word.starts_with("seed=") &&
                std::from_chars(word.data() + 5, word.data() + word.size(), plan.seed).ptr ==
                    word.data() + word.size()) {
       continue;
     } else {
-      throw std::invalid_argument("a plan begins with seed=N, explore, off and phone, not \"" + word + '"');
+      throw std::invalid_argument("a plan begins with seed=N, explore, off, phone, remote and raw, not \"" + word +
+                                  '"');
     }
   }
 }
@@ -38,9 +47,9 @@ std::string Trimmed(std::string_view text) {
 
 std::string TextOf(const Plan& plan) {
   std::string text = "seed=" + std::to_string(plan.seed);
-  if (plan.explore) text += " explore";
-  if (plan.off) text += " off";
-  if (plan.phone) text += " phone";
+  for (const Head& head : kHeads) {
+    if (plan.*head.is) (text += ' ') += head.word;
+  }
   for (const std::string& fault : plan.faults) text += " | fault " + fault;
   for (const Action& action : plan.actions) {
     text += " | " + std::to_string(action.at / std::chrono::milliseconds(1)) + "ms " + action.what;

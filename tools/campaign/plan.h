@@ -1,5 +1,5 @@
 // One run of the campaign as a line of text, from which it can be had again to the byte:
-//   seed=7 explore off | fault disk.write fail=EIO nth=12 | 14s cut
+//   seed=7 explore off phone | fault disk.write fail=EIO nth=12 | 14s cut
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,9 @@ struct Plan {
   uint64_t seed = 1;
   bool explore = false;  // equal-time order and yields drawn by the seed
   bool off = false;      // the faults last through the switch-off; else they end before the second press
-  bool phone = false;    // an Ethernet adapter is plugged in
+  bool phone = false;    // a phone on the camera's network (Ethernet) goes through what phones ask for
+  bool remote = false;   // the wireless remote's adapter is plugged in, and the remote asks and shoots
+  bool raw = false;      // the first shot is a phone's (Wi-Fi), with its raw frames
   std::vector<std::string> faults = {};  // rules as of twin::Faults
   std::vector<Action> actions = {};
 };

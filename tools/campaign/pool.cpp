@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <sstream>
 #include <stdexcept>
@@ -25,6 +26,9 @@ std::string TextOf(const Outcome& outcome) {
   text << "fired " << outcome.fired << "\nseconds " << outcome.boardSeconds << "\nchecked " << outcome.checked << '\n';
   for (const std::string& find : outcome.finds) text << "find " << find << '\n';
   for (const std::string& cause : outcome.told) text << "told " << cause << '\n';
+  for (const auto& [point, operations] : outcome.asked) text << "asked " << operations << ' ' << point << '\n';
+  for (const Handshake& handshake : outcome.handshakes)
+    text << "handshake " << handshake.order << ' ' << handshake.kind << '\n';
   text << "end\n";
   return text.str();
 }
@@ -41,6 +45,9 @@ bool ReadOutcome(const std::string& said, Outcome& outcome) {
     if (key == "checked") outcome.checked = static_cast<unsigned>(std::stoul(value));
     if (key == "find") outcome.finds.push_back(value);
     if (key == "told") outcome.told.push_back(value);
+    const std::string behindNumber = value.substr(std::min(value.size(), value.find(' ') + 1));
+    if (key == "asked") outcome.asked[behindNumber] = std::stoull(value);
+    if (key == "handshake") outcome.handshakes.push_back({behindNumber, std::stoull(value)});
   }
   return false;
 }
@@ -93,7 +100,13 @@ Pool::Done Pool::Finish(std::vector<Child>::iterator child, bool hung) {
   wait4(child->process, &status, 0, &used);
   close(child->pipe);
   Done done{child->plan, child->tag, {}, static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec)};
-  if (!ReadOutcome(child->said, done.outcome)) {
+  const bool told = ReadOutcome(child->said, done.outcome);
+  const bool exited = WIFEXITED(status);
+  // A sanitizer's way to say that it has found something; what it is stands in its own words on standard error.
+  if (exited && (WEXITSTATUS(status) != 0 || !told)) {
+    done.outcome.fired = done.outcome.fired || !told;
+    done.outcome.finds.push_back("the program ends with status " + std::to_string(WEXITSTATUS(status)));
+  } else if (!told) {
     done.outcome.fired = true;
     const bool busy =
         hung || (WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || done.hostSeconds >= kProcessorSeconds));

@@ -1,5 +1,7 @@
 #include "tools/campaign/run.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <fstream>
 #include <map>
@@ -9,7 +11,9 @@
 
 #include "tools/campaign/excuses.h"
 #include "tools/campaign/file_bytes.h"
+#include "tools/campaign/raw_files.h"
 #include "tools/campaign/rescue_check.h"
+#include "tools/campaign/visitors.h"
 #include "tools/lumora-shot/verify.h"
 #include "twin/board.h"
 #include "twin/light/read_mark.h"
@@ -25,6 +29,7 @@ namespace {
 // The limits of the system's own: a shot that retries every frame is over in less, and the switch-off waits 30 s.
 constexpr auto kShotLimit = 2min;
 constexpr auto kOffLimit = 90s;
+constexpr auto kRawLimit = 6min;  // with 75 frames more, each waited for
 constexpr const char* kOldSettings =
     "capturemode=0\nstrobemode=0\nisomode=0\nevcompval=0\nmanualexpsus=0\nmanualiso=0\ndelaymode=0\nsaveraw=0\n"
     "btnsetting=0\nshutdownmode=0\nthumbcamidx=12\nwirelessid=0\nprefix=old\n";
@@ -37,13 +42,29 @@ std::optional<std::string> FirstFault(const std::vector<shot::Finding>& findings
   return fault == findings.end() ? std::nullopt : std::optional(fault->text);
 }
 
+// The host's number of the file: another one under the same name is another.
+ino_t FileOf(const fs::path& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
 class Run {
  public:
-  Run(const Plan& plan, const fs::path& before) : plan_(plan), board_(Options(plan)), before_(Bytes(before)) {
+  Run(const Plan& plan, const fs::path& before)
+      : plan_(plan),
+        board_(Options(plan)),
+        before_(Bytes(before)),
+        phone_(board_, Teller(), before.stem().string()),
+        remote_(board_, Teller()),
+        rawFiles_(board_, Teller(), plan.seed),
+        handshakes_(board_) {
     beforePath_ = board_.disk.Directory() / "DCIM" / before.filename();
     fs::create_directories(beforePath_.parent_path());
     fs::copy_file(before, beforePath_);
-    if (plan.phone) std::ofstream(beforePath_.parent_path() / "setting.ini") << kOldSettings;
+    if (plan.phone) {
+      std::ofstream(beforePath_.parent_path() / "setting.ini") << kOldSettings;
+      std::ofstream(board_.paths.Local() / "fixfile.bin") << "a tuning of the picture";
+    }
     board_.disk.Plug();
   }
 
@@ -53,14 +74,15 @@ class Run {
     for (const Action& action : plan_.actions) board_.kernel.At(action.at, [this, what = action.what] { Act(what); });
     if (Start()) FirstShot();
     if (plan_.off) SwitchOff();
-    outcome_.fired = AllFired();
+    NoteFaults();
     board_.faults.Clear();
     acting_ = false;
     LookAtUnfinished();
     // Where nothing else helps, by a cause that is named, the battery comes out.
-    if (!GoodShot("the next shot")) {
+    if (!GoodShot("the next shot") || !Answers("without the faults")) {
       StartAnew();
       GoodShot("the shot after a new start");
+      Answers("after a new start");
     }
     SwitchOff();
     LookAtDisk();
@@ -68,6 +90,7 @@ class Run {
     outcome_.checked++;
     outcome_.boardSeconds = std::chrono::duration<double>(board_.Now()).count();
     outcome_.log = board_.Log();
+    outcome_.handshakes = handshakes_.Seen();
     return std::move(outcome_);
   }
 
@@ -75,8 +98,14 @@ class Run {
   static twin::BoardOptions Options(const Plan& plan) {
     twin::BoardOptions options{.seed = plan.seed};
     if (plan.phone) options.usb.push_back(twin::UsbAdapter::Ethernet);
+    if (plan.raw) options.usb.push_back(twin::UsbAdapter::Wifi);
+    if (plan.remote) options.usb.push_back(twin::UsbAdapter::Serial);
     return options;
   }
+  Tell Teller() {
+    return [this](const std::string& find) { Find(find); };
+  }
+  bool HasNetwork() const { return plan_.phone || plan_.raw; }
 
   void Find(const std::string& what) {
     hung_ = hung_ || what.ends_with("hangs");
@@ -84,11 +113,10 @@ class Run {
     cause.empty() ? outcome_.finds.push_back(what) : outcome_.told.push_back(cause);
   }
 
-  bool AllFired() const {
-    for (const std::string& rule : board_.faults.Describe()) {
-      if (rule.ends_with("fired 0 times")) return false;
-    }
-    return true;
+  void NoteFaults() {
+    const auto rules = board_.faults.Rules();
+    outcome_.fired = std::ranges::all_of(rules, [](const auto& rule) { return rule.fired > 0; });
+    for (const auto& rule : rules) outcome_.asked[rule.point] = rule.seen;
   }
 
   void Act(const std::string& what) {
@@ -138,6 +166,7 @@ class Run {
       if (!wrong.empty()) Find("rescue: " + wrong);
     }
     unfinished_.clear();
+    if (plan_.phone) phone_.LookAtFirmware();
   }
 
   bool Running() const { return board_.Powered() && !board_.Exited(); }
@@ -153,18 +182,25 @@ class Run {
 
   void FirstShot() {
     board_.panel.ForgetPulses();
+    const bool raw = plan_.raw && !board_.panel.ShotLine() && phone_.AsksForRaw();
     if (!board_.panel.ShotLine()) board_.button.Press(100ms);
     const auto over = [this] {
       return !Running() || (!board_.panel.ShotLine() && board_.panel.BuzzerPulses().size() > 0);
     };
     outcome_.checked++;
     if (!board_.RunUntil([this] { return !Running() || board_.panel.ShotLine(); }, 20s)) return Find("no shot begins");
-    if (!board_.RunUntil(over, kShotLimit)) return Find("the shot hangs");
+    if (!board_.RunUntil(over, plan_.raw ? kRawLimit : kShotLimit)) return Find("the shot hangs");
     board_.Run(3s);
+    if (raw) rawFiles_.PassIsOver(Running() && board_.panel.BuzzerPulses().size() == kSavedPulses);
     for (const Action& action : plan_.actions) {
       if (Running() && action.at > board_.Now()) board_.Run(action.at - board_.Now());
     }
-    if (plan_.actions.empty()) return;
+    if (!plan_.actions.empty()) AwaitActions();
+    if (hung_) return;
+    if (plan_.phone && Running()) phone_.Talk();
+    if (plan_.remote && Running()) remote_.Talk();
+  }
+  void AwaitActions() {
     board_.Run(8s);  // what somebody has begun shows itself, a switch-off too
     const auto quiet = [this] { return !Running() || !board_.panel.ShotLine(); };
     do {
@@ -205,8 +241,8 @@ class Run {
     outcome_.checked++;
     if (!Running()) return false;
     board_.Run(3s);
-    std::set<fs::path> known;
-    for (const fs::path& shot : board_.disk.Shots()) known.insert(shot);
+    std::map<fs::path, ino_t> known;
+    for (const fs::path& shot : board_.disk.Shots()) known[shot] = FileOf(shot);
     board_.panel.ForgetPulses();
     board_.button.Press(100ms);
     if (!board_.RunUntilShotEnds(kShotLimit)) {
@@ -215,7 +251,10 @@ class Run {
     }
     board_.Run(1s);
     for (const fs::path& shot : board_.disk.Shots()) {
-      if (known.contains(shot)) continue;
+      const auto had = known.find(shot);
+      if (had != known.end() && had->second == FileOf(shot)) continue;
+      if (had != known.end()) Find(what + " takes the place of an earlier one");
+      good_ = shot;
       Judge(what, shot);
       LookAtResources();
       return true;
@@ -223,6 +262,18 @@ class Run {
     const size_t pulses = board_.panel.BuzzerPulses().size();
     Find("without the faults " + what + (pulses == kFullPulses ? " is refused" : " does not come"));
     return false;
+  }
+
+  // Without faults a phone and the remote get their answers. False if not, which has been told then.
+  bool Answers(const std::string& when) {
+    if (!Running()) return true;
+    const size_t before = outcome_.finds.size() + outcome_.told.size();
+    outcome_.checked += HasNetwork() + plan_.remote;
+    if (HasNetwork() && !phone_.Lists(good_.stem().string())) {
+      Find(when + " the phone gets no list");
+    }
+    if (plan_.remote && !remote_.Answered()) Find(when + " the remote is not answered");
+    return outcome_.finds.size() + outcome_.told.size() == before;
   }
 
   void Judge(const std::string& what, const fs::path& path) {
@@ -264,7 +315,10 @@ class Run {
     if (!Running()) return;
     const size_t streams = board_.stdio.OpenOnDisk(), descriptors = board_.descriptors.OpenCount();
     if (streams > 0) Find("files left open: " + std::to_string(streams));
-    if (!plan_.phone && descriptors != kDescriptors) Find("descriptors: " + std::to_string(descriptors));
+    // Visitors' ports: two sockets, each serving somebody or not, and the remote's. One that failed at the start has
+    // none.
+    const size_t most = kDescriptors + (HasNetwork() ? 2 * 2 : 0) + plan_.remote;
+    if (descriptors < kDescriptors || descriptors > most) Find("descriptors: " + std::to_string(descriptors));
     if (board_.heap.Blocks() != kHeapBlocks) Find("heap blocks: " + std::to_string(board_.heap.Blocks()));
   }
   static constexpr size_t kDescriptors = 3, kHeapBlocks = 2;
@@ -282,6 +336,7 @@ class Run {
       if (!fs::exists(shot) && !IsBystander(shot)) Find("a saved shot is gone");
     }
     if (plan_.phone) LookAtSettings();
+    if (plan_.phone) phone_.LookAtFirmware();
     if (Bytes(beforePath_) != before_ && !IsBystander(beforePath_)) Find("the shot from before has changed");
   }
   // The old ones, or any that the camera says it has saved.
@@ -309,9 +364,14 @@ class Run {
   Outcome outcome_;
   std::vector<std::shared_ptr<twin::Client>> clients_;
   std::set<std::string> bystanders_;
+  fs::path good_;                               // the last one without faults
   std::set<fs::path> saved_;                    // before a loss
   std::map<fs::path, std::string> unfinished_;  // at a loss: what had been written
   bool acting_ = true, hung_ = false;
+  Phone phone_;
+  Remote remote_;
+  RawFiles rawFiles_;
+  Handshakes handshakes_;
 };
 
 }  // namespace

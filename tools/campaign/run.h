@@ -5,13 +5,17 @@
 // person was told is there after a loss; the shot from before is the same to the byte; of an unfinished one, at a cut
 // or a pull of the plan, just the pictures can be rescued whose bytes reached the disk; without the faults the next
 // press gives a good shot, a fifth of its pictures drawn and each in its place; heap, descriptors and streams are where
-// they were; the array rests; the board objects to nothing. Not looked at: the files in the flash.
+// they were; the array rests; visitors get what they ask for; the board objects to nothing. Not looked at: the files in
+// the flash.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "tools/campaign/handshakes.h"
 #include "tools/campaign/plan.h"
 
 namespace campaign {
@@ -23,6 +27,8 @@ struct Outcome {
   std::vector<std::string> finds;  // what does not hold, a sentence each
   std::vector<std::string> told;   // what does not hold by a cause that docs/behaviour.md names: the cause
   std::string log;                 // of the application
+  std::vector<Handshake> handshakes;
+  std::map<std::string, uint64_t> asked;  // operations of each point that the plan's faults name
 };
 
 // The shot from before, made by an unbroken run. `shot` is where it is to lie.

@@ -18,9 +18,14 @@ std::string PointOf(const std::string& fault) { return fault.substr(0, fault.fin
 struct Stream {
   const Way* way;
   uint64_t nth = 1;
-  bool off = false;  // from where it does not fire before the second press, it may in the switch-off
-  bool running = false, ended = false;
+  size_t life = 0;
+  bool running = false;
 };
+
+// What a way to fail goes through, one after the other.
+const Plan kLives[] = {{}, {.off = true}, {.phone = true}, {.remote = true}, {.raw = true}};
+constexpr size_t kFirstVisited = 2;
+constexpr uint64_t kRare = 3;  // what a press comes by so seldom is broken from the first time on in each life
 
 constexpr double kLong = 5;  // seconds of the processor; such runs are doubled instead of gone through
 
@@ -37,6 +42,8 @@ Plan DrawnPlan(std::mt19937_64& chance, const std::vector<Way>& ways, size_t fau
   if (anything) {
     plan.explore = oneIn(2);
     plan.phone = oneIn(3);
+    plan.remote = oneIn(4);
+    plan.raw = oneIn(24);  // takes twenty times as long
     faults = chance() % 4;
   }
   for (size_t i = 0; i < faults; i++) {
@@ -89,6 +96,11 @@ void Search::Take(const Pool::Done& done) {
   tally_.checked += outcome.checked;
   tally_.boardSeconds += outcome.boardSeconds;
   if (!outcome.fired) tally_.unfired++;
+  for (const Handshake& handshake : outcome.handshakes) {
+    Tally::Orders& orders = tally_.handshakes[handshake.kind];
+    orders.seen++;
+    orders.orders.insert(handshake.order);
+  }
   if (outcome.fired) {
     for (const std::string& fault : done.plan.faults) tally_.reached.insert(PointOf(fault));
   }
@@ -104,41 +116,72 @@ void Search::Take(const Pool::Done& done) {
   fflush(stdout);
 }
 
+std::vector<Search::Counts> Search::CountOperations(uint64_t seed) {
+  std::vector<Counts> counts(std::size(kLives));
+  std::set<std::string> points;
+  for (const Way& way : ways_) points.insert(way.point);
+  for (size_t started = 0; started < counts.size() || !pool_.Empty();) {
+    for (; started < counts.size() && !pool_.Full(); started++) {
+      Plan plan = kLives[started];
+      plan.seed = seed;
+      for (const std::string& point : points) plan.faults.push_back(point + " fail nth=1000000000");
+      pool_.Start(plan, started);
+    }
+    const Pool::Done done = pool_.Wait();
+    counts[done.tag] = done.outcome.asked;
+    for (const auto& [point, operations] : done.outcome.asked) {
+      if (operations > 0) tally_.asked.insert(point);
+    }
+    tally_.unfired--;  // as it should be
+    Take(done);
+  }
+  return counts;
+}
+
 void Search::Singles(uint64_t seed, uint64_t dense, const std::string& only) {
   std::mt19937_64 chance(seed);
+  const std::vector<Counts> counts = CountOperations(seed);
   std::vector<Stream> streams;
   for (const Way& way : ways_) {
     if (way.point.find(only) != std::string::npos) streams.push_back({.way = &way});
   }
+  const auto ended = [](const Stream& stream) { return stream.life == std::size(kLives); };
+  // The switch-off goes on where the press ended: what breaks may make operations. A visitor's life begins with what a
+  // press alone comes by.
+  const auto nextLife = [&](Stream& stream) {
+    const std::string& point = stream.way->point;
+    const auto of = [&](size_t life) { return counts[life].contains(point) ? counts[life].at(point) : 0; };
+    do {
+      stream.life++;
+    } while (stream.life >= kFirstVisited && !ended(stream) && of(stream.life) <= of(0) && of(0) > kRare);
+    if (stream.life >= kFirstVisited) stream.nth = dense == 0 || of(0) <= kRare ? 1 : of(0) + 1;
+  };
   // The one that has come least far, so that a search that is cut short has tried every way.
   const auto next = [&] {
     auto least = streams.end();
     for (auto stream = streams.begin(); stream != streams.end(); stream++) {
-      if (!stream->running && !stream->ended && (least == streams.end() || stream->nth < least->nth)) least = stream;
+      if (!stream->running && !ended(*stream) && (least == streams.end() || stream->nth < least->nth)) least = stream;
     }
     return least;
   };
   while (!Over()) {
     for (auto stream = next(); stream != streams.end() && !pool_.Full(); stream = next()) {
       stream->running = true;
-      const std::string rule = stream->way->point + ' ' + stream->way->effect + " nth=" + std::to_string(stream->nth);
-      pool_.Start({.seed = seed, .off = stream->off, .faults = {rule}}, static_cast<size_t>(stream - streams.begin()));
+      Plan plan = kLives[stream->life];
+      plan.seed = seed;
+      plan.faults = {stream->way->point + ' ' + stream->way->effect + " nth=" + std::to_string(stream->nth)};
+      pool_.Start(plan, static_cast<size_t>(stream - streams.begin()));
     }
     if (pool_.Empty()) return;
     const Pool::Done done = pool_.Wait();
     Stream& stream = streams[done.tag];
     stream.running = false;
+    if (!done.outcome.fired) tally_.unfired--;  // how a way ends
+    Take(done);
     if (!done.outcome.fired) {
-      tally_.unfired -= 1;  // how a way ends
-      Take(done);
-      if (!stream.off) {
-        stream.off = true;
-      } else {
-        stream.ended = true;
-      }
+      nextLife(stream);
       continue;
     }
-    Take(done);
     uint64_t step = dense == 0 || stream.nth < dense ? 1 : 1 + stream.nth / 8 + chance() % (1 + stream.nth / 16);
     if (dense != 0 && done.hostSeconds > kLong) step += stream.nth;
     if (step > 1) tally_.sampled.insert(stream.way->point + ' ' + stream.way->effect);

@@ -21,6 +21,12 @@ struct Tally {
   std::map<std::string, uint64_t> told;   // by cause
   std::set<std::string> sampled;          // ways of which not every n-th operation was broken
   std::map<std::string, uint64_t> finds;  // by their words
+  std::set<std::string> asked;            // of --singles: points that a life without faults comes by
+  struct Orders {
+    uint64_t seen = 0;
+    std::set<size_t> orders;
+  };
+  std::map<std::string, Orders> handshakes;  // by kind
 };
 
 class Search {
@@ -33,7 +39,10 @@ class Search {
   Search(Pool& pool, std::vector<Way> ways, Limits limits);
 
   // Each way at its n-th operation, n from 1 until the run ends without it; from the `dense`-th on not every one, in
-  // steps that grow by an eighth, begun at a place drawn by the seed. 0: every one.
+  // steps that grow by an eighth, begun at a place drawn by the seed. 0: every one. A way goes through the lives one
+  // after the other: a press, a switch-off, a phone, the remote, raw frames. In the last three it begins behind the
+  // operations that an unbroken life of a press has, if those are more than a few; a life that has no more of them is
+  // left out.
   void Singles(uint64_t seed, uint64_t dense, const std::string& only);
   void Drawn(uint64_t seed, uint64_t runs, size_t faults);  // `faults` 2: pairs; 0: anything
   void Replay(const std::vector<std::string>& plans);
@@ -41,7 +50,9 @@ class Search {
   const Tally& Result() const { return tally_; }
 
  private:
+  using Counts = std::map<std::string, uint64_t>;  // operations by point
   bool Over() const;
+  std::vector<Counts> CountOperations(uint64_t seed);
   void Take(const Pool::Done& done);
   void Say(const std::string& what);
 

@@ -1,8 +1,8 @@
 // Commands for the wireless remote, and the screen on which it shows the camera's lines.
 #include <array>
-#include <cstdio>
 
 #include "twin/console/console.h"
+#include "twin/devices/serial_port/remote_frame.h"
 
 namespace twin {
 
@@ -25,15 +25,6 @@ std::string Bytes(const std::string& hex) {
   return bytes;
 }
 
-// With the time that the board's clock chip shows, as a remote that was set by the same watch.
-std::string Frame(const Board& board, char command, char address) {
-  const CivilTime now = board.clockChip.Date();
-  char text[32];
-  snprintf(text, sizeof text, "X%c%c%02d%02d%02d%02d%02d%02d ", address, command, now.year % 100, now.month % 100,
-           now.day % 100, now.hour % 100, now.minute % 100, now.second % 100);
-  return std::string(text).substr(0, 16);
-}
-
 void Remote(Console& console, const Words& arguments) {
   const std::string& word = arguments[0];
   SerialPort& serial = console.board.serial;
@@ -45,7 +36,8 @@ void Remote(Console& console, const Words& arguments) {
   if (word != "I" && word != "H" && word != "T") throw CommandError("usage: remote I|H|T [ADDRESS], remote raw HEX");
   const std::string address = arguments.size() == 2 ? arguments[1] : "0";
   if (address.size() != 1 || address[0] < '0' || address[0] > '9') throw CommandError("an address is a digit");
-  serial.Send(Frame(console.board, word[0], address[0]));
+  // As a remote that was set by the same watch as the camera.
+  serial.Send(RemoteFrame(word[0], address[0], console.board.clockChip.Date()));
 }
 
 constexpr std::array<Command, 1> kCommands = {{

@@ -228,7 +228,7 @@ std::vector<Faults::Standing> Faults::Rules() const {
     if (rule.until) line += " until " + DurationText(*rule.until);
     if (rule.probability < 1) line += " p=" + std::to_string(rule.probability);
     if (rule.condition) line += " (while a test's condition holds)";
-    rules.push_back({rule.point, line, active.fired});
+    rules.push_back({rule.point, line, active.seen, active.fired});
   }
   return rules;
 }

@@ -100,10 +100,10 @@ class Faults {
     std::string_view what;
   };
   static std::span<const Word> TextWords();
-  // The rules that stand, as text, and how often each has fired.
+  // The rules that stand, as text, how many operations have met their conditions, and how often each has fired.
   struct Standing {
     std::string point, text;
-    uint64_t fired;
+    uint64_t seen, fired;
   };
   std::vector<Standing> Rules() const;
   // Each rule much as in the text form, with how often it has fired.

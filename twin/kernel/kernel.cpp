@@ -163,6 +163,7 @@ void Kernel::Resume(Fiber* fiber) {
   errno = hostErrno;
   watchdog_->Leave();
   current_ = nullptr;
+  if (turnListener_ && !fiber->dying) turnListener_(fiber);
 }
 
 void Kernel::SwitchOut() {

@@ -107,6 +107,10 @@ class Kernel {
   // When something is due next; nothing if nothing ever is.
   std::optional<Time> NextEvent();
 
+  // Called in the scheduler each time a fiber has run and waits or has returned, unless it is being unwound. Must not
+  // wait.
+  void AfterEachTurn(std::function<void(const Fiber* fiber)> listener) { turnListener_ = std::move(listener); }
+
   uint64_t Random();  // from the seed; the only source of chance on the board
   uint64_t Switches() const { return switches_; }
 
@@ -142,6 +146,7 @@ class Kernel {
   std::vector<std::unique_ptr<Fiber>> fibers_;
   std::unique_ptr<Events> events_;
   std::unique_ptr<Watchdog> watchdog_;
+  std::function<void(const Fiber*)> turnListener_;
   std::chrono::steady_clock::time_point hostAnchor_;  // real pace: the host's time ...
   Time boardAnchor_{0};                               // ... at this time of the board
 };

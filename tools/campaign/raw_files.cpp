@@ -1,0 +1,139 @@
+#include "tools/campaign/raw_files.h"
+
+#include <tiffio.h>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "tools/lumora-shot/pictures.h"
+#include "twin/light/read_mark.h"
+#include "twin/light/tone.h"
+
+namespace campaign {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uint32_t kWidth = 3264, kHeight = 2448;
+constexpr size_t kFilesOfAPass = 75;
+constexpr double kClean = 1009;  // the highest level of a clean frame, of 10 bits; six zeros follow
+
+struct CloseTiff {
+  void operator()(TIFF* file) const { TIFFClose(file); }
+};
+using Tiff = std::unique_ptr<TIFF, CloseTiff>;
+
+// The library says nothing meanwhile: what is wrong is told by this program.
+class Silence {
+ public:
+  Silence() : error_(TIFFSetErrorHandler(nullptr)), warning_(TIFFSetWarningHandler(nullptr)) {}
+  ~Silence() {
+    TIFFSetErrorHandler(error_);
+    TIFFSetWarningHandler(warning_);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  TIFFErrorHandler error_, warning_;
+};
+
+// The pixels of the present directory; empty if some are missing.
+std::vector<uint8_t> Pixels(TIFF* file) {
+  std::vector<uint8_t> pixels;
+  for (uint32_t strip = 0; strip < TIFFNumberOfStrips(file); strip++) {
+    const tmsize_t size = TIFFStripSize(file);
+    const size_t at = pixels.size();
+    pixels.resize(at + static_cast<size_t>(size));
+    const tmsize_t got = TIFFReadEncodedStrip(file, strip, pixels.data() + at, size);
+    if (got <= 0) return {};
+    pixels.resize(at + static_cast<size_t>(got));
+  }
+  uint32_t rows = 0;
+  TIFFGetField(file, TIFFTAG_IMAGELENGTH, &rows);
+  if (pixels.size() != rows * static_cast<size_t>(TIFFScanlineSize(file))) return {};
+  return pixels;
+}
+
+// Every fourth sample of every fourth row, as it would be shown: enough for a mark.
+shot::Gray Shown(const std::vector<uint8_t>& mosaic) {
+  shot::Gray picture{static_cast<int>(kWidth / 4), static_cast<int>(kHeight / 4), {}};
+  for (size_t row = 0; row < kHeight; row += 4) {
+    for (size_t column = 0; column < kWidth; column += 4) {
+      const size_t at = (row * kWidth + column) * 2;
+      const int level = (mosaic[at] | mosaic[at + 1] << 8) >> 6;
+      picture.pixels.push_back(static_cast<uint8_t>(std::lround(255 * twin::Display(level / kClean))));
+    }
+  }
+  return picture;
+}
+
+std::string NameOf(const twin::Mark& mark) {
+  char name[32];
+  snprintf(name, sizeof name, "RAW_%02d_%d.dng", static_cast<int>(mark.camera), static_cast<int>(mark.bracket));
+  return name;
+}
+
+// What is wrong with a file; empty: nothing.
+std::string WrongFile(const fs::path& path, bool withPlace) {
+  const Silence silence;
+  const Tiff file(TIFFOpen(path.c_str(), "r"));
+  if (file == nullptr) return "no DNG file";
+  if (Pixels(file.get()).empty()) return "without its preview";
+  uint16_t count = 0;
+  const uint64_t* directories = nullptr;
+  if (TIFFGetField(file.get(), TIFFTAG_SUBIFD, &count, &directories) == 0 || count != 1) return "without a raw picture";
+  const uint64_t raw = directories[0];
+  if (TIFFSetSubDirectory(file.get(), raw) == 0) return "without a raw picture";
+  uint32_t width = 0, height = 0;
+  TIFFGetField(file.get(), TIFFTAG_IMAGEWIDTH, &width);
+  TIFFGetField(file.get(), TIFFTAG_IMAGELENGTH, &height);
+  const std::vector<uint8_t> mosaic = Pixels(file.get());
+  if (width != kWidth || height != kHeight || mosaic.size() != size_t{kWidth} * kHeight * 2) return "not all there";
+  if (!withPlace) return "";
+  const auto found = twin::ReadMark(Shown(mosaic));
+  if (!found) return "without a mark";
+  return NameOf(found->mark) == path.filename() ? "" : "what " + NameOf(found->mark) + " should be";
+}
+
+}  // namespace
+
+RawFiles::RawFiles(twin::Board& board, Tell tell, uint64_t seed)
+    : board_(board), tell_(std::move(tell)), number_(seed) {
+  board_.OnLogLine([this](twin::Time, const std::string& line) {
+    const size_t name = line.find("RAW_"), folder = line.find("DCIM/");
+    if (line.find("SaveRaw:") == std::string::npos || name == std::string::npos || folder == std::string::npos) return;
+    Judge();
+    last_ = board_.disk.Directory() / line.substr(folder, line.find_last_not_of('\n') + 1 - folder);
+  });
+}
+
+void RawFiles::Judge() {
+  const fs::path path = std::exchange(last_, {});
+  if (path.empty()) return;
+  files_++;
+  if (wrong_.empty()) {
+    wrong_ = WrongFile(path, number_++ % 5 == 0);
+    if (!wrong_.empty()) wrong_ = path.filename().string() + " is " + wrong_;
+  }
+  std::error_code error;
+  const uintmax_t size = fs::file_size(path, error);
+  if (error) return;
+  fs::resize_file(path, 0, error);
+  fs::resize_file(path, size, error);
+}
+
+void RawFiles::PassIsOver(bool saved) {
+  if (saved) {
+    Judge();
+    if (!wrong_.empty()) tell_("raw: " + wrong_);
+    if (files_ != kFilesOfAPass) tell_("raw: " + std::to_string(files_) + " files");
+  }
+  last_.clear();
+  wrong_.clear();
+  files_ = 0;
+}
+
+}  // namespace campaign
