@@ -3,4 +3,4 @@
 found=$("$1" --replay "$2")
 status=$?
 echo "$found"
-[ "$status" -eq 1 ] && echo "$found" | grep -q 'FOUND: a saved shot is gone'
+[ "$status" -eq 1 ] && echo "$found" | grep -q 'FOUND: a saved shot is gone\|FOUND: saved and not whole'

@@ -10,11 +10,12 @@ namespace {
 
 struct Excuse {
   std::string_view find;   // how the find begins
-  std::string_view point;  // a fault's, or an action; empty: any
+  std::string_view point;  // a fault's, or an action; kLoss: power or stick has gone; empty: any
   std::string_view log;    // what the log must hold; empty: nothing
   std::string_view cause;
 };
 
+constexpr std::string_view kLoss = "loss";
 constexpr std::string_view kSetUp = "SAMPLE_VENC_1080P_MJPEG_JPEG:";  // speaks in its failures alone
 constexpr std::string_view kWrites = "writes are not looked at while frames are filed";
 constexpr std::string_view kNoSetUp = "a set-up that fails at the start leaves a camera that looks ready";
@@ -44,6 +45,8 @@ constexpr std::array kExcuses = {
     Excuse{"without the faults the next shot does not come", "sys.bind", "Too many Retry", kDeadBranch},
     Excuse{"rescue: ", "", "Retry LumoLoadNew", "rescue does not take frames for certain that were asked for again"},
     Excuse{"descriptors", "", "HI_RTC_SET_TIME error", "a clock that refuses leaves its descriptor open"},
+    Excuse{"the settings are neither the old nor the new ones: 0 bytes", kLoss, "",
+           "a battery that goes while settings are saved leaves none"},
     Excuse{kInItsPlace, "", "Serial Recv: ", kSameSecond},
     Excuse{kInItsPlace, "", "SetTime ", kSameSecond},
     Excuse{kNoList, "net.", "accept() error", "a failed start of a port is not looked at"},
@@ -82,7 +85,13 @@ bool OneCameraAsked(const std::string& log) {
   return one != std::string::npos && (whole == std::string::npos || whole < one);
 }
 
+bool IsLoss(const Action& action) { return action.what == "cut" || action.what == "pull"; }
+
 bool Has(const Plan& plan, std::string_view point) {
+  if (point == kLoss) {
+    return std::ranges::any_of(plan.actions, IsLoss) ||
+           std::ranges::any_of(plan.faults, [](const auto& fault) { return fault.find("powercut") != fault.npos; });
+  }
   return point.empty() ||
          std::ranges::any_of(plan.faults, [&](const std::string& fault) { return fault.starts_with(point); }) ||
          std::ranges::any_of(plan.actions, [&](const Action& action) { return action.what.starts_with(point); });

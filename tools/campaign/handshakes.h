@@ -1,10 +1,10 @@
 // In how many different orders the threads have met over a shot: what the requester, the control thread and the snap
 // thread stored in needCapture, needSave, remoteCapCmd, rawLoadInfo and needQuit, as the board's kernel let them run.
 //
-// A handshake begins with the first store that takes one of the five from rest, and ends when all are at rest again. Its
-// order is the sequence of its stores: which thread, which field, which value, and which other thread ran next. A store
-// is seen when its thread gives way, so those that a thread makes between two doors are one. What a thread has read is
-// not seen, only what it did then. A handshake that a loss of power cuts off is none.
+// A handshake begins with the first store that takes one of the five from rest, and ends when all are at rest again.
+// Its order is the sequence of its stores: which thread, which field, which value, and which other thread ran next. A
+// store is seen when its thread gives way, so those that a thread makes between two doors are one. What a thread has
+// read is not seen, only what it did then. A handshake that a loss of power cuts off is none.
 #pragma once
 
 #include <array>

@@ -2,8 +2,8 @@
 // number alone, or a pass would fill 1.3 GB.
 //
 // Looked at: every directory's pixels are there to the last byte, the raw picture's in the sensors' size, and, of a
-// fifth drawn by the seed, whether it shows the camera and exposure that its name tells. Not looked at: tags, and what a
-// loss of power leaves of files that had been finished.
+// fifth drawn by the seed, whether it shows the camera and exposure that its name tells. Not looked at: tags, and what
+// a loss of power leaves of files that had been finished.
 #pragma once
 
 #include <cstdint>

@@ -148,8 +148,10 @@ class Run {
   // What a loss that comes now must leave: shots of which the person has been told, and what was written of others.
   void NoteDisk() {
     if (!board_.panel.ShotLine()) NoteSaved();
-    for (const auto& entry : fs::directory_iterator(beforePath_.parent_path())) {
-      if (entry.path().extension() == ".tmp") unfinished_[entry.path()] = Bytes(entry.path());
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(beforePath_.parent_path(), none)) {
+      const bool oneCamera = entry.path().stem().string().size() == 2;  // a JPEG alone, with nothing to rescue
+      if (entry.path().extension() == ".tmp" && !oneCamera) unfinished_[entry.path()] = Bytes(entry.path());
     }
   }
   void NoteSaved() {
@@ -159,6 +161,7 @@ class Run {
   void JudgeRescue() {
     const auto& bystanders = board_.disk.LastLoss().bystanders;
     bystanders_.insert(bystanders.begin(), bystanders.end());
+    folderLost_ = folderLost_ || (!fs::exists(beforePath_.parent_path()) && board_.disk.LastLoss().garbage > 0);
     for (const auto& [path, written] : unfinished_) {
       if (!fs::exists(path)) continue;
       outcome_.checked++;
@@ -166,7 +169,7 @@ class Run {
       if (!wrong.empty()) Find("rescue: " + wrong);
     }
     unfinished_.clear();
-    if (plan_.phone) phone_.LookAtFirmware();
+    if (plan_.phone && !bystanders_.contains("firmware")) phone_.LookAtFirmware();
   }
 
   bool Running() const { return board_.Powered() && !board_.Exited(); }
@@ -182,6 +185,7 @@ class Run {
 
   void FirstShot() {
     board_.panel.ForgetPulses();
+    const size_t shots = board_.disk.Shots().size();
     const bool raw = plan_.raw && !board_.panel.ShotLine() && phone_.AsksForRaw();
     if (!board_.panel.ShotLine()) board_.button.Press(100ms);
     const auto over = [this] {
@@ -191,16 +195,17 @@ class Run {
     if (!board_.RunUntil([this] { return !Running() || board_.panel.ShotLine(); }, 20s)) return Find("no shot begins");
     if (!board_.RunUntil(over, plan_.raw ? kRawLimit : kShotLimit)) return Find("the shot hangs");
     board_.Run(3s);
-    if (raw) rawFiles_.PassIsOver(Running() && board_.panel.BuzzerPulses().size() == kSavedPulses);
+    // A full disk sounds as a saved shot does.
+    const bool saved = board_.panel.BuzzerPulses().size() == kSavedPulses && board_.disk.Shots().size() > shots;
+    if (raw) rawFiles_.PassIsOver(Running() && saved);
+    if (plan_.phone && Running()) phone_.Talk();
+    if (plan_.remote && Running()) remote_.Talk();
+    if (!plan_.actions.empty() && !hung_) AwaitActions();
+  }
+  void AwaitActions() {
     for (const Action& action : plan_.actions) {
       if (Running() && action.at > board_.Now()) board_.Run(action.at - board_.Now());
     }
-    if (!plan_.actions.empty()) AwaitActions();
-    if (hung_) return;
-    if (plan_.phone && Running()) phone_.Talk();
-    if (plan_.remote && Running()) remote_.Talk();
-  }
-  void AwaitActions() {
     board_.Run(8s);  // what somebody has begun shows itself, a switch-off too
     const auto quiet = [this] { return !Running() || !board_.panel.ShotLine(); };
     do {
@@ -328,7 +333,9 @@ class Run {
     for (const fs::path& shot : board_.disk.Shots()) {
       if (shot == beforePath_) continue;
       const auto fault = FirstFault(shot::Verify(shot.string(), shot::Depth::Structure));
-      if (fault && !IsBystander(shot)) {
+      if (fault && phone_.HasDeleted(shot)) {
+        outcome_.told.push_back("of a deleted shot a part may come back");
+      } else if (fault && !IsBystander(shot)) {
         Find((saved_.contains(shot) ? "saved and not whole: " : "listed and not whole: ") + *fault);
       }
     }
@@ -336,7 +343,7 @@ class Run {
       if (!fs::exists(shot) && !IsBystander(shot)) Find("a saved shot is gone");
     }
     if (plan_.phone) LookAtSettings();
-    if (plan_.phone) phone_.LookAtFirmware();
+    if (plan_.phone && !bystanders_.contains("firmware")) phone_.LookAtFirmware();
     if (Bytes(beforePath_) != before_ && !IsBystander(beforePath_)) Find("the shot from before has changed");
   }
   // The old ones, or any that the camera says it has saved.
@@ -352,7 +359,7 @@ class Run {
 
   // Harmed by what docs/behaviour.md says of a folder's sector that becomes garbage.
   bool IsBystander(const fs::path& shot) {
-    const bool harmed = bystanders_.contains("DCIM/" + shot.filename().string());
+    const bool harmed = folderLost_ || bystanders_.contains("DCIM/" + shot.filename().string());
     if (harmed) outcome_.told.push_back("a sector of the folder or the table became garbage");
     return harmed;
   }
@@ -368,6 +375,7 @@ class Run {
   std::set<fs::path> saved_;                    // before a loss
   std::map<fs::path, std::string> unfinished_;  // at a loss: what had been written
   bool acting_ = true, hung_ = false;
+  bool folderLost_ = false;  // with all that was in it
   Phone phone_;
   Remote remote_;
   RawFiles rawFiles_;

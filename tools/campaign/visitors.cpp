@@ -42,8 +42,8 @@ std::optional<std::string> WholeBody(const std::string& answer) {
   const size_t head = answer.find("\r\n\r\n"), length = answer.find(kLength);
   if (!answer.starts_with("HTTP/1.0 200 ") || head == std::string::npos || length > head) return std::nullopt;
   std::string body = answer.substr(head + 4);
-  if (std::to_string(body.size()) != answer.substr(length + kLength.size(), answer.find('\r', length) - length -
-                                                                                kLength.size()))
+  if (std::to_string(body.size()) !=
+      answer.substr(length + kLength.size(), answer.find('\r', length) - length - kLength.size()))
     return std::nullopt;
   return body;
 }
@@ -88,8 +88,9 @@ void Phone::Talk() {
   Get("/config?btnsetting=0&shutdownmode=0");
   Get("/get_current_temperature?index=3");
   Get("/compass_calibrate_start");
-  Ask(kBulk, "POST /update_firmware?crcvalue=" + std::to_string(Crc32(firmware_)) + " HTTP/1.0\r\nContent-Length: " +
-                 std::to_string(firmware_.size()) + "\r\n\r\n" + firmware_);
+  Ask(kBulk, "POST /update_firmware?crcvalue=" + std::to_string(Crc32(firmware_)) +
+                 " HTTP/1.0\r\nContent-Length: " + std::to_string(firmware_.size()) + "\r\n\r\n" + firmware_);
+  board_.Run(3s);  // what was not synced waits: now or then the battery goes
   LookAtFirmware();
   Get("/del_updated_firmware");
 
@@ -101,7 +102,9 @@ void Phone::Talk() {
   Get("/do_capture?capmode=0&isomode=1");
   AwaitShot(board_, tell_, kShotLimit);
   for (const fs::path& shot : board_.disk.Shots()) {
-    if (std::ranges::count(shots, shot) == 0) Get("/del_file?filename=" + shot.stem().string());
+    if (std::ranges::count(shots, shot) > 0) continue;
+    deleted_.insert(shot);
+    Get("/del_file?filename=" + shot.stem().string());
   }
   board_.Run(1s);
 }

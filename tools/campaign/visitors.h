@@ -2,8 +2,10 @@
 // goes through what it can ask for. While things break, no answer need come; what comes must not be wrong.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "twin/board.h"
@@ -18,12 +20,14 @@ class Phone {
   // `name`, without an extension, of a shot that lies on the disk.
   Phone(twin::Board& board, Tell tell, std::string name);
 
-  // The list, the shot and its parts, time and settings, a new firmware, a picture of one camera, a shot and its deletion.
+  // The list, the shot and its parts, time and settings, a new firmware, a picture of one camera, a shot and its
+  // deletion.
   void Talk();
   // Asks for a shot with its raw frames. False if none begins.
   bool AsksForRaw();
   // Whether the list comes, and holds the shot of this name.
   bool Lists(const std::string& name);
+  bool HasDeleted(const std::filesystem::path& shot) const { return deleted_.contains(shot); }
   // A firmware on the disk that waits for the next start is the one that was sent, whole.
   void LookAtFirmware();
 
@@ -35,6 +39,7 @@ class Phone {
   twin::Board& board_;
   Tell tell_;
   const std::string name_, firmware_;
+  std::set<std::filesystem::path> deleted_;
 };
 
 class Remote {
