@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "common/httpd/post_body.h"
@@ -23,7 +25,11 @@ void update_firmware(ControlSignals* /*ctrlSigs*/, int client, HttpRequest* requ
     send_txt(client, 400, "Bad Request", "CRC error");
     return;
   }
+  // A battery that is taken out soon after the answer would leave a file of no length under the final name, and the
+  // next start would put that in the application's place.
+  sync();
   rename(srcName, dstName);
+  sync();
   send_txt(client, 200, "OK", "OK");
 }
 
