@@ -16,6 +16,7 @@
 #include "twin/console/serving.h"
 #include "twin/console/status_display.h"
 #include "twin/judge/shot_judge.h"
+#include "twin/judge/signals.h"
 #include "twin/panel/front.h"
 #include "twin/transcript/transcript.h"
 
@@ -137,20 +138,20 @@ void Declare(CLI::App& program, Arguments& arguments) {
 }
 
 // From power-on to the finished file, as a person does it, who then looks at what came out, and switches off.
-int PressOnce(Console& console) {
+// The start is over, the camera not yet used.
+std::vector<std::string> WrongStart(const Board& board) {
+  std::vector<std::string> wrong = WrongColour(board);
+  for (const auto& more : {WrongStartSignals("LED 0 is dark", board.panel.LedPulses()),
+                           WrongStartSignals("the buzzer sounds", board.panel.BuzzerPulses())})
+    wrong.insert(wrong.end(), more.begin(), more.end());
+  return wrong;
+}
+
+// A shot, the switch-off, and what is wrong with them.
+int PressAndSwitchOff(Console& console) {
   Board& board = console.board;
   const ShotJudge judge{board};
-  try {
-    // Marked pictures do not show how the camera is held: so it may be askew, and its tilt is judged too. The motion
-    // sensor is asked from the fourth second on.
-    if (board.options.pictures == Pictures::Marked) console.Execute("tilt 3 -2");
-    console.Execute("wait idle");
-    if (board.options.pictures == Pictures::Marked) console.Execute("wait 4s");
-    for (const char* line : {"press 100ms", "wait shot", "wait 500ms"}) console.Execute(line);
-  } catch (const ExpectationFailed& failed) {
-    std::cerr << failed.what() << '\n';
-    return 1;
-  }
+  for (const char* line : {"press 100ms", "wait shot", "wait 500ms"}) console.Execute(line);
   if (stop != 0) return 1;
   const fs::path shot = judge.Shot();
   if (shot.empty()) {
@@ -160,13 +161,29 @@ int PressOnce(Console& console) {
   std::cout << shot.string() << std::endl;
   const auto wrong = judge.WhatIsWrong();
   for (const std::string& sentence : wrong) std::cerr << "the shot is not good: " << sentence << '\n';
+  board.panel.ForgetPulses();
+  console.Execute("power off");
+  const auto wrongOff = WrongOffSignals(board.panel.BuzzerPulses());
+  for (const std::string& sentence : wrongOff) std::cerr << "the switch-off is not good: " << sentence << '\n';
+  return wrong.empty() && wrongOff.empty() ? 0 : 1;
+}
+
+int PressOnce(Console& console) {
+  Board& board = console.board;
   try {
-    console.Execute("power off");
+    // Marked pictures do not show how the camera is held: so it may be askew, and its tilt is judged too. The motion
+    // sensor is asked from the fourth second on.
+    if (board.options.pictures == Pictures::Marked) console.Execute("tilt 3 -2");
+    console.Execute("wait idle");
+    const auto wrong = WrongStart(board);
+    for (const std::string& sentence : wrong) std::cerr << "the start is not good: " << sentence << '\n';
+    if (board.options.pictures == Pictures::Marked) console.Execute("wait 4s");
+    const int result = PressAndSwitchOff(console);
+    return wrong.empty() ? result : 1;
   } catch (const ExpectationFailed& failed) {
     std::cerr << failed.what() << '\n';
     return 1;
   }
-  return wrong.empty() ? 0 : 1;
 }
 
 // As a person does it, unless a second signal comes.

@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "twin/judge/shot_judge.h"
+#include "twin/judge/signals.h"
 
 using namespace std::chrono_literals;
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -43,5 +47,17 @@ INSTANTIATE_TEST_SUITE_P(
                     Broken{"motion.absent silence", "the record's tilt is 0.00 0.00, the camera's 3.00 -2.00\n"},
                     Broken{"rtc.read value=86400", "s from the clock chip's\n"},
                     Broken{"measurement.average value=200 times=40", "the middle exposure gives a mean of "}));
+
+TEST(Signals, AreCountedAndTimed) {
+  const twin::Pulse brief{1s, 100ms}, late{2s, 115ms}, cut{3s, 70ms}, drawn{4s, 130ms}, off{5s, 1s};
+  EXPECT_THAT(twin::WrongStartSignals("it sounds", std::vector{brief, late}), IsEmpty());
+  EXPECT_THAT(twin::WrongStartSignals("it sounds", std::vector{brief, cut}),
+              ElementsAre("it sounds at the start: for 70 ms, not 100 ms"));
+  EXPECT_THAT(twin::WrongShotSignals("it sounds", std::vector{brief, late, brief}), IsEmpty());
+  EXPECT_THAT(twin::WrongShotSignals("it sounds", std::vector{brief, drawn}),
+              ElementsAre("it sounds at the shot: 2 times, not 3", "it sounds at the shot: for 130 ms, not 100 ms"));
+  EXPECT_THAT(twin::WrongOffSignals(std::vector{off}), IsEmpty());
+  EXPECT_THAT(twin::WrongOffSignals({}), SizeIs(1));
+}
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "tools/lumora-shot/pictures.h"
 #include "tools/lumora-shot/verify.h"
 #include "twin/judge/marks.h"
+#include "twin/judge/signals.h"
 #include "twin/light/read_mark.h"
 #include "twin/light/tone.h"
 
@@ -53,6 +54,7 @@ class Sentences {
     va_end(values);
     all.emplace_back(text);
   }
+  void Add(const std::vector<std::string>& sentences) { all.insert(all.end(), sentences.begin(), sentences.end()); }
   std::vector<std::string> all;
 };
 
@@ -88,13 +90,16 @@ void JudgeName(const fs::path& path, const shot::Record& r, Sentences& wrong) {
   if (!name.ends_with(time)) wrong.Add("the name is %s, the record's time %s", name.c_str(), time);
 }
 
-void JudgeDate(const Board& board, int64_t pressedAt, const shot::Record& r, Sentences& wrong) {
+// The time is taken while the shot line is low. It is the chip's as it was at the start, in whole seconds.
+void JudgeDate(const Board& board, const shot::Record& r, Sentences& wrong) {
+  if (board.panel.Shots().empty()) return;
+  const Pulse& shot = board.panel.Shots().back();
+  const int64_t now = SecondsOf(board.clockChip.Date());
+  const auto chip = [&](Time at) { return now - std::chrono::ceil<std::chrono::seconds>(board.Now() - at).count(); };
   const int64_t told =
       SecondsOf(r.shootDateYear, r.shootDateMon, r.shootDateDay, r.shootTimeHour, r.shootTimeMin, r.shootTimeSec);
-  // The board's time is read from the chip in whole seconds when it starts.
-  const int64_t now = SecondsOf(board.clockChip.Date());
-  if (told < pressedAt - 1 || told > now)
-    wrong.Add("the record's time is %+lld s from the clock chip's", static_cast<long long>(told - pressedAt));
+  if (told < chip(shot.start) - 1 || told > chip(shot.start + shot.length) + 1)
+    wrong.Add("the record's time is %+lld s from the clock chip's", static_cast<long long>(told - chip(shot.start)));
 }
 
 void JudgeTilt(const Board& board, const shot::Record& r, Sentences& wrong) {
@@ -147,7 +152,7 @@ void JudgeMarks(const Board& board, const shot::File& file, Sentences& wrong) {
        .shotOf = [&](int) { return board.array.Shots(); },
        .thumbCamera = IsAsMade(board) || !thumbnail ? kFactoryThumbCamera : thumbnail->mark.camera,
        .grayOf = [&](int camera, int exposure) { return 255 * Display(SignalOf(board, record, camera, exposure)); }});
-  wrong.all.insert(wrong.all.end(), marks.begin(), marks.end());
+  wrong.Add(marks);
 }
 
 // Mean of the absolute differences of two pictures of one size, the second as it is or turned.
@@ -193,7 +198,7 @@ void JudgeRest(Board& board, Sentences& wrong) {
   }
 }
 
-void JudgeFile(const Board& board, const shot::File& file, int64_t pressedAt, std::span<const DeliveredFrame> delivered,
+void JudgeFile(const Board& board, const shot::File& file, std::span<const DeliveredFrame> delivered,
                Sentences& wrong) {
   const shot::Shot& shot = file.Get();
   const bool asMade = IsAsMade(board);
@@ -202,7 +207,7 @@ void JudgeFile(const Board& board, const shot::File& file, int64_t pressedAt, st
   }
   if (!wrong.all.empty()) return;
   JudgeName(file.Path(), shot.record, wrong);
-  JudgeDate(board, pressedAt, shot.record, wrong);
+  JudgeDate(board, shot.record, wrong);
   JudgeExposures(delivered, shot.record, wrong);
   if (asMade) {
     for (const FactoryWord& row : kFactoryRecord) {
@@ -221,7 +226,6 @@ ShotJudge::ShotJudge(Board& board)
     : board_(board),
       before_(Files()),
       delivered_(board.media.Delivered().size()),
-      pressedAt_(SecondsOf(board.clockChip.Date())),
       blinks_(board.panel.LedPulses().size()),
       sounds_(board.panel.BuzzerPulses().size()),
       shotLines_(board.panel.Shots().size()) {}
@@ -249,13 +253,15 @@ std::vector<std::string> ShotJudge::WhatIsWrong() const {
   }
   try {
     const shot::File file(path.string());
-    JudgeFile(board_, file, pressedAt_, std::span(board_.media.Delivered()).subspan(delivered_), wrong);
+    JudgeFile(board_, file, std::span(board_.media.Delivered()).subspan(delivered_), wrong);
   } catch (const std::exception& bad) {
     wrong.Add("%s", bad.what());
   }
-  if (!board_.panel.Lit()) wrong.Add("LED 0 is dark");
-  if (board_.panel.LedPulses().size() == blinks_) wrong.Add("LED 0 did not blink");
-  if (board_.panel.BuzzerPulses().size() == sounds_) wrong.Add("the buzzer was not heard");
+  if (IsAsMade(board_)) {
+    wrong.Add(WrongShotSignals("LED 0 is dark", std::span(board_.panel.LedPulses()).subspan(blinks_)));
+    wrong.Add(WrongShotSignals("the buzzer sounds", std::span(board_.panel.BuzzerPulses()).subspan(sounds_)));
+  }
+  wrong.Add(WrongColour(board_));
   if (board_.panel.Shots().size() != shotLines_ + 1)
     wrong.Add("the shot line was low %zu times", board_.panel.Shots().size() - shotLines_);
   JudgeRest(board_, wrong);

@@ -5,8 +5,8 @@
 // record's time; the file's structure and every picture's data, as `lumora-shot verify` does; the record's date against
 // the clock chip, its exposures against those that the sensors had, its tilt against how the camera is held; the
 // brightness that an automatic shot is after; each picture's camera, exposure, orientation and brightness; the
-// thumbnail; that LED 0 is lit and a person has seen it blink and heard the buzzer, and the shot line was low once; and
-// that the board rests afterwards: array asleep, encoders stopped, no file left open.
+// thumbnail; what a person saw and heard (see signals.h), and that the shot line was low once; and that the board rests
+// afterwards: array asleep, encoders stopped, no file left open.
 //
 // A marked picture says by itself which frame it is. A rendered one is judged by its brightness and by whether its two
 // sizes show the same; two frames of one camera and exposure, or of two cameras that see equal light, are one to it.
@@ -40,7 +40,6 @@ class ShotJudge {
   Board& board_;
   const std::set<std::filesystem::path> before_;
   const size_t delivered_;
-  const int64_t pressedAt_;  // by the clock chip
   const size_t blinks_, sounds_, shotLines_;
 };
 
