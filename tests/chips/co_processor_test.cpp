@@ -70,6 +70,15 @@ TEST_F(CoProcessorLink, ShowsTheColourOfGoodCommandsOnly) {
   EXPECT_EQ(coProcessor.Frames(), 2u);
 }
 
+TEST_F(CoProcessorLink, ObjectsToCommandsThatItDoesNotKnow) {
+  std::vector<std::string> said;
+  coProcessor.SetComplaints([&](const std::string& what) { said.push_back(what); });
+  for (const uint32_t known : {0xE01Fu, 0x00FFu, 0x52ADu}) Transfer(known);
+  EXPECT_TRUE(said.empty());
+  for (const uint32_t unknown : {0x21DEu, 0x02FDu, 0x1AE5u}) Transfer(unknown);
+  EXPECT_EQ(said.size(), 3u);
+}
+
 TEST_F(CoProcessorLink, MissesWhatIsTooQuickOrTooLateForIt) {
   const uint32_t reply = Transfer(0x40BF);
   EXPECT_EQ(reply, 0xF20Du);  // released, not charging, 50

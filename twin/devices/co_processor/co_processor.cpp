@@ -118,6 +118,10 @@ void CoProcessor::Answer() {
 }
 
 void CoProcessor::Obey(uint8_t command) {
+  const uint8_t rest = command & static_cast<uint8_t>(~(kBlue | kGreen | kRed));
+  if (rest != 0 && rest != kPowerOff) {
+    complain_("the co-processor knows no command with bits " + std::to_string(rest) + " besides the colours");
+  }
   SetColour({.red = (command & kRed) != 0, .green = (command & kGreen) != 0, .blue = (command & kBlue) != 0});
   if ((command & kPowerOff) != kPowerOff || cutting_) return;
   cutting_ = true;

@@ -5,7 +5,8 @@
 // significant first, and shows its bit for a moment longer. Both words are a byte and its complement. It acts when
 // select rises after exactly 16 bits, and only on a word whose halves are complements; any other transfer is as if it
 // had never been.
-//   command byte: bit 7 blue, 6 green, 5 red, bits 4 and 1 together: switch the board off
+//   command byte: bit 7 blue, 6 green, 5 red, bits 4 and 1 together: switch the board off; any other bit, or one of the
+//                 two alone, means nothing to it and is a complaint
 //   reply byte: bit 7 button released, bit 6 not charging, bits 5-0 battery sample
 // It is a slow part that looks at its wires in a loop. A select or clock level shorter than kShortestLevel is lost; of
 // a data bit that has changed more lately than that it takes what was there before; its own bit is kAnswerDelay late
