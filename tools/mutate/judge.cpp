@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -21,21 +22,27 @@ namespace {
 // The programs that hold the tests, quick ones first.
 const std::vector<std::string> testPrograms = {"lumora-unit-tests", "lumora-board-tests"};
 
-// A test that runs longer has been caught in a loop: the longest takes some seconds.
+// Who takes more of the processor's time has been caught in a loop: the longest takes a sixth of it. The clock on the
+// wall, which goes on while others have the processor, is only asked about who waits without end.
 constexpr int kLimitSeconds = 150;
+constexpr int kWaitingSeconds = 10 * kLimitSeconds;
 
 struct Ended {
   int status;
+  bool withoutEnd;
   std::string output;
 };
 
 Ended RunLimited(const std::string& command, const fs::path& place) {
   const fs::path log = place / "output.txt";
-  const int status = std::system(("cd '" + place.string() + "' && timeout -k 5 " + std::to_string(kLimitSeconds) + " " +
-                                  command + " >'" + log.string() + "' 2>&1 </dev/null")
-                                     .c_str());
+  const int ended = std::system(("cd '" + place.string() + "' && ulimit -c 0 && ulimit -t " +
+                                 std::to_string(kLimitSeconds) + " && timeout -k 5 " + std::to_string(kWaitingSeconds) +
+                                 " " + command + " >'" + log.string() + "' 2>&1 </dev/null")
+                                    .c_str());
+  const int status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
+  const bool withoutEnd = status == 124 || status == 128 + SIGXCPU || status == 128 + SIGKILL;
   std::ifstream text(log, std::ios::binary);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128, {std::istreambuf_iterator<char>(text), {}}};
+  return {status, withoutEnd, {std::istreambuf_iterator<char>(text), {}}};
 }
 
 // What the application asks of the board, with the times; its log is not among it, as no chip reads that. And the
@@ -94,7 +101,7 @@ Judge::Judge(fs::path source, fs::path build, bool byTwin, bool reached)
 Judge::Run Judge::RunTests(const fs::path& program, const std::string& filter, const fs::path& place) {
   const Ended ended = RunLimited("'" + program.string() + "' --gtest_fail_fast --gtest_filter='" + filter + "'", place);
   if (ended.status == 0) return {};
-  return {true, FailedTest(ended.output) + (ended.status == 124 ? ", without end" : "")};
+  return {true, FailedTest(ended.output) + (ended.withoutEnd ? ", without end" : "")};
 }
 
 // Suite by suite: a process each, so that one that leaves the process damaged does not speak for the next.
@@ -126,7 +133,7 @@ Judge::Run Judge::PressOnce(const fs::path& program, const fs::path& place, bool
                                  place);
   if (!traces) fs::remove_all(place / kBoard);
   if (ended.status == 0) return {};
-  if (ended.status == 124) return {true, "it never ends"};
+  if (ended.withoutEnd) return {true, "it never ends"};
   std::istringstream lines(ended.output);
   std::string line, last;
   while (std::getline(lines, line)) last = line.empty() ? last : line;
