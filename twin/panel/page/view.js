@@ -102,7 +102,7 @@ function makeFloor() {
       context.translate(middle, middle);
       context.strokeStyle = context.fillStyle = 'rgba(128,140,156,0.75)';
       context.font = '600 44px sans-serif';
-      context.textAlign = context.textBaseline = 'center';
+      context.textAlign = 'center';
       context.textBaseline = 'middle';
       for (let degrees = 0; degrees < 360; degrees += 10) {
         context.save();
