@@ -144,7 +144,9 @@ TEST_F(ConsoleOfABoard, CommandsReachTheWorld) {
   EXPECT_FALSE(board.disk.Plugged());
   EXPECT_TRUE(board.usb.Plugged(UsbAdapter::Ethernet) && !board.usb.Plugged(UsbAdapter::Serial));
   EXPECT_THAT(board.faults.Describe(), testing::ElementsAre("disk.write fail=ENOSPC nth=3, fired 0 times"));
-  EXPECT_EQ(RunScript("release\nfault clear\nplug\n"), 0);
+  EXPECT_EQ(RunScript("capacity 1048576\nrelease\nfault clear\nplug\n"), 0);
+  EXPECT_EQ(board.disk.TotalKBs(), 1048576u);
+  EXPECT_EQ(RunScript("capacity 2097152\n"), 2);  // it is plugged in
   EXPECT_TRUE(board.disk.Plugged() && !board.button.Pressed() && board.faults.Describe().empty());
 }
 

@@ -61,6 +61,13 @@ void FillDisk(Console& console, const Words& arguments) {
   console.board.disk.FillTo(static_cast<uint64_t>(freeKBs));
 }
 
+void SetCapacity(Console& console, const Words& arguments) {
+  const int64_t capacityKBs = NumberFrom(arguments[0], "capacity");
+  if (console.board.disk.Plugged()) throw CommandError("capacity wants the disk pulled: it is another stick's");
+  if (capacityKBs < 1) throw CommandError("capacity wants KB, at least 1, not " + arguments[0]);
+  console.board.disk.SetCapacity(static_cast<uint64_t>(capacityKBs));
+}
+
 // What the last shot's exposure N would show of the world, if nothing stood between.
 void WriteWorld(Console& console, const Words& arguments) {
   constexpr int kWidth = 4096;
@@ -112,7 +119,7 @@ void AddFault(Console& console, const Words& arguments) {
   }
 }
 
-constexpr std::array<Command, 17> kCommands = {{
+constexpr std::array<Command, 18> kCommands = {{
     {"press", "LENGTH", "press the button so long", 1, 1,
      [](Console& c, const Words& a) { c.board.button.Press(LengthFrom(a[0], "press")); }},
     {"hold", "[LENGTH]", "press the button and keep it, or keep it so long and let go", 0, 1,
@@ -137,6 +144,7 @@ constexpr std::array<Command, 17> kCommands = {{
     {"unplug", "[disk|wifi|ethernet|serial]", "the same", 0, 1,
      [](Console& c, const Words& a) { SetPlugged(c, a, false); }},
     {"fill", "KB", "other files take the disk's room, so many KB stay free", 1, 1, FillDisk},
+    {"capacity", "KB", "the pulled disk's files are on a stick of this size now", 1, 1, SetCapacity},
     {"readonly", "on|off", "the disk's write lock", 1, 1,
      [](Console& c, const Words& a) { c.board.disk.SetReadOnly(SwitchFrom(a[0], "readonly")); }},
     {"speed", "WRITE [READ]", "bytes that the disk writes and reads in a second", 1, 2, SetDiskSpeed},

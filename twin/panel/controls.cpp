@@ -40,7 +40,7 @@ json Adapters() {
 json Controls() {
   json light = Set("Light", "light {}", {Number("factor", "x", {0.01, 100}, 0.01, "light")});
   light["powers"] = true;
-  constexpr Limits kFree{0, 64'000'000}, kSpeed{100'000, 100'000'000};
+  constexpr Limits kFree{0, 64'000'000}, kCapacity{1024, 256'000'000}, kSpeed{100'000, 100'000'000};
   json speed = Set("Speed", "speed {} {}",
                    {Number("write", "B/s", kSpeed, 100'000, "disk/writeSpeed"),
                     Number("read", "B/s", kSpeed, 100'000, "disk/readSpeed")});
@@ -72,6 +72,7 @@ json Controls() {
        {"controls",
         {Switch("Plugged in", "plug disk", "pull disk", "disk/plugged"),
          Switch("Write lock", "readonly on", "readonly off", "disk/readOnly"),
+         Set("Capacity", "capacity {}", {Number("of a pulled disk", "KB", kCapacity, 1024, "disk/totalKBs")}),
          Set("Stays free", "fill {}", {Number("space", "KB", kFree, 1024, "disk/freeKBs")}), speed}}},
       {{"title", "Adapters"}, {"controls", Adapters()}},
       {{"title", "Wireless remote"},

@@ -89,6 +89,8 @@ class UsbDisk {
   bool Plugged() const { return plugged_; }
   void SetReadOnly(bool readOnly) { readOnly_ = readOnly; }  // the switch on the stick's side
   bool ReadOnly() const { return readOnly_; }
+  // Of a stick that is not plugged in. One with less than stands on it is full.
+  void SetCapacity(uint64_t capacityKBs) { capacityKBs_ = capacityKBs; }
   void FillTo(uint64_t freeKBs);  // other people's files leave so much free, rounded down to whole clusters
   void SetWriteSpeed(uint64_t bytesPerSecond);  // above 0; 25 MB/s at first
   void SetReadSpeed(uint64_t bytesPerSecond);   // above 0; 30 MB/s at first
