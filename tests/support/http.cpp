@@ -1,5 +1,6 @@
 #include "tests/support/http.h"
 
+#include <boost/crc.hpp>
 #include <cstdlib>
 
 int HttpAnswer::Status() const {
@@ -50,10 +51,7 @@ std::string TextAnswer(const std::string& status, const std::string& body) { ret
 std::string FileAnswer(const std::string& type, const std::string& body) { return Answer("200 OK", type, body); }
 
 uint32_t Crc32(const std::string& bytes) {
-  uint32_t crc = 0xFFFFFFFF;
-  for (const char c : bytes) {
-    crc ^= static_cast<uint8_t>(c);
-    for (int bit = 0; bit < 8; bit++) crc = crc % 2 == 1 ? crc / 2 ^ 0xEDB88320u : crc / 2;
-  }
-  return ~crc;
+  boost::crc_32_type crc;
+  crc.process_bytes(bytes.data(), bytes.size());
+  return crc.checksum();
 }

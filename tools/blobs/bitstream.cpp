@@ -1,5 +1,6 @@
 #include "tools/blobs/bitstream.h"
 
+#include <boost/crc.hpp>
 #include <span>
 
 #include "tools/blobs/stand_in_values.h"
@@ -33,12 +34,9 @@ class WordStream {
 };
 
 uint32_t Crc32(std::span<const uint8_t> data) {
-  uint32_t crc = 0xFFFFFFFF;
-  for (uint8_t byte : data) {
-    crc ^= byte;
-    for (int bit = 0; bit < 8; bit++) crc = (crc >> 1) ^ (crc & 1 ? 0xEDB88320u : 0u);
-  }
-  return ~crc;
+  boost::crc_32_type crc;
+  crc.process_bytes(data.data(), data.size());
+  return crc.checksum();
 }
 
 }  // namespace

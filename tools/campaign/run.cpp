@@ -212,6 +212,9 @@ class Run {
       if (!board_.RunUntil(quiet, kShotLimit)) return Find("the shot hangs");
       board_.Run(4s);
     } while (!quiet());
+    // Where the tear-down does not answer, the power goes at the switch-off's own limit.
+    const bool goesOff = board_.LogCount(": Quit\n") > 0;
+    if (goesOff && !board_.RunUntil([this] { return !Running(); }, kOffLimit)) Find("the switch-off hangs");
   }
 
   void SwitchOff() {

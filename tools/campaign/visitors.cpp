@@ -1,6 +1,7 @@
 #include "tools/campaign/visitors.h"
 
 #include <algorithm>
+#include <boost/crc.hpp>
 #include <fstream>
 #include <utility>
 
@@ -28,12 +29,9 @@ std::string Firmware() {
 }
 
 uint32_t Crc32(const std::string& bytes) {
-  uint32_t crc = 0xFFFFFFFF;
-  for (const char c : bytes) {
-    crc ^= static_cast<uint8_t>(c);
-    for (int bit = 0; bit < 8; bit++) crc = crc % 2 == 1 ? crc / 2 ^ 0xEDB88320u : crc / 2;
-  }
-  return ~crc;
+  boost::crc_32_type crc;
+  crc.process_bytes(bytes.data(), bytes.size());
+  return crc.checksum();
 }
 
 // The body of an answer that came as long as it says; nothing of any other.

@@ -266,12 +266,13 @@ void UsbDisk::Pull() {
 
 void UsbDisk::PowerLost() {
   if (Alive()) Lose();
-  mounted_ = stale_ = unsynced_ = false;
+  mounted_ = stale_ = false;
 }
 
 void UsbDisk::Lose() {
   lastLoss_ = cache_.Lose(odds_);
   cache_.Begin(clusterKBs_ * kKB);
+  unsynced_ = false;
   Count();
 }
 

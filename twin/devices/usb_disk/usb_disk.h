@@ -68,7 +68,7 @@ class UsbDisk {
   int Unmount();  // brings all to the stick
   Duration SyncTime() const;
   bool Mounted() const { return mounted_; }
-  // Something was changed since the last sync or unmounting: a device would still have it in its memory alone.
+  // Something was changed since the last sync, unmounting, pull or loss of power: it lies in the device's memory alone.
   bool Unsynced() const { return unsynced_; }
   // `mkdosfs`: everything on the disk is gone. Wants a disk that is plugged and not mounted: 0, ENODEV, EBUSY, EROFS.
   int Format(uint64_t clusterKBs = 32);
