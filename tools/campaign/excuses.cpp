@@ -18,6 +18,9 @@ struct Excuse {
 constexpr std::string_view kLoss = "loss";
 constexpr std::string_view kSetUp = "SAMPLE_VENC_1080P_MJPEG_JPEG:";  // speaks in its failures alone
 constexpr std::string_view kWrites = "writes are not looked at while frames are filed";
+constexpr std::string_view kDirectories =
+    "a DNG file's preview and directories are not looked at when they are written";
+constexpr std::string_view kAbsent = "a co-processor whose first two replies are garbled counts as absent";
 constexpr std::string_view kNoSetUp = "a set-up that fails at the start leaves a camera that looks ready";
 
 constexpr std::string_view kDeadBranch =
@@ -33,6 +36,11 @@ constexpr std::string_view kSetOnce = "the remote's port is opened and set once"
 constexpr std::array kExcuses = {
     Excuse{"listed and not whole", "disk.write", "", kWrites},
     Excuse{"saved and not whole", "disk.write", "", kWrites},
+    Excuse{"raw: no DNG file: ", "disk.write", "", kDirectories},
+    Excuse{"raw: without its preview: ", "disk.write", "", kDirectories},
+    Excuse{"raw: without a raw picture: ", "disk.write", "", kDirectories},
+    Excuse{"the phone is given another file", "disk.read fail", "",
+           "a read that fails while a file is sent goes unseen"},
     Excuse{"without the faults the next shot is refused", "", kSetUp, kNoSetUp},
     Excuse{"without the faults the next shot is refused", "disk.mount", "",
            "a disk that was not mounted counts as full"},
@@ -67,16 +75,29 @@ constexpr std::array kExcuses = {
     Excuse{"listed and not whole: ", "venc.stream", "", "a stream that was given empty is a picture less"},
 };
 
-// The log ends with nothing but frames that were asked for again.
+// The log ends with nothing but frames that were asked for again, and what the serial thread says meanwhile.
 bool AsksWithoutEnd(const std::string& log) {
   constexpr size_t kOften = 50;  // a counted one ends the shot after 32
   size_t end = log.size();
-  for (size_t asked = 0; end > 1; asked++) {
+  for (size_t asked = 0; end > 1;) {
     const size_t begin = log.rfind('\n', end - 2) + 1;
-    if (log.substr(begin, end - begin).find("Retry LumoLoadNew") == std::string::npos) return asked >= kOften;
+    const std::string_view line = std::string_view(log).substr(begin, end - begin);
+    if (line.find("Retry LumoLoadNew") != line.npos) {
+      asked++;
+    } else if (line.find("Serial haven't data receive") == line.npos) {
+      return asked >= kOften;
+    }
     end = begin;
   }
   return false;
+}
+
+// Neither of the first two replies was one.
+bool CountsAsAbsent(const Plan& plan, const std::string& log) {
+  return log.find("LumoStcSpiReadWrite:0\n") != std::string::npos &&
+         std::ranges::any_of(plan.faults, [](const std::string& fault) {
+           return fault.starts_with("stc.") && fault.find(" nth=1 times=") != fault.npos;
+         });
 }
 
 // The last that was asked for was a picture of one camera, which a press repeats.
@@ -103,6 +124,8 @@ std::string CauseOf(const Plan& plan, const std::string& find, const std::string
   if (find == "the shot hangs" && AsksWithoutEnd(log)) return "a timeout where a layer begins counts nothing";
   if (find == "without the faults the next shot is refused" && OneCameraAsked(log))
     return "a press after a picture of one camera takes that camera's again";
+  if ((find == "no shot begins" || find == "without the faults the next shot hangs") && CountsAsAbsent(plan, log))
+    return std::string(kAbsent);
   for (const Excuse& excuse : kExcuses) {
     if (find.starts_with(excuse.find) && Has(plan, excuse.point) && log.find(excuse.log) != std::string::npos)
       return std::string(excuse.cause);

@@ -116,7 +116,7 @@ void RawFiles::Judge() {
   files_++;
   if (wrong_.empty()) {
     wrong_ = WrongFile(path, number_++ % 5 == 0);
-    if (!wrong_.empty()) wrong_ = path.filename().string() + " is " + wrong_;
+    if (!wrong_.empty()) wrong_ += ": " + path.filename().string();
   }
   std::error_code error;
   const uintmax_t size = fs::file_size(path, error);
