@@ -20,7 +20,7 @@ constexpr std::string_view kSetUp = "SAMPLE_VENC_1080P_MJPEG_JPEG:";  // speaks 
 constexpr std::string_view kWrites = "writes are not looked at while frames are filed";
 constexpr std::string_view kDirectories =
     "a DNG file's preview and directories are not looked at when they are written";
-constexpr std::string_view kForgotten = "a write that the stick forgets is noticed nowhere";  // of full length
+constexpr std::string_view kForgotten = "a write that the stick forgets is noticed nowhere";
 constexpr std::string_view kAbsent = "a co-processor whose first two replies are garbled counts as absent";
 constexpr std::string_view kNoSetUp = "a set-up that fails at the start leaves a camera that looks ready";
 
@@ -42,6 +42,8 @@ constexpr std::array kExcuses = {
     Excuse{"raw: without a raw picture: ", "disk.write", "", kDirectories},
     Excuse{"the firmware is not whole: 50000 bytes", "disk.write value", "", kForgotten},
     Excuse{"the firmware is not whole: 50000 bytes", "disk.write silence", "", kForgotten},
+    Excuse{"raw: without a mark: ", "disk.write value", "", kForgotten},
+    Excuse{"raw: without a mark: ", "disk.write silence", "", kForgotten},
     Excuse{"the phone is given another file", "disk.read fail", "",
            "a read that fails while a file is sent goes unseen"},
     Excuse{"without the faults the next shot is refused", "", kSetUp, kNoSetUp},
