@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 
 #include "common/sample_comm_sys/sample_print.h"
@@ -13,7 +14,8 @@ namespace {
 constexpr ISP_DEV ISP_DEV_0 = 0;
 
 pthread_t gs_IspPid;
-bool gs_bIspThread = false;  // gs_IspPid is a thread that nobody has joined yet
+// gs_IspPid is a thread that nobody has joined yet. A signal's handler asks too, in whatever thread it finds.
+std::atomic<bool> gs_bIspThread = false;
 
 void* IspRunThread(void* /*arg*/) {
   HI_MPI_ISP_Run(ISP_DEV_0);
@@ -104,7 +106,6 @@ HI_S32 SAMPLE_COMM_ISP_Run() {
 
 void SAMPLE_COMM_ISP_Stop() {
   HI_MPI_ISP_Exit(ISP_DEV_0);
-  if (!gs_bIspThread) return;
-  gs_bIspThread = false;
+  if (!gs_bIspThread.exchange(false)) return;
   pthread_join(gs_IspPid, nullptr);
 }
