@@ -21,6 +21,7 @@ void RegisterSpace::Claim(uint32_t base, uint32_t size, RegisterDevice& device) 
 
 // Software that toggles a line stays within one range for thousands of accesses: the last range is looked at first.
 RegisterDevice* RegisterSpace::Find(uint32_t address) {
+  if (address % sizeof(uint32_t) != 0) return nullptr;
   if (last_ < ranges_.size() && address - ranges_[last_].base < ranges_[last_].size) return ranges_[last_].device;
   for (size_t i = ranges_.size(); i-- > 0;) {
     if (address - ranges_[i].base < ranges_[i].size) {

@@ -1,4 +1,5 @@
-// Physical registers of the processor, by address. Devices claim ranges; an access that nobody claims is reported.
+// Physical registers of the processor, by address. Devices claim ranges; an access that nobody claims is reported, and
+// so is one beside a register: the bus has words at multiples of four and ends a program that asks for another.
 #pragma once
 
 #include <cstdint>
