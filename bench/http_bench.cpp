@@ -25,6 +25,7 @@
 #include "common/httpd/serve.h"
 #include "common/httpd/transport.h"
 #include "common/log.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/made_shot.h"
 
 namespace fs = std::filesystem;
@@ -103,7 +104,7 @@ void WriteLargeShot(const fs::path& path) {
   shot.jpeg = [](const std::string& size, int camera, int exposure) {
     return support::Bytes(size == "full" ? 1'600'000 : 400'000, static_cast<uint8_t>(camera * 6 + exposure));
   };
-  support::WriteFile(path, shot.Make());
+  PutBytes(path, shot.Make());
 }
 
 // The application, with the files' places given: on the device they are fixed.
@@ -238,7 +239,7 @@ void GetList(const Bench& bench) {
   };
   std::vector<Row> rows = {{&application, [&] { return turn(application.port, kGetList); }}};
   if (bench.nginx) {  // a file of the same length
-    support::WriteFile(bench.folder / "list", support::Bytes(65536, 'x'));
+    PutBytes(bench.folder / "list", support::Bytes(65536, 'x'));
     rows.push_back({bench.nginx.get(), [&] { return turn(bench.nginx->port, "GET /list HTTP/1.0\r\n\r\n"); }});
   }
   rows.push_back({bench.twin.get(), [&] { return turn(bench.twin->port, kGetList); }});
