@@ -145,11 +145,13 @@ class Bench {
     changed.close();
     nona.push_back(project);
     const Cost warping = Run(nona);
-    std::vector<std::string> enblend = {"enblend", "--no-optimize", "-w", "-o", directory + "/joined.tif"};
+    std::vector<std::string> enblend = {"enblend", "--verbose=0", "--no-optimize",
+                                        "-w",      "-o",          directory + "/joined.tif"};
+    const auto options = static_cast<std::ptrdiff_t>(enblend.size());
     for (const auto& file : std::filesystem::directory_iterator(directory))
       if (file.path().filename().string().starts_with("warped")) enblend.push_back(file.path());
-    if (enblend.size() != 5 + 25) throw std::runtime_error("nona did not warp 25 pictures");
-    std::sort(enblend.begin() + 5, enblend.end());
+    if (enblend.size() != static_cast<size_t>(options) + 25) throw std::runtime_error("nona did not warp 25 pictures");
+    std::sort(enblend.begin() + options, enblend.end());
     const Cost blending = Run(enblend);
     std::printf("nona: %.1f s of processor time; enblend: %.1f s, %.0f MB\n", warping.cpu, blending.cpu, blending.peak);
     return warping.cpu + blending.cpu;
