@@ -29,7 +29,6 @@ class Handshakes {
 
  private:
   using Fields = std::array<unsigned, 5>;
-  static const Fields kRest;
   Fields Now() const;
   bool AtRest(const Fields& fields) const;
   void Turn(const twin::Fiber* fiber);
