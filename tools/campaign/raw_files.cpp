@@ -2,8 +2,11 @@
 
 #include <tiffio.h>
 
+#include <array>
 #include <cmath>
+#include <functional>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "tools/lumora-shot/pictures.h"
@@ -40,35 +43,45 @@ class Silence {
   TIFFErrorHandler error_, warning_;
 };
 
-// The pixels of the present directory; empty if some are missing.
-std::vector<uint8_t> Pixels(TIFF* file) {
-  std::vector<uint8_t> pixels;
-  for (uint32_t strip = 0; strip < TIFFNumberOfStrips(file); strip++) {
-    const tmsize_t size = TIFFStripSize(file);
-    const size_t at = pixels.size();
-    pixels.resize(at + static_cast<size_t>(size));
-    const tmsize_t got = TIFFReadEncodedStrip(file, strip, pixels.data() + at, size);
-    if (got <= 0) return {};
-    pixels.resize(at + static_cast<size_t>(got));
-  }
+// Reads the strips of the present directory, one after the other; false if something is missing.
+bool ReadStrips(TIFF* file, const std::function<void(std::span<const uint8_t>)>& take) {
   uint32_t rows = 0;
   TIFFGetField(file, TIFFTAG_IMAGELENGTH, &rows);
-  if (pixels.size() != rows * static_cast<size_t>(TIFFScanlineSize(file))) return {};
-  return pixels;
+  std::vector<uint8_t> strip(static_cast<size_t>(TIFFStripSize(file)));
+  size_t all = 0;
+  for (uint32_t i = 0; i < TIFFNumberOfStrips(file); i++) {
+    const tmsize_t size = TIFFReadEncodedStrip(file, i, strip.data(), static_cast<tmsize_t>(strip.size()));
+    if (size <= 0) return false;
+    take(std::span(strip).first(static_cast<size_t>(size)));
+    all += static_cast<size_t>(size);
+  }
+  return all > 0 && all == rows * static_cast<size_t>(TIFFScanlineSize(file));
 }
 
-// Every fourth sample of every fourth row, as it would be shown: enough for a mark.
-shot::Gray Shown(const std::vector<uint8_t>& mosaic) {
-  shot::Gray picture{static_cast<int>(kWidth / 4), static_cast<int>(kHeight / 4), {}};
-  for (size_t row = 0; row < kHeight; row += 4) {
-    for (size_t column = 0; column < kWidth; column += 4) {
-      const size_t at = (row * kWidth + column) * 2;
-      const int level = (mosaic[at] | mosaic[at + 1] << 8) >> 6;
-      picture.pixels.push_back(static_cast<uint8_t>(std::lround(255 * twin::Display(level / kClean))));
+// Every fourth sample of every fourth row, as it would be shown: enough for a mark. Takes the mosaic bit by bit.
+class Shown {
+ public:
+  Shown() {
+    for (size_t level = 0; level < shades_.size(); level++) {
+      shades_[level] = static_cast<uint8_t>(std::lround(255 * twin::Display(static_cast<double>(level) / kClean)));
     }
   }
-  return picture;
-}
+  void Take(std::span<const uint8_t> bytes) {
+    for (; bytes.size() >= kRow; bytes = bytes.subspan(kRow)) {
+      if (row_++ % 4 != 0) continue;
+      for (size_t at = 0; at < kRow; at += 4 * 2) {
+        picture_.pixels.push_back(shades_[static_cast<size_t>((bytes[at] | bytes[at + 1] << 8) >> 6)]);
+      }
+    }
+  }
+  const shot::Gray& Picture() const { return picture_; }
+
+ private:
+  static constexpr size_t kRow = kWidth * 2;  // bytes
+  std::array<uint8_t, 1024> shades_;
+  shot::Gray picture_{static_cast<int>(kWidth / 4), static_cast<int>(kHeight / 4), {}};
+  size_t row_ = 0;
+};
 
 std::string NameOf(const twin::Mark& mark) {
   char name[32];
@@ -81,7 +94,7 @@ std::string WrongFile(const fs::path& path, bool withPlace) {
   const Silence silence;
   const Tiff file(TIFFOpen(path.c_str(), "r"));
   if (file == nullptr) return "no DNG file";
-  if (Pixels(file.get()).empty()) return "without its preview";
+  if (!ReadStrips(file.get(), [](auto) {})) return "without its preview";
   uint16_t count = 0;
   const uint64_t* directories = nullptr;
   if (TIFFGetField(file.get(), TIFFTAG_SUBIFD, &count, &directories) == 0 || count != 1) return "without a raw picture";
@@ -90,10 +103,14 @@ std::string WrongFile(const fs::path& path, bool withPlace) {
   uint32_t width = 0, height = 0;
   TIFFGetField(file.get(), TIFFTAG_IMAGEWIDTH, &width);
   TIFFGetField(file.get(), TIFFTAG_IMAGELENGTH, &height);
-  const std::vector<uint8_t> mosaic = Pixels(file.get());
-  if (width != kWidth || height != kHeight || mosaic.size() != size_t{kWidth} * kHeight * 2) return "not all there";
+  if (width != kWidth || height != kHeight || TIFFScanlineSize(file.get()) != kWidth * 2) return "not all there";
+  Shown shown;
+  const auto take = [&](std::span<const uint8_t> strip) {
+    if (withPlace) shown.Take(strip);
+  };
+  if (!ReadStrips(file.get(), take)) return "not all there";
   if (!withPlace) return "";
-  const auto found = twin::ReadMark(Shown(mosaic));
+  const auto found = twin::ReadMark(shown.Picture());
   if (!found) return "without a mark";
   return NameOf(found->mark) == path.filename() ? "" : "what " + NameOf(found->mark) + " should be";
 }

@@ -1,6 +1,7 @@
 #include "twin/devices/media/bayer_dump.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace twin {
@@ -10,6 +11,7 @@ namespace {
 constexpr VI_DEV kDevice = 0;
 constexpr size_t kWidth = WidthOf(PictureSize::Full), kHeight = HeightOf(PictureSize::Full);
 constexpr size_t kSamples = kWidth * kHeight;
+constexpr int kSampleBits = 10;  // of the sensor's converter
 
 HI_S32 Error(Refusal reason) { return MediaError(MediaUnit::Input, reason); }
 
@@ -27,10 +29,12 @@ void Write(PictureSource& pictures, const StoredFrame& frame, const Treatment& t
   const std::span<uint16_t> levels = missed > 0 ? whole : memory;
   pictures.ReadOut(frame, levels);
   if (frame.pairsExchanged) ExchangePairs(levels);
-  for (size_t i = missed * kWidth; i < memory.size(); i++) {
-    const uint16_t level = treatment.Sample(levels[i]);
-    memory[i] = static_cast<uint16_t>(level << 6 | level >> 4);
+  std::array<uint16_t, 1 << kSampleBits> words;
+  for (uint16_t level = 0; level < words.size(); level++) {
+    const uint16_t sample = treatment.Sample(level);
+    words[level] = static_cast<uint16_t>(sample << 6 | sample >> 4);
   }
+  for (size_t i = missed * kWidth; i < memory.size(); i++) memory[i] = words[levels[i] % words.size()];
 }
 
 }  // namespace
