@@ -130,13 +130,13 @@ RawFiles::RawFiles(twin::Board& board, Tell tell, uint64_t seed)
 void RawFiles::Judge() {
   const fs::path path = std::exchange(last_, {});
   if (path.empty()) return;
-  files_++;
   if (wrong_.empty()) {
     wrong_ = WrongFile(path, number_++ % 5 == 0);
     if (!wrong_.empty()) wrong_ += ": " + path.filename().string();
   }
   std::error_code error;
   const uintmax_t size = fs::file_size(path, error);
+  files_[path] = error ? 0 : size;
   if (error) return;
   fs::resize_file(path, 0, error);
   fs::resize_file(path, size, error);
@@ -146,11 +146,21 @@ void RawFiles::PassIsOver(bool saved) {
   if (saved) {
     Judge();
     if (!wrong_.empty()) tell_("raw: " + wrong_);
-    if (files_ != kFilesOfAPass) tell_("raw: " + std::to_string(files_) + " files");
+    if (files_.size() != kFilesOfAPass) tell_("raw: " + std::to_string(files_.size()) + " files");
+    saved_.merge(files_);
   }
   last_.clear();
   wrong_.clear();
-  files_ = 0;
+  files_.clear();
+}
+
+std::vector<fs::path> RawFiles::Lost() const {
+  std::vector<fs::path> lost;
+  for (const auto& [path, size] : saved_) {
+    std::error_code error;
+    if (fs::file_size(path, error) != size || error) lost.push_back(path);
+  }
+  return lost;
 }
 
 }  // namespace campaign

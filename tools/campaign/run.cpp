@@ -4,15 +4,15 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
+#include <utility>
 
+#include "tools/campaign/disk_check.h"
 #include "tools/campaign/excuses.h"
-#include "tools/campaign/file_bytes.h"
 #include "tools/campaign/raw_files.h"
-#include "tools/campaign/rescue_check.h"
 #include "tools/campaign/visitors.h"
 #include "tools/lumora-shot/verify.h"
 #include "twin/board.h"
@@ -30,17 +30,7 @@ namespace {
 constexpr auto kShotLimit = 2min;
 constexpr auto kOffLimit = 90s;
 constexpr auto kRawLimit = 6min;  // with 75 frames more, each waited for
-constexpr const char* kOldSettings =
-    "capturemode=0\nstrobemode=0\nisomode=0\nevcompval=0\nmanualexpsus=0\nmanualiso=0\ndelaymode=0\nsaveraw=0\n"
-    "btnsetting=0\nshutdownmode=0\nthumbcamidx=12\nwirelessid=0\nprefix=old\n";
 constexpr size_t kSavedPulses = 1 + 2, kFullPulses = 3;
-
-// The text of the first fault; nothing if the shot is whole.
-std::optional<std::string> FirstFault(const std::vector<shot::Finding>& findings) {
-  const auto fault =
-      std::ranges::find_if(findings, [](const auto& finding) { return finding.weight == shot::Weight::Fault; });
-  return fault == findings.end() ? std::nullopt : std::optional(fault->text);
-}
 
 // The host's number of the file: another one under the same name is another.
 ino_t FileOf(const fs::path& path) {
@@ -53,18 +43,12 @@ class Run {
   Run(const Plan& plan, const fs::path& before)
       : plan_(plan),
         board_(Options(plan)),
-        before_(Bytes(before)),
         phone_(board_, Teller(), before.stem().string()),
         remote_(board_, Teller()),
         rawFiles_(board_, Teller(), plan.seed),
+        disk_(board_, plan, outcome_, Teller(), before, phone_, rawFiles_),
         handshakes_(board_) {
-    beforePath_ = board_.disk.Directory() / "DCIM" / before.filename();
-    fs::create_directories(beforePath_.parent_path());
-    fs::copy_file(before, beforePath_);
-    if (plan.phone) {
-      std::ofstream(beforePath_.parent_path() / "setting.ini") << kOldSettings;
-      std::ofstream(board_.paths.Local() / "fixfile.bin") << "a tuning of the picture";
-    }
+    if (plan.phone) std::ofstream(board_.paths.Local() / "fixfile.bin") << "a tuning of the picture";
     board_.disk.Plug();
   }
 
@@ -73,6 +57,7 @@ class Run {
     for (const std::string& fault : plan_.faults) board_.faults.Add(fault);
     for (const Action& action : plan_.actions) board_.kernel.At(action.at, [this, what = action.what] { Act(what); });
     if (Start()) FirstShot();
+    RawPassIsOver(false);
     if (plan_.off) SwitchOff();
     NoteFaults();
     board_.faults.Clear();
@@ -85,7 +70,7 @@ class Run {
       Answers("after a new start");
     }
     SwitchOff();
-    LookAtDisk();
+    disk_.AtTheEnd();
     for (const std::string& complaint : board_.Complaints()) Find("the board objects: " + complaint);
     outcome_.checked++;
     outcome_.boardSeconds = std::chrono::duration<double>(board_.Now()).count();
@@ -122,13 +107,9 @@ class Run {
   void Act(const std::string& what) {
     if (!acting_) return;
     if (what == "cut") {
-      NoteDisk();
-      board_.PowerOff();
-      JudgeRescue();
+      LoseWith([this] { board_.PowerOff(); });
     } else if (what == "pull") {
-      NoteDisk();
-      board_.disk.Pull();
-      JudgeRescue();
+      LoseWith([this] { board_.disk.Pull(); });
     } else if (what == "press") {
       board_.button.Press(100ms);
     } else if (what == "hold") {
@@ -145,31 +126,20 @@ class Run {
     }
   }
 
-  // What a loss that comes now must leave: shots of which the person has been told, and what was written of others.
-  void NoteDisk() {
-    if (!board_.panel.ShotLine()) NoteSaved();
-    std::error_code none;
-    for (const auto& entry : fs::directory_iterator(beforePath_.parent_path(), none)) {
-      const bool oneCamera = entry.path().stem().string().size() == 2;  // a JPEG alone, with nothing to rescue
-      if (entry.path().extension() == ".tmp" && !oneCamera) unfinished_[entry.path()] = Bytes(entry.path());
-    }
+  void LoseWith(const std::function<void()>& loss) {
+    if (ToldAsSaved()) RawPassIsOver(true);
+    disk_.BeforeLoss();
+    loss();
+    disk_.AfterLoss();
   }
-  void NoteSaved() {
-    for (const fs::path& shot : board_.disk.Shots()) saved_.insert(shot);
+  // Of the first shot. A full disk sounds as a saved shot does.
+  bool ToldAsSaved() const {
+    return !board_.panel.ShotLine() && board_.panel.BuzzerPulses().size() == kSavedPulses &&
+           board_.disk.Shots().size() > shotsAtFirst_;
   }
 
-  void JudgeRescue() {
-    const auto& bystanders = board_.disk.LastLoss().bystanders;
-    bystanders_.insert(bystanders.begin(), bystanders.end());
-    folderLost_ = folderLost_ || (!fs::exists(beforePath_.parent_path()) && board_.disk.LastLoss().garbage > 0);
-    for (const auto& [path, written] : unfinished_) {
-      if (!fs::exists(path)) continue;
-      outcome_.checked++;
-      const std::string wrong = WrongRescue(written, Bytes(path));
-      if (!wrong.empty()) Find("rescue: " + wrong);
-    }
-    unfinished_.clear();
-    if (plan_.phone && !bystanders_.contains("firmware")) phone_.LookAtFirmware();
+  void RawPassIsOver(bool saved) {
+    if (std::exchange(rawAsked_, false)) rawFiles_.PassIsOver(saved);
   }
 
   bool Running() const { return board_.Powered() && !board_.Exited(); }
@@ -185,8 +155,8 @@ class Run {
 
   void FirstShot() {
     board_.panel.ForgetPulses();
-    const size_t shots = board_.disk.Shots().size();
-    const bool raw = plan_.raw && !board_.panel.ShotLine() && phone_.AsksForRaw();
+    shotsAtFirst_ = board_.disk.Shots().size();
+    rawAsked_ = plan_.raw && !board_.panel.ShotLine() && phone_.AsksForRaw();
     if (!board_.panel.ShotLine()) board_.button.Press(100ms);
     const auto over = [this] {
       return !Running() || (!board_.panel.ShotLine() && board_.panel.BuzzerPulses().size() > 0);
@@ -195,9 +165,7 @@ class Run {
     if (!board_.RunUntil([this] { return !Running() || board_.panel.ShotLine(); }, 20s)) return Find("no shot begins");
     if (!board_.RunUntil(over, plan_.raw ? kRawLimit : kShotLimit)) return Find("the shot hangs");
     board_.Run(3s);
-    // A full disk sounds as a saved shot does.
-    const bool saved = board_.panel.BuzzerPulses().size() == kSavedPulses && board_.disk.Shots().size() > shots;
-    if (raw) rawFiles_.PassIsOver(Running() && saved);
+    RawPassIsOver(Running() && ToldAsSaved());
     if (plan_.phone && Running()) phone_.Talk();
     if (plan_.remote && Running()) remote_.Talk();
     if (!plan_.actions.empty() && !hung_) AwaitActions();
@@ -230,14 +198,12 @@ class Run {
 
   // A shot that has not ended is left as the power leaves it, and with it what the camera has in its memory.
   void LookAtUnfinished() {
-    JudgeRescue();
+    disk_.AfterLoss();
     if (Running() && board_.disk.Plugged() && !board_.panel.ShotLine() && !hung_) return;
     StartAnew();
   }
   void StartAnew() {
-    NoteDisk();
-    board_.PowerOff();
-    JudgeRescue();
+    LoseWith([this] { board_.PowerOff(); });
     board_.disk.Plug();
     board_.coProcessor.SetBattery(50);
     board_.Boot();
@@ -331,57 +297,18 @@ class Run {
   }
   static constexpr size_t kDescriptors = 3, kHeapBlocks = 2;
 
-  void LookAtDisk() {
-    outcome_.checked += 3;
-    for (const fs::path& shot : board_.disk.Shots()) {
-      if (shot == beforePath_) continue;
-      const auto fault = FirstFault(shot::Verify(shot.string(), shot::Depth::Structure));
-      if (fault && phone_.HasDeleted(shot)) {
-        outcome_.told.push_back("of a deleted shot a part may come back");
-      } else if (fault && !IsBystander(shot)) {
-        Find((saved_.contains(shot) ? "saved and not whole: " : "listed and not whole: ") + *fault);
-      }
-    }
-    for (const fs::path& shot : saved_) {
-      if (!fs::exists(shot) && !IsBystander(shot)) Find("a saved shot is gone");
-    }
-    if (plan_.phone) LookAtSettings();
-    if (plan_.phone && !bystanders_.contains("firmware")) phone_.LookAtFirmware();
-    if (Bytes(beforePath_) != before_ && !IsBystander(beforePath_)) Find("the shot from before has changed");
-  }
-  // The old ones, or any that the camera says it has saved.
-  void LookAtSettings() {
-    outcome_.checked++;
-    const fs::path path = beforePath_.parent_path() / "setting.ini";
-    const std::string text = Bytes(path);
-    const bool whole =
-        text == kOldSettings || (text.ends_with('\n') && board_.LogCount("SaveSettingStr:\n" + text) > 0);
-    if (!whole && !IsBystander(path))
-      Find("the settings are neither the old nor the new ones: " + std::to_string(text.size()) + " bytes");
-  }
-
-  // Harmed by what docs/behaviour.md says of a folder's sector that becomes garbage.
-  bool IsBystander(const fs::path& shot) {
-    const bool harmed = folderLost_ || bystanders_.contains("DCIM/" + shot.filename().string());
-    if (harmed) outcome_.told.push_back("a sector of the folder or the table became garbage");
-    return harmed;
-  }
-
   const Plan& plan_;
   Board board_;
-  const std::string before_;
-  fs::path beforePath_;
   Outcome outcome_;
   std::vector<std::shared_ptr<twin::Client>> clients_;
-  std::set<std::string> bystanders_;
-  fs::path good_;                               // the last one without faults
-  std::set<fs::path> saved_;                    // before a loss
-  std::map<fs::path, std::string> unfinished_;  // at a loss: what had been written
+  fs::path good_;  // the last one without faults
   bool acting_ = true, hung_ = false;
-  bool folderLost_ = false;  // with all that was in it
+  bool rawAsked_ = false;    // the first shot has raw frames and is not over
+  size_t shotsAtFirst_ = 0;  // on the disk, before it
   Phone phone_;
   Remote remote_;
   RawFiles rawFiles_;
+  DiskCheck disk_;
   Handshakes handshakes_;
 };
 

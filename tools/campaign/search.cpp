@@ -27,6 +27,8 @@ const Plan kLives[] = {{}, {.off = true}, {.phone = true}, {.remote = true}, {.r
 constexpr size_t kFirstVisited = 2;
 constexpr uint64_t kRare = 3;  // what a press comes by so seldom is broken from the first time on in each life
 
+constexpr uint64_t kLife = 45'000, kRawLife = 110'000;  // ms on the board in which something may be done
+
 constexpr double kLong = 5;  // seconds of the processor; such runs are doubled instead of gone through
 
 // A number from 1 on, small ones more often: each magnitude up to `most` alike.
@@ -63,7 +65,7 @@ Plan DrawnPlan(std::mt19937_64& chance, const std::vector<Way>& ways, size_t fau
                                           "get /set_prefix?prefix=abc",
                                           "get /config?btnsetting=0&shutdownmode=3"};
   for (size_t i = chance() % 3 + (faults == 0); i > 0; i--) {
-    const twin::Duration at = std::chrono::milliseconds(5000 + chance() % 45'000);
+    const twin::Duration at = std::chrono::milliseconds(5000 + chance() % (plan.raw ? kRawLife : kLife));
     plan.actions.push_back({at, plan.phone && oneIn(2) ? kRequests[chance() % std::size(kRequests)]
                                                        : kActions[chance() % std::size(kActions)]});
   }
