@@ -105,6 +105,10 @@ TEST(Damage, AShotThatIsNotWholeIsNamedOnce) {
   holed.jpeg = [](const std::string& size, int camera, int exposure) {
     return size == "full" && camera == 7 && exposure == 2 ? Bytes{} : JpegOf(size, camera, exposure);
   };
+  MadeShot twice;
+  twice.jpeg = [](const std::string& size, int camera, int exposure) {
+    return JpegOf(size, camera, size == "half" && camera == 7 && exposure == 2 ? 1 : exposure);
+  };
   const struct {
     MadeShot shot;
     const char *name, *said;
@@ -121,6 +125,9 @@ TEST(Damage, AShotThatIsNotWholeIsNamedOnce) {
       {{.fileType = 0x73C2}, "made.dwo", ""},
       {holed, "made.ori", "at 80042: entry 98 (full, camera 7, exposure 2) is empty: the picture is missing\n",
        indexAt + 98 * 20, 20},
+      {twice, "made.ori",
+       "(remark) 1 picture came twice, the first: half picture of camera 7, exposure 2 is, to the byte, the half "
+       "picture of camera 7, exposure 1; "},
       {{}, "made.ori", "at 78082: not finished: the index is empty", indexAt, 3000},
   };
   for (const auto& one : cases) {

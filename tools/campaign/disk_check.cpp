@@ -97,8 +97,7 @@ void DiskCheck::LookAtSettings() {
   outcome_.checked++;
   const fs::path path = beforePath_.parent_path() / "setting.ini";
   const std::string text = Bytes(path);
-  const bool whole =
-      text == kOldSettings || (text.ends_with('\n') && board_.LogCount("SaveSettingStr:\n" + text) > 0);
+  const bool whole = text == kOldSettings || (text.ends_with('\n') && board_.LogCount("SaveSettingStr:\n" + text) > 0);
   if (!whole && !IsBystander(path))
     find_("the settings are neither the old nor the new ones: " + std::to_string(text.size()) + " bytes");
 }

@@ -56,6 +56,8 @@ constexpr std::array kExcuses = {
            "a refused stop of an encoder costs the next shot too"},
     Excuse{"without the faults the next shot does not come", "vpss.", "Too many Retry", kDeadBranch},
     Excuse{"without the faults the next shot does not come", "sys.bind", "Too many Retry", kDeadBranch},
+    Excuse{"without the faults the next shot hangs", "sys.set-reg", "Retry LumoLoadNew",
+           "an input that is not led back from memory gives the encoders no frame"},
     Excuse{"rescue: ", "", "Retry LumoLoadNew", "rescue does not take frames for certain that were asked for again"},
     Excuse{"descriptors", "", "HI_RTC_SET_TIME error", "a clock that refuses leaves its descriptor open"},
     Excuse{"the settings are neither the old nor the new ones: 0 bytes", kLoss, "",

@@ -1,4 +1,7 @@
 // Is each picture of the file the JPEG that its place asks for?
+#include <string_view>
+#include <unordered_map>
+
 #include "tools/lumora-shot/findings.h"
 #include "tools/lumora-shot/layout.h"
 #include "tools/lumora-shot/pictures.h"
@@ -36,11 +39,38 @@ void CheckJpeg(const Bytes& jpeg, int64_t at, const std::string& title, const Ex
     findings.Fault(at, "%s: bad JPEG data: %s", name, wrong.c_str());
 }
 
+// Sensor noise makes each picture another one. Two that are the same are one frame that came twice, and the camera,
+// which counts frames, has filed what came behind it one place too far. One sentence for all of them.
+class Twins {
+ public:
+  explicit Twins(const File& file) : file_(file) {}
+  void Take(const Entry& entry, const Bytes& jpeg, const std::string& title) {
+    const std::string_view text(reinterpret_cast<const char*>(jpeg.data()), jpeg.size());
+    const auto [known, isNew] = known_.try_emplace(std::hash<std::string_view>{}(text), &entry, title);
+    if (isNew || file_.Jpeg(*known->second.first) != jpeg || count_++ > 0) return;
+    at_ = file_.Get().SpanOf(entry).offset;
+    first_ = title + " is, to the byte, the " + known->second.second;
+  }
+  void Tell(Findings& findings) const {
+    if (count_ == 0) return;
+    findings.Remark(at_, "%d picture%s came twice, the first: %s; those behind it may stand one place too far", count_,
+                    count_ == 1 ? "" : "s", first_.c_str());
+  }
+
+ private:
+  const File& file_;
+  std::unordered_map<size_t, std::pair<const Entry*, std::string>> known_;
+  int count_ = 0;
+  int64_t at_ = 0;
+  std::string first_;
+};
+
 }  // namespace
 
 void CheckPictures(const File& file, Depth depth, Findings& findings) {
   const Shot& shot = file.Get();
   if (shot.Find(Part::Pictures)) {
+    Twins twins(file);
     for (const Entry& entry : shot.entries) {
       const Span span = shot.SpanOf(entry);
       if (entry.jpgFileSize <= 0 || entry.jpgFileOffset < 0 || span.End() > shot.fileSize)
@@ -53,10 +83,13 @@ void CheckPictures(const File& file, Depth depth, Findings& findings) {
                        static_cast<long long>(span.size));
         continue;
       }
-      CheckJpeg(file.Jpeg(entry), span.offset, title,
+      const Bytes jpeg = file.Jpeg(entry);
+      twins.Take(entry, jpeg, title);
+      CheckJpeg(jpeg, span.offset, title,
                 {WidthOf(place.size), HeightOf(place.size), place.size == PictureSize::Full ? 95 : 85}, depth,
                 findings);
     }
+    twins.Tell(findings);
   }
   if (shot.Whole())
     CheckJpeg(file.Read(Part::Thumbnail), shot.Find(Part::Thumbnail)->body.offset, "thumbnail",

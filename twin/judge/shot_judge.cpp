@@ -202,10 +202,11 @@ void JudgeFile(const Board& board, const shot::File& file, std::span<const Deliv
                Sentences& wrong) {
   const shot::Shot& shot = file.Get();
   const bool asMade = IsAsMade(board);
-  for (const shot::Finding& finding : shot::Verify(file, shot::Depth::Structure)) {
+  const std::vector<shot::Finding> findings = shot::Verify(file, shot::Depth::Structure);
+  for (const shot::Finding& finding : findings) {
     if (asMade || finding.weight == shot::Weight::Fault) wrong.Add("%s", finding.text.c_str());
   }
-  if (!wrong.all.empty()) return;
+  if (shot::HasFault(findings)) return;
   JudgeName(file.Path(), shot.record, wrong);
   JudgeDate(board, shot.record, wrong);
   JudgeExposures(delivered, shot.record, wrong);
