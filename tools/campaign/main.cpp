@@ -1,8 +1,10 @@
 // lumora-campaign: breaks the camera in every way that the board knows, one, two and many at a time, and looks whether
 // what must always hold still does.
+#include <signal.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -23,13 +25,30 @@ struct Arguments {
   std::string run, replay, only;
 };
 
-// For as long as the campaign runs.
+std::atomic<bool> ended = false;
+
+// The first signal lets the runs that are under way come to their end, the next one ends the program.
+void End(int) {
+  ended = true;
+  constexpr char kWords[] = "\nending with the runs that are under way; Ctrl-C once more ends at once\n";
+  if (write(STDERR_FILENO, kWords, sizeof(kWords) - 1) < 0) return;
+}
+
+void ListenToSignals() {
+  struct sigaction action = {};
+  action.sa_handler = End;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int number : {SIGINT, SIGTERM}) sigaction(number, &action, nullptr);
+}
+
+// For as long as the campaign runs. What its runs leave if they are killed goes with it.
 struct Folder {
   fs::path path;
   Folder() {
     std::string pattern = (fs::temp_directory_path() / "lumora-campaign-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory: " + pattern);
     path = pattern;
+    setenv("TMPDIR", path.c_str(), 1);
   }
   ~Folder() {
     std::error_code ignored;
@@ -108,7 +127,8 @@ void Summarise(const Search& search, const std::vector<Way>& ways, const Argumen
 
 int Campaign(const Arguments& arguments, const fs::path& before) {
   const auto begin = std::chrono::steady_clock::now();
-  Search::Limits limits{.untilFound = arguments.untilFound};
+  ListenToSignals();
+  Search::Limits limits{.ended = &ended, .untilFound = arguments.untilFound};
   if (arguments.minutes > 0) {
     limits.until = begin + std::chrono::milliseconds(static_cast<int64_t>(arguments.minutes * 60'000));
   }

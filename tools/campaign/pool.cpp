@@ -80,6 +80,8 @@ void Pool::Start(const Plan& plan, size_t tag) {
   if (process < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (process == 0) {
     close(ends[0]);
+    signal(SIGINT, SIG_IGN);  // a terminal sends it to all; who ends the campaign waits for its runs
+    signal(SIGTERM, SIG_DFL);
     const rlimit limit = {kProcessorSeconds, kProcessorSeconds};
     setrlimit(RLIMIT_CPU, &limit);
     try {

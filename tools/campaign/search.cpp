@@ -78,7 +78,8 @@ Search::Search(Pool& pool, std::vector<Way> ways, Limits limits)
     : pool_(pool), ways_(std::move(ways)), limits_(limits) {}
 
 bool Search::Over() const {
-  return std::chrono::steady_clock::now() > limits_.until || (limits_.untilFound && tally_.failed > 0);
+  return std::chrono::steady_clock::now() > limits_.until || (limits_.ended != nullptr && *limits_.ended) ||
+         (limits_.untilFound && tally_.failed > 0);
 }
 
 // A line that is rewritten in place, or, into a file, a line a minute.

@@ -1,6 +1,7 @@
 // What the campaign goes through: every single fault, drawn pairs, drawn runs, and the list of runs that once failed.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -33,6 +34,7 @@ class Search {
  public:
   struct Limits {
     std::chrono::steady_clock::time_point until = std::chrono::steady_clock::time_point::max();
+    const std::atomic<bool>* ended = nullptr;  // by somebody
     bool untilFound = false;
   };
   // `ways` of the board. Progress goes to standard error.
