@@ -8,10 +8,12 @@ namespace campaign {
 
 namespace {
 
+using Points = std::array<std::string_view, 4>;
+
 struct Excuse {
-  std::string_view find;   // how the find begins
-  std::string_view point;  // a fault's, or an action; kLoss: power or stick has gone; empty: any
-  std::string_view log;    // what the log must hold; empty: nothing
+  std::string_view find;  // how the find begins
+  Points points;          // how a fault begins; kLoss: power or stick has gone; none: any
+  std::string_view log;   // what the log must hold; empty: nothing
   std::string_view cause;
 };
 
@@ -28,58 +30,72 @@ constexpr std::string_view kDeadBranch =
     "an encoder's branch that was set up in name only gives no frame until a new start";
 
 constexpr std::string_view kInItsPlace = "the next shot takes the place of an earlier one";
-constexpr std::string_view kNoList = "without the faults the phone gets no list";
-constexpr std::string_view kNoRemote = "without the faults the remote is not answered";
 constexpr std::string_view kSameSecond = "a shot in a second that has been before takes the earlier one's place";
+constexpr std::string_view kLosesStream = "a shot that was given up loses its stream";
 constexpr std::string_view kFoundOnce = "an adapter is looked for at the start alone";
-constexpr std::string_view kSetOnce = "the remote's port is opened and set once";
+
+constexpr Points kAnywhere = {};
+constexpr Points kBadWrite = {"disk.write fail", "disk.write value", "disk.write silence"};
+constexpr Points kForgottenWrite = {"disk.write value", "disk.write silence"};
+constexpr Points kAdapter = {"usb.", "module.insert", "shell.popen", "wifi.access-point"};
 
 constexpr std::array kExcuses = {
-    Excuse{"listed and not whole", "disk.write", "", kWrites},
-    Excuse{"saved and not whole", "disk.write", "", kWrites},
-    Excuse{"raw: no DNG file: ", "disk.write", "", kDirectories},
-    Excuse{"raw: without its preview: ", "disk.write", "", kDirectories},
-    Excuse{"raw: without a raw picture: ", "disk.write", "", kDirectories},
-    Excuse{"the firmware is not whole: 50000 bytes", "disk.write value", "", kForgotten},
-    Excuse{"the firmware is not whole: 50000 bytes", "disk.write silence", "", kForgotten},
-    Excuse{"raw: without a mark: ", "disk.write value", "", kForgotten},
-    Excuse{"raw: without a mark: ", "disk.write silence", "", kForgotten},
-    Excuse{"the phone is given another file", "disk.read fail", "",
+    Excuse{"listed and not whole", kBadWrite, "", kWrites},
+    Excuse{"saved and not whole", kBadWrite, "", kWrites},
+    Excuse{"raw: no DNG file: ", kBadWrite, "", kDirectories},
+    Excuse{"raw: without its preview: ", kBadWrite, "", kDirectories},
+    Excuse{"raw: without a raw picture: ", kBadWrite, "", kDirectories},
+    Excuse{"raw: without a mark: ", kForgottenWrite, "", kForgotten},
+    Excuse{"the firmware is not whole: 50000 bytes", kForgottenWrite, "", kForgotten},
+    Excuse{"the phone is given another file",
+           {"disk.read fail"},
+           "",
            "a read that fails while a file is sent goes unseen"},
-    Excuse{"without the faults the next shot is refused", "", kSetUp, kNoSetUp},
-    Excuse{"without the faults the next shot is refused", "disk.mount", "",
+    Excuse{"without the faults the next shot is refused", kAnywhere, kSetUp, kNoSetUp},
+    Excuse{"without the faults the next shot is refused",
+           {"disk.mount"},
+           "",
            "a disk that was not mounted counts as full"},
-    Excuse{"the shot hangs", "heap.malloc", "malloc error", "without memory for a frame's packs the snap loop ends"},
-    Excuse{"files left open", "", "Cap error", "a shot that was given up loses its stream"},
-    Excuse{"files left open", "", "Restart LumoLoadNew", "a shot that was given up loses its stream"},
-    Excuse{"without the faults the next shot does not come", "venc.stop", "StartRecvPicEx(",
+    Excuse{"the shot hangs", {"heap.malloc"}, "malloc error", "without memory for a frame's packs the snap loop ends"},
+    Excuse{"files left open", kAnywhere, "Cap error", kLosesStream},
+    Excuse{"files left open", kAnywhere, "Restart LumoLoadNew", kLosesStream},
+    Excuse{"without the faults the next shot does not come",
+           {"venc.stop"},
+           "StartRecvPicEx(",
            "a refused stop of an encoder costs the next shot too"},
-    Excuse{"without the faults the next shot does not come", "vpss.", "Too many Retry", kDeadBranch},
-    Excuse{"without the faults the next shot does not come", "sys.bind", "Too many Retry", kDeadBranch},
-    Excuse{"without the faults the next shot hangs", "sys.set-reg", "Retry LumoLoadNew",
+    Excuse{"without the faults the next shot does not come", {"vpss.", "sys.bind"}, "Too many Retry", kDeadBranch},
+    Excuse{"without the faults the next shot hangs",
+           {"sys.set-reg"},
+           "Retry LumoLoadNew",
            "an input that is not led back from memory gives the encoders no frame"},
-    Excuse{"rescue: ", "", "Retry LumoLoadNew", "rescue does not take frames for certain that were asked for again"},
-    Excuse{"descriptors", "", "HI_RTC_SET_TIME error", "a clock that refuses leaves its descriptor open"},
-    Excuse{"the settings are neither the old nor the new ones: 0 bytes", kLoss, "",
+    Excuse{"rescue: ", kAnywhere, "Retry LumoLoadNew",
+           "rescue does not take frames for certain that were asked for again"},
+    Excuse{"descriptors", kAnywhere, "HI_RTC_SET_TIME error", "a clock that refuses leaves its descriptor open"},
+    Excuse{"the settings are neither the old nor the new ones: 0 bytes",
+           {kLoss},
+           "",
            "a battery that goes while settings are saved leaves none"},
-    Excuse{kInItsPlace, "", "Serial Recv: ", kSameSecond},
-    Excuse{kInItsPlace, "", "SetTime ", kSameSecond},
-    Excuse{kNoList, "net.", "accept() error", "a failed start of a port is not looked at"},
-    Excuse{kNoList, "usb.", "", kFoundOnce},
-    Excuse{kNoList, "module.insert", "", kFoundOnce},
-    Excuse{kNoList, "shell.popen", "", kFoundOnce},
-    Excuse{kNoList, "wifi.access-point", "", kFoundOnce},
-    Excuse{kNoRemote, "usb.", "", kFoundOnce},
-    Excuse{kNoRemote, "module.insert", "", kFoundOnce},
-    Excuse{kNoRemote, "shell.popen", "", kFoundOnce},
-    Excuse{kNoRemote, "serial.open", "", kSetOnce},
-    Excuse{kNoRemote, "serial.settings", "", kSetOnce},
-    Excuse{"the board objects", "gpio.stuck", "", "a wire that is held upsets the part behind it"},
-    Excuse{"the board objects: array: the byte of a sensor read", "spi.reply", "", "a reply that is wrong is believed"},
-    Excuse{"the board objects: array: ", "spi.message", "", "a lost transfer upsets the sensors behind it"},
-    Excuse{"the board objects: motion sensor: ", "motion.garbage", "",
+    Excuse{kInItsPlace, kAnywhere, "Serial Recv: ", kSameSecond},
+    Excuse{kInItsPlace, kAnywhere, "SetTime ", kSameSecond},
+    Excuse{"without the faults the phone gets no list",
+           {"net."},
+           "accept() error",
+           "a failed start of a port is not looked at"},
+    Excuse{"without the faults the phone gets no list", kAdapter, "", kFoundOnce},
+    Excuse{"without the faults the remote is not answered", kAdapter, "", kFoundOnce},
+    Excuse{"without the faults the remote is not answered",
+           {"serial.open", "serial.settings"},
+           "",
+           "the remote's port is opened and set once"},
+    Excuse{"the board objects", {"gpio.stuck"}, "", "a wire that is held upsets the part behind it"},
+    Excuse{
+        "the board objects: array: the byte of a sensor read", {"spi.reply"}, "", "a reply that is wrong is believed"},
+    Excuse{"the board objects: array: ", {"spi.message"}, "", "a lost transfer upsets the sensors behind it"},
+    Excuse{"the board objects: motion sensor: ",
+           {"motion.garbage"},
+           "",
            "a control register that is read wrongly is written back"},
-    Excuse{"listed and not whole: ", "venc.stream", "", "a stream that was given empty is a picture less"},
+    Excuse{"listed and not whole: ", {"venc.stream"}, "", "a stream that was given empty is a picture less"},
 };
 
 // The log ends with nothing but frames that were asked for again, and what the serial thread says meanwhile.
@@ -115,14 +131,17 @@ bool OneCameraAsked(const std::string& log) {
 
 bool IsLoss(const Action& action) { return action.what == "cut" || action.what == "pull"; }
 
-bool Has(const Plan& plan, std::string_view point) {
+bool HasOne(const Plan& plan, std::string_view point) {
   if (point == kLoss) {
     return std::ranges::any_of(plan.actions, IsLoss) ||
            std::ranges::any_of(plan.faults, [](const auto& fault) { return fault.find("powercut") != fault.npos; });
   }
-  return point.empty() ||
-         std::ranges::any_of(plan.faults, [&](const std::string& fault) { return fault.starts_with(point); }) ||
-         std::ranges::any_of(plan.actions, [&](const Action& action) { return action.what.starts_with(point); });
+  return std::ranges::any_of(plan.faults, [&](const std::string& fault) { return fault.starts_with(point); });
+}
+
+bool HasAny(const Plan& plan, const Points& points) {
+  return points == kAnywhere ||
+         std::ranges::any_of(points, [&](std::string_view point) { return !point.empty() && HasOne(plan, point); });
 }
 
 }  // namespace
@@ -134,7 +153,7 @@ std::string CauseOf(const Plan& plan, const std::string& find, const std::string
   if ((find == "no shot begins" || find == "without the faults the next shot hangs") && CountsAsAbsent(plan, log))
     return std::string(kAbsent);
   for (const Excuse& excuse : kExcuses) {
-    if (find.starts_with(excuse.find) && Has(plan, excuse.point) && log.find(excuse.log) != std::string::npos)
+    if (find.starts_with(excuse.find) && HasAny(plan, excuse.points) && log.find(excuse.log) != std::string::npos)
       return std::string(excuse.cause);
   }
   return "";
