@@ -36,15 +36,16 @@ constexpr std::string_view kFoundOnce = "an adapter is looked for at the start a
 
 constexpr Points kAnywhere = {};
 constexpr Points kBadWrite = {"disk.write fail", "disk.write value", "disk.write silence"};
+constexpr Points kBadFile = {"disk.write fail", "disk.write value", "disk.write silence", "disk.read fail"};
 constexpr Points kForgottenWrite = {"disk.write value", "disk.write silence"};
 constexpr Points kAdapter = {"usb.", "module.insert", "shell.popen", "wifi.access-point"};
 
 constexpr std::array kExcuses = {
     Excuse{"listed and not whole", kBadWrite, "", kWrites},
     Excuse{"saved and not whole", kBadWrite, "", kWrites},
-    Excuse{"raw: no DNG file: ", kBadWrite, "", kDirectories},
+    Excuse{"raw: no DNG file: ", kBadFile, "", kDirectories},
     Excuse{"raw: without its preview: ", kBadWrite, "", kDirectories},
-    Excuse{"raw: without a raw picture: ", kBadWrite, "", kDirectories},
+    Excuse{"raw: without a raw picture: ", kBadFile, "", kDirectories},
     Excuse{"raw: without a mark: ", kForgottenWrite, "", kForgotten},
     Excuse{"raw: without a mark: ",
            {"vi.frame silence", "vi.frame value"},
@@ -99,6 +100,7 @@ constexpr std::array kExcuses = {
            {"motion.garbage"},
            "",
            "a control register that is read wrongly is written back"},
+    Excuse{"the board objects: motion sensor: ", {"motion.hang"}, "", "a bus that is held low acknowledges everything"},
     Excuse{"listed and not whole: ", {"venc.stream"}, "", "a stream that was given empty is a picture less"},
 };
 
