@@ -14,19 +14,6 @@ namespace {
 
 std::string PointOf(const std::string& fault) { return fault.substr(0, fault.find(' ')); }
 
-// One way to fail on its way through the operations of a run.
-struct Stream {
-  const Way* way;
-  uint64_t nth = 1;
-  size_t life = 0;
-  bool running = false;
-};
-
-// What a way to fail goes through, one after the other.
-const Plan kLives[] = {{}, {.off = true}, {.phone = true}, {.remote = true}, {.raw = true}};
-constexpr size_t kFirstVisited = 2;
-constexpr uint64_t kRare = 3;  // what a press comes by so seldom is broken from the first time on in each life
-
 constexpr uint64_t kLife = 45'000, kRawLife = 110'000;  // ms on the board in which something may be done
 
 constexpr double kLong = 5;  // seconds of the processor; such runs are doubled instead of gone through
@@ -88,8 +75,9 @@ void Search::Say(const std::string& what) {
   const auto now = std::chrono::steady_clock::now();
   if (!person && now - said_ < std::chrono::minutes(1)) return;
   said_ = now;
-  fprintf(stderr, "%s%-50s %7llu runs, %llu failed %s", person ? "\r" : "", what.c_str(),
-          static_cast<unsigned long long>(tally_.runs), static_cast<unsigned long long>(tally_.failed),
+  const std::string of = expected_ == 0 ? "" : " of about " + std::to_string(std::max(expected_, tally_.runs));
+  fprintf(stderr, "%s%-44s %7llu%s runs, %llu failed %s", person ? "\r" : "", what.c_str(),
+          static_cast<unsigned long long>(tally_.runs), of.c_str(), static_cast<unsigned long long>(tally_.failed),
           person ? " " : "\n");
 }
 
@@ -119,13 +107,13 @@ void Search::Take(const Pool::Done& done) {
   fflush(stdout);
 }
 
-std::vector<Search::Counts> Search::CountOperations(uint64_t seed) {
-  std::vector<Counts> counts(std::size(kLives));
+std::vector<Counts> Search::CountOperations(uint64_t seed) {
+  std::vector<Counts> counts(Lives().size());
   std::set<std::string> points;
   for (const Way& way : ways_) points.insert(way.point);
   for (size_t started = 0; started < counts.size() || !pool_.Empty();) {
     for (; started < counts.size() && !pool_.Full(); started++) {
-      Plan plan = kLives[started];
+      Plan plan = Lives()[started];
       plan.seed = seed;
       for (const std::string& point : points) plan.faults.push_back(point + " fail nth=1000000000");
       pool_.Start(plan, started);
@@ -142,54 +130,46 @@ std::vector<Search::Counts> Search::CountOperations(uint64_t seed) {
 }
 
 void Search::Singles(uint64_t seed, uint64_t dense, const std::string& only) {
+  struct Stream {
+    Course course;
+    bool running = false;
+  };
   std::mt19937_64 chance(seed);
   const std::vector<Counts> counts = CountOperations(seed);
   std::vector<Stream> streams;
+  expected_ = tally_.runs;
   for (const Way& way : ways_) {
-    if (way.point.find(only) != std::string::npos) streams.push_back({.way = &way});
+    if (way.point.find(only) == std::string::npos) continue;
+    streams.push_back({Course(way, counts, dense, chance)});
+    expected_ += streams.back().course.RunsLeft();
   }
-  const auto ended = [](const Stream& stream) { return stream.life == std::size(kLives); };
-  // The switch-off goes on where the press ended: what breaks may make operations. A visitor's life begins with what a
-  // press alone comes by.
-  const auto nextLife = [&](Stream& stream) {
-    const std::string& point = stream.way->point;
-    const auto of = [&](size_t life) { return counts[life].contains(point) ? counts[life].at(point) : 0; };
-    do {
-      stream.life++;
-    } while (stream.life >= kFirstVisited && !ended(stream) && of(stream.life) <= of(0) && of(0) > kRare);
-    if (stream.life >= kFirstVisited) stream.nth = dense == 0 || of(0) <= kRare ? 1 : of(0) + 1;
-  };
   // The one that has come least far, so that a search that is cut short has tried every way.
   const auto next = [&] {
     auto least = streams.end();
     for (auto stream = streams.begin(); stream != streams.end(); stream++) {
-      if (!stream->running && !ended(*stream) && (least == streams.end() || stream->nth < least->nth)) least = stream;
+      if (stream->running || stream->course.Ended()) continue;
+      if (least == streams.end() || stream->course.Nth() < least->course.Nth()) least = stream;
     }
     return least;
   };
   while (!Over()) {
     for (auto stream = next(); stream != streams.end() && !pool_.Full(); stream = next()) {
       stream->running = true;
-      Plan plan = kLives[stream->life];
-      plan.seed = seed;
-      plan.faults = {stream->way->point + ' ' + stream->way->effect + " nth=" + std::to_string(stream->nth)};
-      pool_.Start(plan, static_cast<size_t>(stream - streams.begin()));
+      pool_.Start(stream->course.Next(seed), static_cast<size_t>(stream - streams.begin()));
     }
     if (pool_.Empty()) return;
     const Pool::Done done = pool_.Wait();
-    Stream& stream = streams[done.tag];
-    stream.running = false;
+    auto& [course, running] = streams[done.tag];
+    running = false;
     if (!done.outcome.fired) tally_.unfired--;  // how a way ends
     Take(done);
     if (!done.outcome.fired) {
-      nextLife(stream);
+      course.NotFired();
       continue;
     }
-    uint64_t step = dense == 0 || stream.nth < dense ? 1 : 1 + stream.nth / 8 + chance() % (1 + stream.nth / 16);
-    if (dense != 0 && done.hostSeconds > kLong) step += stream.nth;
-    if (step > 1) tally_.sampled.insert(stream.way->point + ' ' + stream.way->effect);
-    stream.nth += step;
-    Say(stream.way->point + ' ' + stream.way->effect + " nth=" + std::to_string(stream.nth));
+    course.Fired(done.hostSeconds > kLong);
+    if (course.Sampled()) tally_.sampled.insert(course.Name());
+    Say(course.Name() + " nth=" + std::to_string(course.Nth()));
   }
   while (!pool_.Empty()) Take(pool_.Wait());
 }

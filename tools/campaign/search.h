@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/campaign/course.h"
 #include "tools/campaign/points.h"
 #include "tools/campaign/pool.h"
 
@@ -40,11 +41,7 @@ class Search {
   // `ways` of the board. Progress goes to standard error.
   Search(Pool& pool, std::vector<Way> ways, Limits limits);
 
-  // Each way at its n-th operation, n from 1 until the run ends without it; from the `dense`-th on not every one, in
-  // steps that grow by an eighth, begun at a place drawn by the seed. 0: every one. A way goes through the lives one
-  // after the other: a press, a switch-off, a phone, the remote, raw frames. In the last three it begins behind the
-  // operations that an unbroken life of a press has, if those are more than a few; a life that has no more of them is
-  // left out.
+  // Each way through all lives, operation after operation until a run ends without it (course.h).
   void Singles(uint64_t seed, uint64_t dense, const std::string& only);
   void Drawn(uint64_t seed, uint64_t runs, size_t faults);  // `faults` 2: pairs; 0: anything
   void Replay(const std::vector<std::string>& plans);
@@ -52,7 +49,6 @@ class Search {
   const Tally& Result() const { return tally_; }
 
  private:
-  using Counts = std::map<std::string, uint64_t>;  // operations by point
   bool Over() const;
   std::vector<Counts> CountOperations(uint64_t seed);
   void Take(const Pool::Done& done);
@@ -62,6 +58,7 @@ class Search {
   std::vector<Way> ways_;
   Limits limits_;
   Tally tally_;
+  uint64_t expected_ = 0;  // runs, if anybody knows
   std::chrono::steady_clock::time_point said_{};
 };
 
