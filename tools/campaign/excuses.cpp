@@ -32,6 +32,7 @@ constexpr std::string_view kDeadBranch =
 constexpr std::string_view kInItsPlace = "the next shot takes the place of an earlier one";
 constexpr std::string_view kSameSecond = "a shot in a second that has been before takes the earlier one's place";
 constexpr std::string_view kLosesStream = "a shot that was given up loses its stream";
+constexpr std::string_view kEmptyStream = "a stream that was given empty is a picture less";
 constexpr std::string_view kFoundOnce = "an adapter is looked for at the start alone";
 
 constexpr Points kAnywhere = {};
@@ -105,7 +106,8 @@ constexpr std::array kExcuses = {
            "",
            "a control register that is read wrongly is written back"},
     Excuse{"the board objects: motion sensor: ", {"motion.hang"}, "", "a bus that is held low acknowledges everything"},
-    Excuse{"listed and not whole: ", {"venc.stream"}, "", "a stream that was given empty is a picture less"},
+    Excuse{"listed and not whole: ", {"venc.stream"}, "", kEmptyStream},
+    Excuse{"saved and not whole: ", {"venc.stream"}, "", kEmptyStream},
 };
 
 // The log ends with nothing but frames that were asked for again, and what the serial thread says meanwhile.
@@ -157,7 +159,9 @@ bool HasAny(const Plan& plan, const Points& points) {
 }  // namespace
 
 std::string CauseOf(const Plan& plan, const std::string& find, const std::string& log) {
-  if (find == "the shot hangs" && AsksWithoutEnd(log)) return "a timeout where a layer begins counts nothing";
+  // The control thread waits for such a shot, and so does a switch-off.
+  if ((find == "the shot hangs" || find == "the switch-off hangs") && AsksWithoutEnd(log))
+    return "a timeout where a layer begins counts nothing";
   if (find == "without the faults the next shot is refused" && OneCameraAsked(log))
     return "a press after a picture of one camera takes that camera's again";
   if ((find == "no shot begins" || find == "without the faults the next shot hangs") && CountsAsAbsent(plan, log))
