@@ -42,7 +42,7 @@ DiskCheck::DiskCheck(twin::Board& board, const Plan& plan, Outcome& outcome, Tel
 }
 
 void DiskCheck::BeforeLoss() {
-  if (!board_.panel.ShotLine()) {
+  if (board_.Powered() && !board_.panel.ShotLine()) {
     for (const fs::path& shot : board_.disk.Shots()) saved_.insert(shot);
   }
   std::error_code none;
