@@ -76,7 +76,7 @@ void Search::Say(const std::string& what) {
   if (!person && now - said_ < std::chrono::minutes(1)) return;
   said_ = now;
   const std::string of = expected_ == 0 ? "" : " of about " + std::to_string(std::max(expected_, tally_.runs));
-  fprintf(stderr, "%s%-44s %7llu%s runs, %llu failed %s", person ? "\r" : "", what.c_str(),
+  fprintf(stderr, "%s%-38s %6llu%s runs, %llu failed %s", person ? "\r" : "", what.c_str(),
           static_cast<unsigned long long>(tally_.runs), of.c_str(), static_cast<unsigned long long>(tally_.failed),
           person ? " " : "\n");
 }
