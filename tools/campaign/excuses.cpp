@@ -33,6 +33,7 @@ constexpr std::string_view kInItsPlace = "the next shot takes the place of an ea
 constexpr std::string_view kSameSecond = "a shot in a second that has been before takes the earlier one's place";
 constexpr std::string_view kLosesStream = "a shot that was given up loses its stream";
 constexpr std::string_view kEmptyStream = "a stream that was given empty is a picture less";
+constexpr std::string_view kNoSync = "a sync that the stick refuses is noticed nowhere";
 constexpr std::string_view kFoundOnce = "an adapter is looked for at the start alone";
 
 constexpr Points kAnywhere = {};
@@ -44,6 +45,9 @@ constexpr Points kAdapter = {"usb.", "module.insert", "shell.popen", "wifi.acces
 constexpr std::array kExcuses = {
     Excuse{"listed and not whole", kBadWrite, "", kWrites},
     Excuse{"saved and not whole", kBadWrite, "", kWrites},
+    Excuse{"saved and not whole", {"disk.sync"}, "", kNoSync},
+    Excuse{"a saved shot is gone", {"disk.sync"}, "", kNoSync},
+    Excuse{"saved raw files that are not whole", {"disk.sync"}, "", kNoSync},
     Excuse{"listed and not whole: empty file",
            {kLoss},
            "",
@@ -62,6 +66,8 @@ constexpr std::array kExcuses = {
            "",
            "a read that fails while a file is sent goes unseen"},
     Excuse{"without the faults the next shot is refused", kAnywhere, kSetUp, kNoSetUp},
+    Excuse{"the shot hangs", kAnywhere, kSetUp, kNoSetUp},
+    Excuse{"the switch-off hangs", kAnywhere, kSetUp, kNoSetUp},
     Excuse{"without the faults the next shot is refused",
            {"disk.mount"},
            "",
