@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/lumora-shot/pictures.h"
+#include "twin/light/bayer.h"
 #include "twin/light/read_mark.h"
 #include "twin/light/tone.h"
 
@@ -58,7 +59,8 @@ bool ReadStrips(TIFF* file, const std::function<void(std::span<const uint8_t>)>&
   return all > 0 && all == rows * static_cast<size_t>(TIFFScanlineSize(file));
 }
 
-// Every fourth sample of every fourth row, as it would be shown: enough for a mark. Takes the mosaic bit by bit.
+// Every fourth sample of every fourth row, as it would be shown: enough for a mark. Takes the mosaic in pieces of whole
+// rows.
 class Shown {
  public:
   Shown() {
@@ -78,7 +80,7 @@ class Shown {
 
  private:
   static constexpr size_t kRow = kWidth * 2;  // bytes
-  std::array<uint8_t, 1024> shades_;
+  std::array<uint8_t, twin::fullLevel + 1> shades_;
   shot::Gray picture_{static_cast<int>(kWidth / 4), static_cast<int>(kHeight / 4), {}};
   size_t row_ = 0;
 };

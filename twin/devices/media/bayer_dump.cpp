@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "twin/light/bayer.h"
+
 namespace twin {
 
 namespace {
@@ -11,7 +13,6 @@ namespace {
 constexpr VI_DEV kDevice = 0;
 constexpr size_t kWidth = WidthOf(PictureSize::Full), kHeight = HeightOf(PictureSize::Full);
 constexpr size_t kSamples = kWidth * kHeight;
-constexpr int kSampleBits = 10;  // of the sensor's converter
 
 HI_S32 Error(Refusal reason) { return MediaError(MediaUnit::Input, reason); }
 
@@ -29,7 +30,7 @@ void Write(PictureSource& pictures, const StoredFrame& frame, const Treatment& t
   const std::span<uint16_t> levels = missed > 0 ? whole : memory;
   pictures.ReadOut(frame, levels);
   if (frame.pairsExchanged) ExchangePairs(levels);
-  std::array<uint16_t, 1 << kSampleBits> words;
+  std::array<uint16_t, fullLevel + 1> words;
   for (uint16_t level = 0; level < words.size(); level++) {
     const uint16_t sample = treatment.Sample(level);
     words[level] = static_cast<uint16_t>(sample << 6 | sample >> 4);
