@@ -1,8 +1,6 @@
 #include "tools/campaign/disk_check.h"
 
-#include <algorithm>
 #include <fstream>
-#include <optional>
 
 #include "tools/campaign/file_bytes.h"
 #include "tools/campaign/rescue_check.h"
@@ -19,12 +17,6 @@ constexpr const char* kOldSettings =
     "btnsetting=0\nshutdownmode=0\nthumbcamidx=12\nwirelessid=0\nprefix=old\n";
 
 }  // namespace
-
-std::optional<std::string> FirstFault(const std::vector<shot::Finding>& findings) {
-  const auto fault =
-      std::ranges::find_if(findings, [](const auto& finding) { return finding.weight == shot::Weight::Fault; });
-  return fault == findings.end() ? std::nullopt : std::optional(fault->text);
-}
 
 DiskCheck::DiskCheck(twin::Board& board, const Plan& plan, Outcome& outcome, Tell find, const fs::path& before,
                      Phone& phone, RawFiles& rawFiles)
@@ -80,7 +72,7 @@ void DiskCheck::AtTheEnd() {
 void DiskCheck::LookAtShots() {
   for (const fs::path& shot : board_.disk.Shots()) {
     if (shot == beforePath_) continue;
-    const auto fault = FirstFault(shot::Verify(shot.string(), shot::Depth::Structure));
+    const auto fault = shot::FirstFault(shot::Verify(shot.string(), shot::Depth::Structure));
     if (fault && phone_.HasDeleted(shot)) {
       outcome_.told.push_back("of a deleted shot a part may come back");
     } else if (fault && !IsBystander(shot)) {

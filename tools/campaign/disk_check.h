@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 
@@ -16,13 +15,9 @@
 #include "tools/campaign/raw_files.h"
 #include "tools/campaign/run.h"
 #include "tools/campaign/visitors.h"
-#include "tools/lumora-shot/verify.h"
 #include "twin/board.h"
 
 namespace campaign {
-
-// The text of the first fault; nothing if the shot is whole.
-std::optional<std::string> FirstFault(const std::vector<shot::Finding>& findings);
 
 class DiskCheck {
  public:

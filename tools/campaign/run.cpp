@@ -7,7 +7,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "tools/campaign/disk_check.h"
@@ -254,7 +253,8 @@ class Run {
     if (board_.panel.BuzzerPulses().size() != kSavedPulses) Find(what + " is signalled as failed");
     try {
       const shot::File file(path.string());
-      if (const auto fault = FirstFault(shot::Verify(file, shot::Depth::Structure))) return Find(what + ": " + *fault);
+      if (const auto fault = shot::FirstFault(shot::Verify(file, shot::Depth::Structure)))
+        return Find(what + ": " + *fault);
       const std::string wrong = WrongPlace(file);
       if (!wrong.empty()) Find(what + ": " + wrong);
     } catch (const std::exception& bad) {

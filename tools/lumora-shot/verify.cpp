@@ -110,8 +110,12 @@ std::vector<Finding> Verify(const File& file, Depth depth) {
 
 std::vector<Finding> Verify(const std::string& path, Depth depth) { return Verify(File(path), depth); }
 
-bool HasFault(const std::vector<Finding>& findings) {
-  return std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.weight == Weight::Fault; });
+bool HasFault(const std::vector<Finding>& findings) { return FirstFault(findings).has_value(); }
+
+std::optional<std::string> FirstFault(const std::vector<Finding>& findings) {
+  const auto fault =
+      std::find_if(findings.begin(), findings.end(), [](const Finding& f) { return f.weight == Weight::Fault; });
+  return fault == findings.end() ? std::nullopt : std::optional(fault->text);
 }
 
 std::string Text(const std::vector<Finding>& findings) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ std::vector<Finding> Verify(const std::string& path, Depth depth = Depth::Pictur
 std::vector<Finding> Verify(const File& file, Depth depth = Depth::Pictures);
 
 bool HasFault(const std::vector<Finding>& findings);
+// Its text; nothing if there is none.
+std::optional<std::string> FirstFault(const std::vector<Finding>& findings);
 
 // One line a finding: "at 78076: ...". For messages of tests and of the program.
 std::string Text(const std::vector<Finding>& findings);
